@@ -1,0 +1,121 @@
+#include "coding/bitStreamer.hpp"
+
+namespace teko {
+
+void BitStreamer::setUpFileWriter(std::FILE* output) {
+    ownedBuffer = new std::uint32_t[fileBufferWords];
+    file = output;
+    buffer = cursor = ownedBuffer;
+    size = fileBufferWords;
+    mode = 'w';
+}
+
+void BitStreamer::setUpMemoryWriter(void* memory, std::int64_t bytes) {
+    buffer = cursor = static_cast<std::uint32_t*>(memory);
+    size = bytes / 4;
+    tailBytes = static_cast<int>(bytes % 4);
+    mode = 'w';
+}
+
+void BitStreamer::setUpFileReader(std::FILE* input) {
+    ownedBuffer = new std::uint32_t[fileBufferWords];
+    file = input;
+    buffer = ownedBuffer;
+    size = fileBufferWords;
+    mask = 0;
+    cursor = buffer + fileBufferWords; // exhausted: the first read refills
+    current = 1;
+    mode = 'r';
+}
+
+void BitStreamer::setUpMemoryReader(void* memory, std::int64_t bytes) {
+    buffer = cursor = static_cast<std::uint32_t*>(memory);
+    size = bytes / 4;
+    tailBytes = static_cast<int>(bytes % 4);
+    mask = 0;
+    current = 1;
+    mode = 'r';
+}
+
+void BitStreamer::flushBuffer() {
+    if (file != nullptr) {
+        flushToFile();
+        return;
+    }
+    auto* tail = reinterpret_cast<unsigned char*>(cursor);
+    for (int k = 1; k <= tailBytes; ++k) {
+        mask = 1U << (8 * k);
+        tail[k - 1] = static_cast<unsigned char>(current >> (8 * (k - 1)) & 0xFFU);
+    }
+    throw 3;
+}
+
+void BitStreamer::flushToFile() {
+    const auto n = static_cast<std::size_t>(words());
+    if (std::fwrite(buffer, sizeof *buffer, n, file) < n) {
+        throw 3;
+    }
+    wordsDone += words();
+    cursor = buffer;
+}
+
+void BitStreamer::fetch() {
+    if (mode != 'r') {
+        throw 5;
+    }
+    if (file == nullptr) {
+        throw 3;
+    }
+    const std::size_t n = std::fread(buffer, sizeof *buffer, static_cast<std::size_t>(size), file);
+    if (n == 0) {
+        throw 3;
+    }
+    size = static_cast<std::int64_t>(n);
+    wordsDone += words();
+    cursor = buffer;
+}
+
+void BitStreamer::flush() {
+    if (mode == 'r') {
+        throw 5;
+    }
+    if (file != nullptr) {
+        if (mask != 1) {
+            storeCompletedWord();
+            mask = 1;
+            current = 0;
+        }
+        flushToFile();
+    } else if (mask != 1) {
+        if (words() >= size) {
+            flushBuffer();
+        }
+        *cursor = littleEndian(current);
+    }
+}
+
+void BitStreamer::append(BitStreamer& source) {
+    source.flush();
+    std::int64_t remaining = source.bitCount();
+    const std::uint32_t* from = source.buffer;
+    const int pending = std::countr_zero(mask);
+    for (; remaining >= 32; remaining -= 32) {
+        const std::uint32_t word = littleEndian(*from++);
+        if (file == nullptr && words() >= size) {
+            putBits(word, 32); // throws with the word that completes, in the state that putBit leaves
+        }
+        current |= word << pending;
+        storeCompletedWord();
+        current = pending == 0 ? 0 : word >> (32 - pending);
+    }
+    if (remaining > 0) {
+        putBits(littleEndian(*from), static_cast<int>(remaining));
+    }
+}
+
+std::int64_t BitStreamer::bitCount() const {
+    const int partial = mask == 0 ? 0 : std::countr_zero(mask);
+    return 32 * (wordsDone + words()) + partial;
+}
+
+} // namespace teko

@@ -1,0 +1,137 @@
+// Bits in 32-bit words: writers to a file or to memory, readers from a file or from memory.
+//
+//   stream   bit 0 | bit 1 | ... | bit 31 | bit 32 | ...
+//   word     bit 0 is the least significant of word 0, bit 31 its most significant, bit 32 starts word 1
+//   file     each word in four bytes, the least significant byte first; so bits fill bytes from the bottom, too
+//
+// Values of several bits travel least significant bit first. Readers take whole words only: the last one to
+// three bytes of a stream that is no whole number of words are never read.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstdio>
+
+namespace teko {
+
+// A word as it lies in a buffer: least significant byte first on every machine. Its own inverse.
+constexpr std::uint32_t littleEndian(std::uint32_t word) {
+    if constexpr (std::endian::native == std::endian::big) {
+        return word << 24 | (word & 0xFF00U) << 8 | (word >> 8 & 0xFF00U) | word >> 24;
+    }
+    return word;
+}
+
+// The fields are the interface: who builds a stream calls one of the four set-ups, who measures one reads them.
+struct BitStreamer {
+    static constexpr std::int64_t fileBufferWords = 102400;
+
+    std::FILE* file = nullptr;            // where whole words go to or come from; null for memory streams
+    std::uint32_t* ownedBuffer = nullptr; // the buffer if this object allocated it; freed by the destructor
+    std::uint32_t* buffer = nullptr;      // start of the word buffer
+    std::int64_t size = 0;                // writer: capacity in whole words; reader: valid words
+    int tailBytes = 0;                    // bytes of a memory buffer behind its last whole word, 0 to 3
+    std::uint32_t mask = 1;               // writer: the place of the next bit in current; reader: unused
+    std::uint32_t* cursor = nullptr;      // writer: next word to store; reader: next word to load
+    std::uint32_t current = 0;            // writer: the word under assembly; reader: the bits left of the last word,
+                                          // at the bottom, with a sentinel 1 above them (bare 1: nothing left)
+    std::int64_t wordsDone = 0;           // words of earlier turns of the buffer
+    char mode = '-';                      // 'w', 'r', or '-' before any set-up
+
+    BitStreamer() = default;
+    BitStreamer(const BitStreamer&) = delete;
+    BitStreamer& operator=(const BitStreamer&) = delete;
+    ~BitStreamer() { delete[] ownedBuffer; }
+
+    // The four kinds. Memory buffers stay the caller's, hold `bytes` bytes and are aligned to a word.
+    void setUpFileWriter(std::FILE* output);
+    void setUpMemoryWriter(void* memory, std::int64_t bytes);
+    void setUpFileReader(std::FILE* input);
+    void setUpMemoryReader(void* memory, std::int64_t bytes);
+
+    // Append one bit (0 or 1), or the n low bits of a value, 0 <= n <= 32. Throw 3 when a completed word finds
+    // a full memory buffer, which then holds the first `bytes` bytes of the stream, or a file that takes less.
+    void putBit(std::uint32_t bit);
+    void putBits(std::uint32_t value, int n);
+
+    // The next bit, or the next n bits with the first read as bit 0, 0 <= n <= 32. Throw 3 when the words have
+    // run out and 5 when this is no reader and finds nothing in its buffer.
+    std::uint32_t getBit();
+    std::uint32_t getBits(int n);
+
+    // Makes room for a word in a full writer: empties the buffer to the file; or fills the tail bytes of a
+    // memory writer from `current`, leaves `mask` behind the last bit stored (0 without tail bytes), throws 3.
+    void flushBuffer();
+    // Writes the words up to the cursor and starts the buffer over. Throws 3 when the file takes fewer.
+    void flushToFile();
+    // Refills an exhausted file reader. Throws 5 when this is no reader, 3 when there are no more words.
+    void fetch();
+    // Makes everything written visible. A file writer pads its last word with zeros; a memory writer stores its
+    // partial word and can go on. Throws 5 for a reader, 3 as putBit does.
+    void flush();
+    // Flushes another memory writer and appends its bits, as that many calls of putBit would.
+    void append(BitStreamer& source);
+
+    // Bits written, once flushed: every bit of a memory writer, whole words of a file writer.
+    std::int64_t bitCount() const;
+
+    // Words between the start of the buffer and the cursor.
+    std::int64_t words() const { return cursor - buffer; }
+
+private:
+    void storeCompletedWord();
+    std::uint32_t loadWord();
+};
+
+inline void BitStreamer::putBit(std::uint32_t bit) {
+    if (bit != 0) {
+        current |= mask;
+    }
+    mask <<= 1;
+    if (mask == 0) {
+        storeCompletedWord();
+        mask = 1;
+        current = 0;
+    }
+}
+
+inline void BitStreamer::putBits(std::uint32_t value, int n) {
+    for (int i = 0; i < n; ++i) {
+        putBit(value >> i & 1U);
+    }
+}
+
+inline std::uint32_t BitStreamer::getBit() {
+    const std::uint32_t left = current;
+    current = left >> 1;
+    if (current != 0) {
+        return left & 1U;
+    }
+    const std::uint32_t word = loadWord();
+    current = word >> 1 | 0x80000000U;
+    return word & 1U;
+}
+
+inline std::uint32_t BitStreamer::getBits(int n) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < n; ++i) {
+        value |= getBit() << i;
+    }
+    return value;
+}
+
+inline void BitStreamer::storeCompletedWord() {
+    if (words() >= size) {
+        flushBuffer();
+    }
+    *cursor++ = littleEndian(current);
+}
+
+inline std::uint32_t BitStreamer::loadWord() {
+    if (words() >= size) {
+        fetch();
+    }
+    return littleEndian(*cursor++);
+}
+
+} // namespace teko

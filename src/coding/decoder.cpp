@@ -1,0 +1,149 @@
+// The decoder: the encoder's order, read backwards into the planes. A partly decoded coefficient is a folded
+// value in its place in the plane, 0 until it becomes significant, then in the middle of the interval that the
+// bits read leave open; so a stream may end after any bit.
+#include "coding/bitPlanes.hpp"
+#include "coding/bitStreamer.hpp"
+#include "coding/subband.hpp"
+#include "wavelet/wavelet.hpp"
+
+#include <algorithm>
+
+namespace teko {
+
+namespace {
+
+constexpr int noPlanes = 255; // as the top plane: nothing is coded
+
+// One class of one channel, in scan order.
+template <typename T>
+struct ClassSamples {
+    T* plane;
+    int width;
+    int height;
+    int stride;
+    int c;
+    int levels;
+    const int& truncateDecode;
+
+    // Calls visit(sample) for every position. After a row, throws 5 if decoding shall stop.
+    template <typename Visit>
+    void forEach(Visit visit) const {
+        for (long y = 0; y < height; y += classRowStep(c)) {
+            const ClassColumns columns = classColumns(c, levels, static_cast<int>(y));
+            for (long x = columns.first; x < width; x += columns.step) {
+                visit(plane[y * stride + x]);
+            }
+            if (truncateDecode != 0) {
+                throw 5;
+            }
+        }
+    }
+};
+
+template <typename T>
+void readRefinements(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BitStreamer& in) {
+    samples.forEach([&](T& folded) {
+        if (weights.isSignificant(folded)) {
+            folded = weights.refined(folded, in.getBit());
+        }
+    });
+}
+
+// What the stream has said about the candidates to come.
+class RunReader {
+public:
+    explicit RunReader(BitStreamer& stream) : in(stream), k(static_cast<int>(in.getBits(5))) {}
+
+    // Whether the next candidate is an event; its sign bit follows in the stream.
+    bool nextIsEvent() {
+        if (skip > 0) {
+            --skip;
+            return false;
+        }
+        if (pending) {
+            pending = false;
+            return true;
+        }
+        if (in.getBit() == 0) {
+            skip = (1U << k) - 1; // this candidate is the first of the run
+            return false;
+        }
+        const std::uint32_t remainder = in.getBits(k);
+        if (remainder == 0) {
+            return true;
+        }
+        pending = true;
+        skip = remainder - 1;
+        return false;
+    }
+
+private:
+    BitStreamer& in;
+    int k;
+    std::uint32_t skip = 0; // candidates that are passes
+    bool pending = false;   // the candidate after them is an event
+};
+
+template <typename T>
+void readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BitStreamer& in) {
+    RunReader runs(in);
+    samples.forEach([&](T& folded) {
+        if (!weights.isSignificant(folded) && runs.nextIsEvent()) {
+            folded = weights.atSignificance(in.getBit());
+        }
+    });
+}
+
+template <typename T>
+void readSegments(ImageData<T>& image, int levels, int topPlane, const int& truncateDecode, BitStreamer& in) {
+    for (int priority = topPlane + levels; priority >= 0; --priority) {
+        for (int channel = 0; channel < image.channels; ++channel) {
+            for (int c = 0; c <= levels; ++c) {
+                const int b = priority - c;
+                if (b < 0 || b > topPlane) {
+                    continue;
+                }
+                const ClassSamples<T> samples{image.planes[channel], image.width, image.height, image.stride, c, levels,
+                                              truncateDecode};
+                const auto weights = PlaneWeights<T>::of(b);
+                readRefinements(samples, weights, in);
+                readRuns(samples, weights, in);
+            }
+        }
+    }
+}
+
+template <typename T, typename Change>
+void changeEverySample(ImageData<T>& image, Change change) {
+    for (int channel = 0; channel < image.channels; ++channel) {
+        for (int y = 0; y < image.height; ++y) {
+            T* row = image.planes[channel] + static_cast<long>(y) * image.stride;
+            std::transform(row, row + image.width, row, change);
+        }
+    }
+}
+
+} // namespace
+
+template <typename T>
+int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {
+    const int levels = numberOfLevels(image->width, image->height);
+    const auto topByte = static_cast<int>(in.getBits(8));
+    const int topPlane = topByte == noPlanes ? -1 : topByte;
+    changeEverySample(*image, [](T) { return T{0}; });
+    int endedEarly = 0;
+    try {
+        readSegments(*image, levels, topPlane, truncateDecode, in);
+    } catch (int) {
+        endedEarly = 1;
+    }
+    if (skipTransform == 0) {
+        changeEverySample(*image, unfold<T>);
+    }
+    return endedEarly;
+}
+
+template int Wavelet<short>::readWavelet(ImageData<short>*, BitStreamer&);
+template int Wavelet<long>::readWavelet(ImageData<long>*, BitStreamer&);
+
+} // namespace teko

@@ -1,0 +1,61 @@
+// The sub-streams of one image while it is being encoded.
+#pragma once
+
+#include "coding/bitPlanes.hpp"
+#include "coding/bitStreamer.hpp"
+#include "coding/subband.hpp"
+
+#include <cstdint>
+
+namespace teko {
+
+// Codes the events of one run segment: runs of passes (candidates that stay insignificant) and, at their end,
+// the candidate that becomes significant.
+struct RunCoder {
+    BitStreamer* stream = nullptr; // memory writer that collects the segment; owned by the manager
+    std::uint32_t divisor = 0;     // 2^k
+    std::int32_t k = -1;           // the run-length parameter; -1 before setUp
+    std::uint32_t count = 0;       // passes since the last event
+
+    // Stores the parameter and writes it as the segment's first 5 bits.
+    void setUp(BitStreamer* segment, int parameter);
+    // Ends the run with an event: the run in units of the divisor, a one, the remainder in k bits, the sign.
+    void codeEvent(unsigned sign);
+    // Ends the segment: zeros until all passes are covered.
+    void finish();
+
+private:
+    void codeWholeUnits();
+};
+
+// Owns a refinement stream and a run coder for every channel, class and plane. Only entries below `channels`,
+// up to `levels` and up to `topPlane` are ever set up; the others stay neutral.
+template <typename T>
+struct StreamArrayManager {
+    static constexpr int maximumChannels = 4;
+    static constexpr int planes = sampleBits<T>;
+
+    // Room of every sub-stream beyond its estimate: the writer may use 16 bytes, 26 are allocated.
+    static constexpr std::uint64_t spareCapacity = 16;
+    static constexpr std::uint64_t spareAllocation = 26;
+
+    BitStreamer refinementStreams[maximumChannels][maximumClasses][planes];
+    RunCoder runCoders[maximumChannels][maximumClasses][planes];
+    int channels;
+    int levels;
+    int topPlane;
+
+    StreamArrayManager(int channels, int levels, int topPlane);
+    ~StreamArrayManager();
+    StreamArrayManager(const StreamArrayManager&) = delete;
+    StreamArrayManager& operator=(const StreamArrayManager&) = delete;
+
+    // Allocate the memory of one sub-stream for that many bits. Throw std::bad_alloc without a leak.
+    void setUpRefinement(int channel, int c, int plane, std::uint64_t bits);
+    void setUpRuns(int channel, int c, int plane, std::uint64_t bits, int runLengthParameter);
+};
+
+extern template struct StreamArrayManager<short>;
+extern template struct StreamArrayManager<long>;
+
+} // namespace teko

@@ -1,0 +1,133 @@
+#include "coding/bitStreamer.hpp"
+#include "driver/colourTransform.hpp"
+#include "driver/files.hpp"
+#include "driver/runs.hpp"
+#include "filter/filter4_2.hpp"
+#include "image/imageData.hpp"
+#include "wavelet/wavelet.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace teko {
+
+namespace {
+
+// A plain integer thrown while coding ends the coded stream, not the run: what is coded so far decodes.
+template <typename Stage>
+void endQuietly(Stage stage) {
+    try {
+        stage();
+    } catch (int) {
+    }
+}
+
+template <typename T>
+struct Codec {
+    Codec(const FileHeader& header, int channels) : image(header.xsize, header.ysize, channels) {
+        wavelet.filter = &filter;
+    }
+
+    ImageData<T> image;
+    Filter4_2<T> filter;
+    Wavelet<T> wavelet;
+};
+
+template <typename T>
+void codeGrey(const FileHeader& header, File raw, int (ImageData<T>::*read)(std::FILE*), BitStreamer& out) {
+    Codec<T> codec(header, 1);
+    std::puts("Reading...");
+    (codec.image.*read)(raw.get());
+    raw.reset();
+    std::puts("Transforming...");
+    codec.wavelet.transform(&codec.image);
+    std::puts("Writing...");
+    endQuietly([&] { codec.wavelet.writeWavelet(&codec.image, out); });
+}
+
+void codeColour(const FileHeader& header, File raw, BitStreamer& out) {
+    Codec<short> codec(header, 3);
+    std::puts("Reading...");
+    codec.image.rawRead8(raw.get());
+    raw.reset();
+    std::puts("Transforming YUV...");
+    colourTransform(&codec.image);
+    std::puts("Transforming...");
+    endQuietly([&] { codec.wavelet.transform(&codec.image); });
+    std::puts("Writing...");
+    endQuietly([&] { codec.wavelet.writeWavelet(&codec.image, out); });
+}
+
+void codeImage(const FileHeader& header, File raw, BitStreamer& out) {
+    switch (header.bytesPerPixel) {
+    case 1:
+        codeGrey<short>(header, std::move(raw), &ImageData<short>::rawRead8, out);
+        break;
+    case 2:
+        codeGrey<long>(header, std::move(raw), &ImageData<long>::rawRead16, out);
+        break;
+    case 3:
+        codeColour(header, std::move(raw), out);
+        break;
+    default:
+        std::fputs("Image format not supported\n", stderr);
+        break;
+    }
+}
+
+// Bytes of a memory writer that belong to the stream; a partial word that found no room does not.
+std::size_t payloadBytes(const BitStreamer& out, std::uint64_t budget) {
+    const auto bytes = static_cast<std::uint64_t>((out.bitCount() + 7) / 8);
+    return static_cast<std::size_t>(std::min(bytes, budget));
+}
+
+void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE* coded) {
+    const std::uint64_t budget = byteBudget(request.header, request.rate);
+    constexpr int neverWritten = 0xEE;
+    std::vector<std::uint32_t> memory((budget + 3) / 4);
+    std::memset(memory.data(), neverWritten, memory.size() * sizeof memory[0]);
+    BitStreamer out;
+    out.setUpMemoryWriter(memory.data(), static_cast<std::int64_t>(budget));
+    codeImage(request.header, std::move(raw), out);
+    std::fwrite(memory.data(), 1, payloadBytes(out, budget), coded);
+}
+
+void compressToFile(const CompressionRequest& request, File raw, std::FILE* coded) {
+    BitStreamer out;
+    out.setUpFileWriter(coded);
+    codeImage(request.header, std::move(raw), out);
+}
+
+// Images one sample wide or high have no wavelet decomposition and no place in the coded stream.
+bool isTooThin(const FileHeader& header) {
+    const bool isKnownKind = header.bytesPerPixel >= 1 && header.bytesPerPixel <= 3;
+    const bool isEmpty = header.xsize == 0 || header.ysize == 0;
+    return isKnownKind && !isEmpty && (header.xsize == 1 || header.ysize == 1);
+}
+
+} // namespace
+
+int compress(const CompressionRequest& request) {
+    File raw = openFile(request.rawPath, "rb");
+    if (!raw) {
+        return 1;
+    }
+    if (isTooThin(request.header)) {
+        std::fputs("Image format not supported\n", stderr);
+        return 1;
+    }
+    const File coded = openOutput(request.codedPath, request.rawPath);
+    if (!coded) {
+        return 1;
+    }
+    request.header.write(coded.get());
+    if (request.place == StreamPlace::memory) {
+        compressWithinBudget(request, std::move(raw), coded.get());
+    } else {
+        compressToFile(request, std::move(raw), coded.get());
+    }
+    return 0;
+}
+
+} // namespace teko

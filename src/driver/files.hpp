@@ -1,0 +1,21 @@
+// Opening the files of a run.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+namespace teko {
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+// Opens a file as std::fopen does. When that fails, says so on standard error and returns null.
+File openFile(const char* path, const char* mode);
+
+// Opens a file for writing, empty. Fails like openFile, and leaves the file alone, when it is the regular file
+// that inputPath names, by whatever link.
+File openOutput(const char* path, const char* inputPath);
+
+} // namespace teko

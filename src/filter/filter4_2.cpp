@@ -1,0 +1,214 @@
+#include "filter/filter4_2.hpp"
+
+#include "filter/lifting.hpp"
+
+#include <type_traits>
+
+namespace teko {
+
+namespace {
+
+// A strided signal; sample k is element k * stride. Strides that the compiler knows come as constants.
+template <typename T, typename Stride>
+struct Signal {
+    T* x;
+    Stride stride;
+
+    T& operator[](int k) const { return x[static_cast<unsigned long>(k) * stride]; }
+    Wide<T> wide(int k) const { return (*this)[k]; }
+    Wide<T> sumAround(int i) const { return predictSum(wide(i - 3), wide(i - 1), wide(i + 1), wide(i + 3)); }
+};
+
+template <typename T, typename Stride>
+Signal(T*, Stride) -> Signal<T, Stride>;
+
+template <int N>
+using ConstantStride = std::integral_constant<unsigned long, N>;
+
+// Mirrors the signal about its ends into three slots on either side. Each assignment may read what one before
+// it wrote: that is what signals of two and three samples rely on.
+template <typename T>
+void extendEdges(T* x, int n) {
+    x[-1] = x[1];
+    x[n] = x[n - 2];
+    x[-2] = x[2];
+    x[n + 1] = x[n - 3];
+    x[-3] = x[3];
+    x[n + 2] = x[n - 4];
+}
+
+// Calls step(sample, term) on every even sample; term is a quarter of its odd neighbours, rounded.
+template <typename T, typename Stride, typename Step>
+void forEvenSamples(Signal<T, Stride> x, int n, Step step) {
+    step(x[0], half(x.wide(1)));
+    int i = 2;
+    for (; i + 1 < n; i += 2) {
+        step(x[i], rdiv<4>(wrappingAdd(x.wide(i - 1), x.wide(i + 1))));
+    }
+    if (i < n) {
+        step(x[i], half(x.wide(i - 1)));
+    }
+}
+
+// Calls interior(sample, sum) or boundary(sample, sum) on every odd sample of six or more; sum is sixteen times
+// its prediction, mirrored at the ends.
+template <typename T, typename Stride, typename Interior, typename Boundary>
+void forOddSamples(Signal<T, Stride> x, int n, Interior interior, Boundary boundary) {
+    boundary(x[1], predictSum(x.wide(2), x.wide(0), x.wide(2), x.wide(4)));
+    int i = 3;
+    for (; i < n - 3; i += 2) {
+        interior(x[i], x.sumAround(i));
+    }
+    const bool endsLowPass = n % 2 != 0;
+    boundary(x[i], predictSum(x.wide(i - 3), x.wide(i - 1), x.wide(i + 1), x.wide(endsLowPass ? i - 1 : i + 1)));
+    if (!endsLowPass) {
+        boundary(x[n - 1], predictSum(x.wide(n - 4), x.wide(n - 2), x.wide(n - 2), x.wide(n - 4)));
+    }
+}
+
+template <typename T, typename Stride>
+void transformSignal(Signal<T, Stride> x, int n) {
+    forOddSamples(
+        x, n, [](T& odd, Wide<T> sum) { odd = predicted<T, WrappedToSample>(odd, sum); },
+        [](T& odd, Wide<T> sum) { odd = predicted<T, Exact>(odd, sum); });
+    forEvenSamples(x, n, [](T& even, Wide<T> term) { even = updated(even, term); });
+}
+
+template <typename T, typename Stride>
+void untransformSignal(Signal<T, Stride> x, int n) {
+    forEvenSamples(x, n, [](T& even, Wide<T> term) { even = unupdated(even, term); });
+    forOddSamples(
+        x, n, [](T& odd, Wide<T> sum) { odd = unpredicted<T, WrappedToSample>(odd, sum); },
+        [](T& odd, Wide<T> sum) { odd = unpredicted<T, Exact>(odd, sum); });
+}
+
+// Gathers a short signal with room for edges, runs a kernel on it, and scatters the results.
+template <typename T, typename Kernel>
+void throughCopy(T* x, int n, unsigned long stride, Kernel kernel) {
+    constexpr int edge = 3;
+    T copy[edge + Filter4_2<T>::maximumCopied + edge];
+    const Signal<T, unsigned long> signal{x, stride};
+    for (int k = 0; k < n; ++k) {
+        copy[edge + k] = signal[k];
+    }
+    kernel(copy + edge);
+    for (int k = 0; k < n; ++k) {
+        signal[k] = copy[edge + k];
+    }
+}
+
+} // namespace
+
+template <typename T>
+void Filter4_2<T>::transformInner(T* x, int n) {
+    extendEdges(x, n);
+    const Signal signal{x, ConstantStride<1>{}};
+    for (int i = 1; i < n; i += 2) {
+        x[i] = predicted<T, WrappedToSample>(x[i], signal.sumAround(i));
+    }
+    forEvenSamples(signal, n, [](T& even, Wide<T> term) { even = updated(even, term); });
+}
+
+template <typename T>
+void Filter4_2<T>::untransformInner(T* x, int n) {
+    const Signal signal{x, ConstantStride<1>{}};
+    forEvenSamples(signal, n, [](T& even, Wide<T> term) { even = unupdated(even, term); });
+    extendEdges(x, n);
+    for (int i = 1; i < n; i += 2) {
+        x[i] = unpredicted<T, Exact>(x[i], signal.sumAround(i));
+    }
+}
+
+template <typename T>
+void Filter4_2<T>::transform(T* x, int n, unsigned long stride) {
+    this->transformFast(x, n, stride);
+}
+
+template <typename T>
+void Filter4_2<T>::untransform(T* x, int n, unsigned long stride) {
+    this->untransformFast(x, n, stride);
+}
+
+template <typename T>
+void Filter4_2<T>::transformFast(T* x, int n, unsigned long stride) {
+    if (n < 6) {
+        this->transformCopy(x, n, stride);
+    } else if (stride == 1) {
+        transformT<1>(x, n);
+    } else if (stride == 2) {
+        transformT<2>(x, n);
+    } else {
+        transformStrided(x, n, stride);
+    }
+}
+
+template <typename T>
+void Filter4_2<T>::untransformFast(T* x, int n, unsigned long stride) {
+    if (n < 6) {
+        this->untransformCopy(x, n, stride);
+    } else if (stride == 1) {
+        untransformT<1>(x, n);
+    } else if (stride == 2) {
+        untransformT<2>(x, n);
+    } else if (stride == 4) {
+        untransformT<4>(x, n);
+    } else if (stride == 8) {
+        untransformT<8>(x, n);
+    } else {
+        untransformStrided(x, n, stride);
+    }
+}
+
+template <typename T>
+void Filter4_2<T>::transformCopy(T* x, int n, unsigned long stride) {
+    if (n >= 2) {
+        throughCopy(x, n, stride, [this, n](T* copy) { this->transformInner(copy, n); });
+    }
+}
+
+template <typename T>
+void Filter4_2<T>::untransformCopy(T* x, int n, unsigned long stride) {
+    if (n >= 2) {
+        throughCopy(x, n, stride, [this, n](T* copy) { this->untransformInner(copy, n); });
+    }
+}
+
+template <typename T>
+void Filter4_2<T>::transformStrided(T* x, int n, unsigned long stride) {
+    transformSignal(Signal{x, stride}, n);
+}
+
+template <typename T>
+void Filter4_2<T>::untransformStrided(T* x, int n, unsigned long stride) {
+    untransformSignal(Signal{x, stride}, n);
+}
+
+template <typename T>
+template <int N>
+void Filter4_2<T>::transformT(T* x, int n) {
+    transformSignal(Signal{x, ConstantStride<N>{}}, n);
+}
+
+template <typename T>
+template <int N>
+void Filter4_2<T>::untransformT(T* x, int n) {
+    untransformSignal(Signal{x, ConstantStride<N>{}}, n);
+}
+
+template class Filter4_2<short>;
+template class Filter4_2<long>;
+
+template void Filter4_2<short>::transformT<1>(short*, int);
+template void Filter4_2<short>::transformT<2>(short*, int);
+template void Filter4_2<short>::untransformT<1>(short*, int);
+template void Filter4_2<short>::untransformT<2>(short*, int);
+template void Filter4_2<short>::untransformT<4>(short*, int);
+template void Filter4_2<short>::untransformT<8>(short*, int);
+template void Filter4_2<long>::transformT<1>(long*, int);
+template void Filter4_2<long>::transformT<2>(long*, int);
+template void Filter4_2<long>::untransformT<1>(long*, int);
+template void Filter4_2<long>::untransformT<2>(long*, int);
+template void Filter4_2<long>::untransformT<4>(long*, int);
+template void Filter4_2<long>::untransformT<8>(long*, int);
+
+} // namespace teko

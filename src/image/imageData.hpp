@@ -1,0 +1,48 @@
+// One raster: a plane of signed samples per channel, and its way from and to raw files.
+//
+// A raw file has no header. Rows run from top to bottom, pixels from left to right, the channels of one
+// pixel follow one another; a sample is one unsigned byte, or two with the least significant first.
+#pragma once
+
+#include <cstdio>
+
+namespace teko {
+
+// T is short for files of one byte per sample and long for files of two. It is signed and wider than the
+// file's samples because wavelet coefficients take the samples' place in the planes.
+template <typename T>
+class ImageData {
+public:
+    // Allocates `channels` planes of stride * height samples and leaves them uninitialised.
+    // Throws 5 when channels is not 1, 2 or 3 (the dimensions are stored, nothing is allocated), and
+    // std::bad_array_new_length when stride * height is negative or above 2^31 - 1.
+    ImageData(int xsize, int ysize, int channels);
+    ~ImageData();
+    ImageData(const ImageData&) = delete;
+    ImageData& operator=(const ImageData&) = delete;
+
+    // Fill the planes from the file's current position; the samples are zero-extended. Return 0.
+    // Throw 3 when the file ends early; the planes then hold the rows read so far.
+    int rawRead8(std::FILE* file);
+    int rawRead16(std::FILE* file);
+
+    // Write the planes at the file's current position and hand them to the system. Return 0, or throw 3
+    // when the file takes less. With limit 0 the low 8 (16) bits of each sample are written; with any
+    // other limit every sample is first clamped to 0 .. limit - 1, in the plane as well as in the file.
+    int rawWrite8(std::FILE* file, int limit);
+    int rawWrite16(std::FILE* file, int limit);
+
+    // Mean over all samples of the squared difference; -1.0 when the shapes differ, NaN for empty images.
+    double getMSE(const ImageData* other) const;
+
+    T* planes[3] = {nullptr, nullptr, nullptr}; // owned; sample (c, y, x) is planes[c][y * stride + x]
+    int channels;                               // 1 to 3
+    int width;                                  // samples in a row
+    int height;                                 // rows
+    int stride;                                 // samples from one row's start to the next; the width
+};
+
+extern template class ImageData<short>;
+extern template class ImageData<long>;
+
+} // namespace teko

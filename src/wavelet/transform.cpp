@@ -1,0 +1,118 @@
+#include "wavelet/wavelet.hpp"
+
+#include "wavelet/levels.hpp"
+
+#include <algorithm>
+#include <memory>
+
+namespace teko {
+
+namespace {
+
+// Columns are filtered in place while their samples lie close or are few, else sixteen at a time through
+// contiguous copies: long columns of distant samples would fetch a cache line and a page for every sample.
+constexpr unsigned long directColumnSpacing = 512;
+constexpr int directColumnLength = 512;
+constexpr int blockColumns = 16;
+constexpr int edgeRoom = 3; // what a filter kernel needs on either side of a signal
+
+// The samples of one plane that a level works on: those with x and y multiples of the step.
+template <typename T>
+struct Lattice {
+    T* plane;
+    int width;
+    int height;
+    int stride;
+    int step;
+
+    int columns() const { return (width - 1) / step + 1; }
+    int rows() const { return (height - 1) / step + 1; }
+    unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
+    T* row(int y) const { return plane + static_cast<long>(y) * stride; }
+    bool needsBlocks() const { return rowSpacing() > directColumnSpacing && rows() > directColumnLength; }
+};
+
+template <typename T>
+using SignalOperation = void (Filter<T>::*)(T*, int, unsigned long);
+template <typename T>
+using KernelOperation = void (Filter<T>::*)(T*, int);
+
+template <typename T>
+void filterRows(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation<T> operation) {
+    for (int y = 0; y < lattice.height; y += lattice.step) {
+        (filter.*operation)(lattice.row(y), lattice.columns(), static_cast<unsigned long>(lattice.step));
+    }
+}
+
+// Copies one group of columns between the plane and its slots, each slot one column with room for edges.
+template <typename T, typename Copy>
+void forBlock(const Lattice<T>& lattice, int x0, int count, T* slots, Copy copy) {
+    const int slotLength = lattice.rows() + 2 * edgeRoom;
+    for (int i = 0; i < lattice.rows(); ++i) {
+        T* samples = lattice.row(i * lattice.step) + x0;
+        for (int j = 0; j < count; ++j) {
+            copy(samples[j * lattice.step], slots[static_cast<long>(j) * slotLength + edgeRoom + i]);
+        }
+    }
+}
+
+template <typename T>
+void filterColumnsInBlocks(const Lattice<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
+    const long slotLength = lattice.rows() + 2 * edgeRoom;
+    const std::unique_ptr<T[]> slots(new T[static_cast<std::size_t>(blockColumns * slotLength)]);
+    for (int first = 0; first < lattice.columns(); first += blockColumns) {
+        const int count = std::min(blockColumns, lattice.columns() - first);
+        const int x0 = first * lattice.step;
+        forBlock(lattice, x0, count, slots.get(), [](T& sample, T& slot) { slot = sample; });
+        for (int j = 0; j < count; ++j) {
+            (filter.*kernel)(slots.get() + j * slotLength + edgeRoom, lattice.rows());
+        }
+        forBlock(lattice, x0, count, slots.get(), [](T& sample, T& slot) { sample = slot; });
+    }
+}
+
+template <typename T>
+void filterColumns(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation<T> operation,
+                   KernelOperation<T> kernel) {
+    if (lattice.needsBlocks()) {
+        filterColumnsInBlocks(lattice, filter, kernel);
+        return;
+    }
+    for (int x = 0; x < lattice.width; x += lattice.step) {
+        (filter.*operation)(lattice.plane + x, lattice.rows(), lattice.rowSpacing());
+    }
+}
+
+} // namespace
+
+template <typename T>
+void Wavelet<T>::transform(ImageData<T>* image) {
+    const int levels = numberOfLevels(image->width, image->height);
+    for (int c = 0; c < image->channels; ++c) {
+        for (int k = 0; k < levels && skipTransform == 0; ++k) {
+            const Lattice<T> lattice{image->planes[c], image->width, image->height, image->stride, 1 << k};
+            filterRows(lattice, *filter, &Filter<T>::transform);
+            filterColumns(lattice, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
+        }
+    }
+}
+
+// Below one level the inverse still runs one: files of such images decode as they always did.
+template <typename T>
+void Wavelet<T>::untransform(ImageData<T>* image) {
+    const int levels = std::max(1, numberOfLevels(image->width, image->height));
+    for (int c = 0; c < image->channels; ++c) {
+        for (int k = levels - 1; k >= 0 && skipTransform == 0; --k) {
+            const Lattice<T> lattice{image->planes[c], image->width, image->height, image->stride, 1 << k};
+            filterColumns(lattice, *filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
+            filterRows(lattice, *filter, &Filter<T>::untransform);
+        }
+    }
+}
+
+template void Wavelet<short>::transform(ImageData<short>*);
+template void Wavelet<long>::transform(ImageData<long>*);
+template void Wavelet<short>::untransform(ImageData<short>*);
+template void Wavelet<long>::untransform(ImageData<long>*);
+
+} // namespace teko
