@@ -35,7 +35,8 @@ template <typename T>
 Unsigned<T> foldAndCount(ImageData<T>& image, int levels, BitLengthHistogram<T>& histogram) {
     Unsigned<T> magnitudes = 0;
     forEachSample(image, levels, [&](int channel, int c, T& sample) {
-        const auto magnitude = static_cast<Unsigned<T>>(sample < 0 ? 0U - static_cast<Unsigned<T>>(sample) : sample);
+        const auto unsignedSample = static_cast<Unsigned<T>>(sample);
+        const auto magnitude = static_cast<Unsigned<T>>(sample < 0 ? 0U - unsignedSample : unsignedSample);
         magnitudes = static_cast<Unsigned<T>>(magnitudes | magnitude);
         sample = fold(sample);
         const int length = bitLength(sample);

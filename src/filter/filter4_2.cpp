@@ -14,7 +14,7 @@ struct Signal {
     T* x;
     Stride stride;
 
-    T& operator[](int k) const { return x[static_cast<unsigned long>(k) * stride]; }
+    T& operator[](int k) const { return x[k * stride]; }
     Wide<T> wide(int k) const { return (*this)[k]; }
     Wide<T> sumAround(int i) const { return predictSum(wide(i - 3), wide(i - 1), wide(i + 1), wide(i + 3)); }
 };
@@ -23,7 +23,7 @@ template <typename T, typename Stride>
 Signal(T*, Stride) -> Signal<T, Stride>;
 
 template <int N>
-using ConstantStride = std::integral_constant<unsigned long, N>;
+using ConstantStride = std::integral_constant<long, N>;
 
 // Mirrors the signal about its ends into three slots on either side. Each assignment may read what one before
 // it wrote: that is what signals of two and three samples rely on.
@@ -87,7 +87,7 @@ template <typename T, typename Kernel>
 void throughCopy(T* x, int n, unsigned long stride, Kernel kernel) {
     constexpr int edge = 3;
     T copy[edge + Filter4_2<T>::maximumCopied + edge];
-    const Signal<T, unsigned long> signal{x, stride};
+    const Signal signal{x, static_cast<long>(stride)};
     for (int k = 0; k < n; ++k) {
         copy[edge + k] = signal[k];
     }
@@ -175,12 +175,12 @@ void Filter4_2<T>::untransformCopy(T* x, int n, unsigned long stride) {
 
 template <typename T>
 void Filter4_2<T>::transformStrided(T* x, int n, unsigned long stride) {
-    transformSignal(Signal{x, stride}, n);
+    transformSignal(Signal{x, static_cast<long>(stride)}, n);
 }
 
 template <typename T>
 void Filter4_2<T>::untransformStrided(T* x, int n, unsigned long stride) {
-    untransformSignal(Signal{x, stride}, n);
+    untransformSignal(Signal{x, static_cast<long>(stride)}, n);
 }
 
 template <typename T>

@@ -24,7 +24,8 @@ template <int Bytes>
 class RawRow {
 public:
     RawRow(int width, int channels)
-        : samples(static_cast<long>(width) * channels), row(new unsigned char[samples * Bytes]) {}
+        : samples(static_cast<long>(width) * channels),
+          row(new unsigned char[static_cast<std::size_t>(samples * Bytes)]) {}
 
     void read(std::FILE* file) {
         if (std::fread(row.get(), Bytes, count(), file) != count()) {
