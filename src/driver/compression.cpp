@@ -7,7 +7,6 @@
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 namespace teko {
@@ -84,9 +83,8 @@ std::size_t payloadBytes(const BitStreamer& out, std::uint64_t budget) {
 
 void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE* coded) {
     const std::uint64_t budget = byteBudget(request.header, request.rate);
-    constexpr int neverWritten = 0xEE;
-    std::vector<std::uint32_t> memory((budget + 3) / 4);
-    std::memset(memory.data(), neverWritten, memory.size() * sizeof memory[0]);
+    constexpr std::uint32_t neverWritten = 0xEEEEEEEEU;
+    std::vector<std::uint32_t> memory(budget / 4 + 1, neverWritten);
     BitStreamer out;
     out.setUpMemoryWriter(memory.data(), static_cast<std::int64_t>(budget));
     codeImage(request.header, std::move(raw), out);
