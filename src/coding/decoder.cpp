@@ -3,10 +3,12 @@
 // bits read leave open; so a stream may end after any bit.
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
+#include "coding/planes/planeCoding.hpp"
 #include "coding/subband.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace teko {
 
@@ -123,6 +125,31 @@ void changeEverySample(ImageData<T>& image, Change change) {
     }
 }
 
+template <typename T>
+int readPlainly(ImageData<T>& image, int levels, int topPlane, const Wavelet<T>& wavelet, BitStreamer& in) {
+    changeEverySample(image, [](T) { return T{0}; });
+    int endedEarly = 0;
+    try {
+        readSegments(image, levels, topPlane, wavelet.truncateDecode, in);
+    } catch (int) {
+        endedEarly = 1;
+    }
+    if (wavelet.skipTransform == 0) {
+        changeEverySample(image, unfold<T>);
+    }
+    return endedEarly;
+}
+
+// Whether the planes' memory can hold sliced coefficients: words, without gaps between the rows.
+template <typename T>
+bool isSlicable(const ImageData<T>& image, int levels, int topPlane) {
+    bool isAligned = true;
+    for (int channel = 0; channel < image.channels; ++channel) {
+        isAligned = isAligned && reinterpret_cast<std::uintptr_t>(image.planes[channel]) % sizeof(std::uint64_t) == 0;
+    }
+    return isAligned && levels >= 0 && topPlane <= highestSlicedPlane<T> && image.stride == image.width;
+}
+
 } // namespace
 
 template <typename T>
@@ -130,17 +157,11 @@ int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {
     const int levels = numberOfLevels(image->width, image->height);
     const auto topByte = static_cast<int>(in.getBits(8));
     const int topPlane = topByte == noPlanes ? -1 : topByte;
-    changeEverySample(*image, [](T) { return T{0}; });
-    int endedEarly = 0;
-    try {
-        readSegments(*image, levels, topPlane, truncateDecode, in);
-    } catch (int) {
-        endedEarly = 1;
+    const PlaneCoding<T>* planes = planeCoding<T>(activeTarget());
+    if (planes != nullptr && truncateDecode == 0 && isSlicable(*image, levels, topPlane)) {
+        return planes->readCoefficients(*image, levels, topPlane, skipTransform == 0, in);
     }
-    if (skipTransform == 0) {
-        changeEverySample(*image, unfold<T>);
-    }
-    return endedEarly;
+    return readPlainly(*image, levels, topPlane, *this, in);
 }
 
 template int Wavelet<short>::readWavelet(ImageData<short>*, BitStreamer&);

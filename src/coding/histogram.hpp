@@ -37,6 +37,9 @@ struct BitLengthHistogram {
         }
     }
 
+    // After sum.
+    std::uint64_t coefficients(int channel, int c) const { return bitLengthBelow[channel][c][buckets]; }
+
     // After sum. The folded value of a magnitude of n bits, n > 0, has n + 1.
     PlaneCount plane(int channel, int c, int b) const {
         return {bitLengthBelow[channel][c][b + 2], bitLengthCount[channel][c][b + 2]};

@@ -13,8 +13,8 @@ constexpr int largestRunLengthParameter = 24;
 int runLengthParameter(std::uint64_t events, std::uint64_t candidates);
 
 // An upper bound of the bits of a run segment, k excluded: 1.3 times the binary entropy of its candidates, and
-// a sign for each event. Segments of fewer than 2^31 candidates stay within it and the room that every
-// sub-stream has beside it (StreamArrayManager).
+// a sign for each event. The segments of every class that an image can have stay within it and the room that
+// a sub-stream has beside it (StreamArrayManager).
 std::uint64_t runSegmentBitsEstimate(std::uint64_t events, std::uint64_t candidates);
 
 } // namespace teko

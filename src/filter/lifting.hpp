@@ -29,16 +29,16 @@ constexpr W wrappingMultiply(W a, W b) {
     return static_cast<W>(static_cast<U>(a) * static_cast<U>(b));
 }
 
-// (a + offset) / divisor away from zero: the offset takes the sign of a, the division truncates.
+// (a + offset) / divisor with the offset's sign turned to that of `sign`; the division truncates.
 template <typename W>
-constexpr W divideSymmetric(W a, W offset, W divisor) {
-    return (a >= 0 ? wrappingAdd(a, offset) : wrappingSubtract(a, offset)) / divisor;
+constexpr W divideSymmetric(W sign, W a, W offset, W divisor) {
+    return (sign >= 0 ? wrappingAdd(a, offset) : wrappingSubtract(a, offset)) / divisor;
 }
 
 // a / m, halves away from zero.
 template <int m, typename W>
 constexpr W rdiv(W a) {
-    return divideSymmetric<W>(a, m / 2, m);
+    return divideSymmetric<W>(a, a, m / 2, m);
 }
 
 // a / 2, halves away from zero: the update term where one neighbour stands for both.
@@ -50,13 +50,13 @@ constexpr W half(W a) {
 // The low-pass gain of 152/128.
 template <typename W>
 constexpr W scale(W v) {
-    return rdiv<128>(wrappingMultiply<W>(152, v));
+    return divideSymmetric<W>(v, wrappingMultiply<W>(152, v), 64, 128);
 }
 
 // Undoes scale. The offset is 64 and not half of 152: only so is unscale(scale(v)) == v for every v.
 template <typename W>
 constexpr W unscale(W y) {
-    return divideSymmetric<W>(wrappingMultiply<W>(128, y), 64, 152);
+    return divideSymmetric<W>(y, wrappingMultiply<W>(128, y), 64, 152);
 }
 
 // Sixteen times the prediction of an odd sample from its near and far even neighbours.

@@ -58,9 +58,11 @@ private:
     std::unique_ptr<unsigned char[]> row;
 };
 
+// The limit of 31 bits per sample is negative, and one less wraps.
 template <typename T>
 T clampedTo(int limit, T sample) {
-    return sample < 0 ? T{0} : sample >= limit ? static_cast<T>(limit - 1) : sample;
+    const auto highest = static_cast<int>(static_cast<unsigned>(limit) - 1U);
+    return sample < 0 ? T{0} : sample >= limit ? static_cast<T>(highest) : sample;
 }
 
 template <int Bytes, typename T>

@@ -1,36 +1,20 @@
 #include "wavelet/wavelet.hpp"
 
+#include "filter/filter4_2.hpp"
+#include "target/target.hpp"
 #include "wavelet/levels.hpp"
+#include "wavelet/rowTransform.hpp"
 
 #include <algorithm>
 #include <memory>
+#include <typeinfo>
 
 namespace teko {
 
 namespace {
 
-// Columns are filtered in place while their samples lie close or are few, else sixteen at a time through
-// contiguous copies: long columns of distant samples would fetch a cache line and a page for every sample.
-constexpr unsigned long directColumnSpacing = 512;
-constexpr int directColumnLength = 512;
 constexpr int blockColumns = 16;
 constexpr int edgeRoom = 3; // what a filter kernel needs on either side of a signal
-
-// The samples of one plane that a level works on: those with x and y multiples of the step.
-template <typename T>
-struct Lattice {
-    T* plane;
-    int width;
-    int height;
-    int stride;
-    int step;
-
-    int columns() const { return (width - 1) / step + 1; }
-    int rows() const { return (height - 1) / step + 1; }
-    unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
-    T* row(int y) const { return plane + static_cast<long>(y) * stride; }
-    bool needsBlocks() const { return rowSpacing() > directColumnSpacing && rows() > directColumnLength; }
-};
 
 template <typename T>
 using SignalOperation = void (Filter<T>::*)(T*, int, unsigned long);
@@ -83,6 +67,12 @@ void filterColumns(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation
     }
 }
 
+// Whether whole levels may be run by row kernels: they know no filter but this one.
+template <typename T>
+bool mayUseRows(const Filter<T>& filter) {
+    return activeTarget() != Target::plain && typeid(filter) == typeid(Filter4_2<T>);
+}
+
 } // namespace
 
 template <typename T>
@@ -91,6 +81,9 @@ void Wavelet<T>::transform(ImageData<T>* image) {
     for (int c = 0; c < image->channels; ++c) {
         for (int k = 0; k < levels && skipTransform == 0; ++k) {
             const Lattice<T> lattice{image->planes[c], image->width, image->height, image->stride, 1 << k};
+            if (mayUseRows(*filter) && transformLevel(lattice, activeTarget())) {
+                continue;
+            }
             filterRows(lattice, *filter, &Filter<T>::transform);
             filterColumns(lattice, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
         }
@@ -104,6 +97,9 @@ void Wavelet<T>::untransform(ImageData<T>* image) {
     for (int c = 0; c < image->channels; ++c) {
         for (int k = levels - 1; k >= 0 && skipTransform == 0; --k) {
             const Lattice<T> lattice{image->planes[c], image->width, image->height, image->stride, 1 << k};
+            if (mayUseRows(*filter) && untransformLevel(lattice, activeTarget())) {
+                continue;
+            }
             filterColumns(lattice, *filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
             filterRows(lattice, *filter, &Filter<T>::untransform);
         }

@@ -1,0 +1,26 @@
+#include "coding/planes/planeCoding.hpp"
+
+#include "coding/planes/planeCodingSets.hpp"
+
+namespace teko {
+
+template <typename T>
+const PlaneCoding<T>* planeCoding(Target target) {
+    switch (target) {
+    case Target::plain:
+        return nullptr;
+#if defined(__x86_64__)
+    case Target::avx512:
+        return &avx512::planeCodingSet<T>();
+    case Target::avx2:
+        return &avx2::planeCodingSet<T>();
+#endif
+    default:
+        return &portable::planeCodingSet<T>();
+    }
+}
+
+template const PlaneCoding<short>* planeCoding(Target);
+template const PlaneCoding<long>* planeCoding(Target);
+
+} // namespace teko

@@ -1,0 +1,47 @@
+// Coding whole bit planes: the fast form of the encoder's and the decoder's work on coefficients.
+//
+// A class of a channel is taken as one sequence. Chunks of it are sliced: one 64-bit word holds bit b of 64
+// magnitudes, another their signs, another says which are significant. In such words, with all operations on 64
+// coefficients at a time,
+//
+//   refinement bits of plane b   extract(plane, significant)
+//   candidates                   ~significant
+//   events                       plane & candidates
+//   runs                         gaps between the set bits of extract(events, candidates)
+//   after the plane              significant |= events
+//
+// The sub-streams and the coefficients are those of the plain procedures, bit for bit.
+#pragma once
+
+#include "coding/histogram.hpp"
+#include "coding/streamArrayManager.hpp"
+#include "image/imageData.hpp"
+#include "target/target.hpp"
+
+namespace teko {
+
+// The highest plane that the sliced procedures hold; images with higher ones take the plain way.
+template <typename T>
+constexpr int highestSlicedPlane = sizeof(T) == sizeof(short) ? highestPlane<T> : 28;
+
+// The lowest plane of each channel and class that has to be coded.
+using LowestPlanes = int[4][maximumClasses];
+
+template <typename T>
+struct PlaneCoding {
+    // Folds every coefficient in place and counts bit lengths (not yet summed). Returns the OR of all
+    // magnitudes; where that has bits above the highest plane, the counts mean nothing.
+    Unsigned<T> (*foldAndCount)(ImageData<T>& image, int levels, BitLengthHistogram<T>& histogram);
+    // Codes the folded values of an image into its sub-streams, down to the lowest planes.
+    void (*codeCoefficients)(const ImageData<T>& image, StreamArrayManager<T>& streams, const LowestPlanes& lowest);
+    // Reads the segments of a stream, behind its top plane, into an image whose rows follow each other without
+    // gaps. Leaves coefficients, or folded values. Returns 1 when the stream ended early, else 0. Needs memory
+    // for a quarter of one plane; throws std::bad_alloc.
+    int (*readCoefficients)(ImageData<T>& image, int levels, int topPlane, bool unfolds, BitStreamer& in);
+};
+
+// What a target does with bit planes; null where it takes the plain way.
+template <typename T>
+const PlaneCoding<T>* planeCoding(Target target);
+
+} // namespace teko

@@ -1,0 +1,45 @@
+#include "coding/planes/planeCodingSets.hpp"
+#include "coding/runLengthParameter.hpp"
+#include "target/region.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+
+TEKO_REGION_BEGIN(TEKO_AVX2_FEATURES)
+
+namespace teko::avx2 {
+
+namespace {
+
+#include "coding/planes/bitOperationsAvx2.hpp"
+
+#include "coding/planes/classRows.hpp"
+
+#include "coding/planes/encoderPlanes.hpp"
+
+#include "coding/planes/decoderPlanes.hpp"
+
+} // namespace
+
+template <typename T>
+const PlaneCoding<T>& planeCodingSet() {
+    static constexpr PlaneCoding<T> set{foldAndCount<T>, codeCoefficients<T>, readCoefficients<T>};
+    return set;
+}
+
+template const PlaneCoding<short>& planeCodingSet();
+template const PlaneCoding<long>& planeCodingSet();
+
+} // namespace teko::avx2
+
+TEKO_REGION_END
+
+#endif

@@ -1,0 +1,21 @@
+// Where each target keeps its procedures for bit planes.
+#pragma once
+
+#include "coding/planes/planeCoding.hpp"
+
+namespace teko {
+
+namespace portable {
+template <typename T>
+const PlaneCoding<T>& planeCodingSet();
+}
+namespace avx2 {
+template <typename T>
+const PlaneCoding<T>& planeCodingSet();
+}
+namespace avx512 {
+template <typename T>
+const PlaneCoding<T>& planeCodingSet();
+}
+
+} // namespace teko

@@ -1,0 +1,24 @@
+#include "filter/rows/rowKernels.hpp"
+
+#include "filter/rows/rowKernelSets.hpp"
+
+namespace teko {
+
+template <typename T>
+const RowKernels<T>& rowKernels(Target target) {
+#if defined(__x86_64__)
+    if (target == Target::avx512) {
+        return avx512::rowKernelSet<T>();
+    }
+    if (target == Target::avx2) {
+        return avx2::rowKernelSet<T>();
+    }
+#endif
+    static_cast<void>(target);
+    return portable::rowKernelSet<T>();
+}
+
+template const RowKernels<short>& rowKernels(Target);
+template const RowKernels<long>& rowKernels(Target);
+
+} // namespace teko

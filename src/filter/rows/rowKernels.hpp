@@ -1,0 +1,54 @@
+// The lifting steps on whole rows: sample k of a row is lifted with sample k of its neighbour rows.
+//
+// One set of steps serves both directions of a transform. Down the columns, the neighbours are the rows above
+// and below. Along a row, the even and the odd samples are first split into a row each; the neighbours are then
+// the same row, shifted by one sample.
+//
+// Rows are compact: short for short samples, int for long ones. Each kernel says for which values it gives what
+// filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row.
+#pragma once
+
+#include "target/target.hpp"
+
+#include <type_traits>
+
+namespace teko {
+
+template <typename T>
+using RowSample = std::conditional_t<sizeof(T) == sizeof(short), short, int>;
+
+template <typename T>
+struct RowKernels {
+    using Row = RowSample<T>;
+
+    // Splits the samples x[0], x[step], x[2 * step], ... (n of them) into those at even and at odd places.
+    // Returns a bound of the magnitudes: not below the largest, and not above the next power of two.
+    long (*split)(const T* x, long step, int n, Row* even, Row* odd);
+    // Puts them back.
+    void (*merge)(T* x, long step, int n, const Row* even, const Row* odd);
+    // The same bound alone.
+    long (*largest)(const T* x, long step, int n);
+
+    // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
+    void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    // The same with the exact sum; any values.
+    void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    // even = scale(even + rdiv(before + after, 4)), for even up to 24575 and before, after up to 16383.
+    void (*update)(Row* even, const Row* before, const Row* after, int n);
+    // The same; any values.
+    void (*updateExact)(Row* even, const Row* before, const Row* after, int n);
+
+    // The inverses; unupdate for even up to 21841 and before, after up to 16383.
+    void (*unpredict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    void (*unpredictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    void (*unupdate)(Row* even, const Row* before, const Row* after, int n);
+    void (*unupdateExact)(Row* even, const Row* before, const Row* after, int n);
+};
+
+// For int rows, "any values" is up to 2^24, and there is no difference between a kernel and its exact form.
+
+// The kernels of a target; those of the plain target are those of the portable one.
+template <typename T>
+const RowKernels<T>& rowKernels(Target target);
+
+} // namespace teko

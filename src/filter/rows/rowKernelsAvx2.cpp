@@ -1,0 +1,101 @@
+#include "filter/lifting.hpp"
+#include "filter/rows/rowKernelSets.hpp"
+#include "target/region.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+
+TEKO_REGION_BEGIN(TEKO_AVX2_FEATURES)
+
+namespace teko::avx2 {
+
+namespace {
+
+#include "filter/rows/rowKernelsGeneric.hpp"
+
+struct Lanes {
+    static constexpr int count = 16;
+    __m256i v;
+
+    static Lanes load(const short* x) { return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(x))}; }
+    static Lanes all(int value) { return {_mm256_set1_epi16(static_cast<short>(value))}; }
+    void store(short* x) const { _mm256_storeu_si256(reinterpret_cast<__m256i*>(x), v); }
+};
+
+inline Lanes operator+(Lanes a, Lanes b) {
+    return {_mm256_add_epi16(a.v, b.v)};
+}
+inline Lanes operator-(Lanes a, Lanes b) {
+    return {_mm256_sub_epi16(a.v, b.v)};
+}
+inline Lanes operator|(Lanes a, Lanes b) {
+    return {_mm256_or_si256(a.v, b.v)};
+}
+inline Lanes operator^(Lanes a, Lanes b) {
+    return {_mm256_xor_si256(a.v, b.v)};
+}
+inline Lanes addSaturated(Lanes a, Lanes b) {
+    return {_mm256_adds_epi16(a.v, b.v)};
+}
+inline Lanes mulhrs(Lanes a, Lanes b) {
+    return {_mm256_mulhrs_epi16(a.v, b.v)};
+}
+inline Lanes mulhiUnsigned(Lanes a, Lanes b) {
+    return {_mm256_mulhi_epu16(a.v, b.v)};
+}
+inline Lanes absolute(Lanes a) {
+    return {_mm256_abs_epi16(a.v)};
+}
+inline Lanes isNegative(Lanes a) {
+    return {_mm256_srai_epi16(a.v, 15)};
+} // -1 where negative, else 0
+inline Lanes withSignOf(Lanes a, Lanes sign) {
+    return {_mm256_sign_epi16(a.v, sign.v)};
+}
+template <int n>
+Lanes shiftLeft(Lanes a) {
+    return {_mm256_slli_epi16(a.v, n)};
+}
+template <int n>
+Lanes shiftRightUnsigned(Lanes a) {
+    return {_mm256_srli_epi16(a.v, n)};
+}
+
+inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
+    const __m256i lowWords = _mm256_set1_epi32(0xFFFF);
+    const __m256i even = _mm256_packus_epi32(_mm256_and_si256(low.v, lowWords), _mm256_and_si256(high.v, lowWords));
+    const __m256i odd = _mm256_packus_epi32(_mm256_srli_epi32(low.v, 16), _mm256_srli_epi32(high.v, 16));
+    return {{_mm256_permute4x64_epi64(even, 0xD8)}, {_mm256_permute4x64_epi64(odd, 0xD8)}};
+}
+
+inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
+    const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v);
+    const __m256i high = _mm256_unpackhi_epi16(even.v, odd.v);
+    return {{_mm256_permute2x128_si256(low, high, 0x20)}, {_mm256_permute2x128_si256(low, high, 0x31)}};
+}
+
+#include "filter/rows/rowKernelsNarrow.hpp"
+
+} // namespace
+
+template <>
+const RowKernels<short>& rowKernelSet() {
+    static constexpr RowKernels<short> kernels = narrowRowKernels();
+    return kernels;
+}
+
+template <>
+const RowKernels<long>& rowKernelSet() {
+    static constexpr RowKernels<long> kernels = genericRowKernels<long>();
+    return kernels;
+}
+
+} // namespace teko::avx2
+
+TEKO_REGION_END
+
+#endif

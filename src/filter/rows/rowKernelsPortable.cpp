@@ -1,0 +1,22 @@
+#include "filter/lifting.hpp"
+#include "filter/rows/rowKernelSets.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace teko::portable {
+
+namespace {
+#include "filter/rows/rowKernelsGeneric.hpp"
+}
+
+template <typename T>
+const RowKernels<T>& rowKernelSet() {
+    static constexpr RowKernels<T> kernels = genericRowKernels<T>();
+    return kernels;
+}
+
+template const RowKernels<short>& rowKernelSet();
+template const RowKernels<long>& rowKernelSet();
+
+} // namespace teko::portable

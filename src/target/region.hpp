@@ -1,0 +1,18 @@
+// Target regions: what stands between a BEGIN and TEKO_REGION_END is compiled for that instruction set, and
+// nothing else is. (Flags per file would leak the instructions into inline functions that other files share.)
+// Standard headers must be included before a region begins.
+#pragma once
+
+#define TEKO_AVX2_FEATURES "avx2,bmi,bmi2,lzcnt,popcnt"
+#define TEKO_AVX512_FEATURES "avx2,bmi,bmi2,lzcnt,popcnt,avx512f,avx512bw,avx512vl,avx512vbmi2"
+
+#define TEKO_PRAGMA(text) _Pragma(#text)
+
+#if defined(__clang__)
+#define TEKO_REGION_BEGIN(features)                                                                                    \
+    TEKO_PRAGMA(clang attribute push(__attribute__((target(features))), apply_to = function))
+#define TEKO_REGION_END TEKO_PRAGMA(clang attribute pop)
+#else
+#define TEKO_REGION_BEGIN(features) TEKO_PRAGMA(GCC push_options) TEKO_PRAGMA(GCC target(features))
+#define TEKO_REGION_END TEKO_PRAGMA(GCC pop_options)
+#endif

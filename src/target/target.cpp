@@ -1,0 +1,108 @@
+#include "target/target.hpp"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
+namespace teko {
+
+namespace {
+
+#if defined(__x86_64__)
+bool hasAvx2() {
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+}
+
+bool hasAvx512() {
+    return hasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi2");
+}
+
+// AMD's processors before family 19h (Zen 3) run pext and pdep in microcode, bit by bit.
+bool hasFastBitDeposit() {
+    if (!__builtin_cpu_is("amd")) {
+        return true;
+    }
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+    unsigned d = 0;
+    __get_cpuid(1, &a, &b, &c, &d);
+    const unsigned family = (a >> 8 & 0xFU) + (a >> 20 & 0xFFU);
+    return family >= 0x19U;
+}
+#else
+bool hasAvx2() {
+    return false;
+}
+bool hasAvx512() {
+    return false;
+}
+bool hasFastBitDeposit() {
+    return false;
+}
+#endif
+
+Target chosenAtStart() {
+    if (const char* wanted = std::getenv("TEKO_TARGET")) {
+        for (const Target target : allTargets) {
+            if (std::strcmp(wanted, nameOf(target)) == 0 && isRunnable(target)) {
+                return target;
+            }
+        }
+    }
+    return bestTarget();
+}
+
+std::atomic<Target>& active() {
+    static std::atomic<Target> target{chosenAtStart()};
+    return target;
+}
+
+} // namespace
+
+const char* nameOf(Target target) {
+    switch (target) {
+    case Target::plain:
+        return "plain";
+    case Target::portable:
+        return "portable";
+    case Target::avx2:
+        return "avx2";
+    case Target::avx512:
+        return "avx512";
+    }
+    return "";
+}
+
+bool isRunnable(Target target) {
+    switch (target) {
+    case Target::avx2:
+        return hasAvx2();
+    case Target::avx512:
+        return hasAvx512();
+    default:
+        return true;
+    }
+}
+
+Target bestTarget() {
+    if (!hasFastBitDeposit() || !isRunnable(Target::avx2)) {
+        return Target::portable;
+    }
+    return isRunnable(Target::avx512) ? Target::avx512 : Target::avx2;
+}
+
+Target activeTarget() {
+    return active().load(std::memory_order_relaxed);
+}
+
+void setActiveTarget(Target target) {
+    active().store(target, std::memory_order_relaxed);
+}
+
+} // namespace teko
