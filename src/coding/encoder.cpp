@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 namespace teko {
 
@@ -51,6 +52,18 @@ template <typename T>
 void countBitLengths(ImageData<T>& image, int levels, BitLengthHistogram<T>& histogram) {
     forEachSample(image, levels,
                   [&](int channel, int c, T& folded) { ++histogram.bitLengthCount[channel][c][bitLength(folded)]; });
+}
+
+// Folds and counts at once. Folds also when there is no memory for that.
+template <typename T>
+Unsigned<T> foldInSlices(ImageData<T>& image, int levels, const PlaneCoding<T>& planes,
+                         BitLengthHistogram<T>& histogram) {
+    try {
+        return planes.foldAndCount(image, levels, histogram);
+    } catch (const std::bad_alloc&) {
+        foldAll(image);
+        throw;
+    }
 }
 
 // An upper bound of the positions in class c: those of all coarser classes are counted with it.
@@ -172,7 +185,7 @@ void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
     const PlaneCoding<T>* planes = planeCoding<T>(activeTarget());
     BitLengthHistogram<T> histogram;
     const Unsigned<T> magnitudes =
-        planes != nullptr ? planes->foldAndCount(*image, levels, histogram) : foldAll(*image);
+        planes != nullptr ? foldInSlices(*image, levels, *planes, histogram) : foldAll(*image);
     const int topPlane = topPlaneOf<T>(magnitudes);
     if (topPlane > highestPlane<T>) {
         throw 5;

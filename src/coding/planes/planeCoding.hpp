@@ -30,7 +30,8 @@ using LowestPlanes = int[4][maximumClasses];
 template <typename T>
 struct PlaneCoding {
     // Folds every coefficient in place and counts bit lengths (not yet summed). Returns the OR of all
-    // magnitudes; where that has bits above the highest plane, the counts mean nothing.
+    // magnitudes; where that has bits above the highest plane, the counts mean nothing. Throws std::bad_alloc
+    // before it changes anything.
     Unsigned<T> (*foldAndCount)(ImageData<T>& image, int levels, BitLengthHistogram<T>& histogram);
     // Codes the folded values of an image into its sub-streams, down to the lowest planes.
     void (*codeCoefficients)(const ImageData<T>& image, StreamArrayManager<T>& streams, const LowestPlanes& lowest);
