@@ -83,6 +83,8 @@ TEST(RunLengthParameter, endsAt24) {
     EXPECT_EQ(runLengthParameter(1, std::uint64_t{1} << 33), 24);
     EXPECT_EQ(runLengthParameter(1, std::uint64_t{1} << 40), 24);
     EXPECT_EQ(runLengthParameter(1, std::uint64_t{1} << 62), 24);
+    // 0.48 / density + 0.5 is 2^32 + 5.
+    EXPECT_EQ(runLengthParameter(1, 8947848543), 24);
 }
 
 TEST(RunLengthParameter, is24WithoutEvents) {
