@@ -5,7 +5,7 @@
 // samples of 16 (32) bits is 16 (32) rows of eight words. Row 0 holds the signs, row b + 1 bit plane b, and the
 // last row, which no folded value needs, what is significant.
 
-constexpr int blockWords = 8;
+constexpr int blockWords = 64;
 constexpr int blockSamples = 64 * blockWords;
 
 template <typename T>
@@ -163,7 +163,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
 
 // A stretch of a class is decoded in two steps: first its codes into bitmaps over its candidates, in tight loops
 // that see nothing of the image, then the bitmaps into their places (1.6 times faster than word by word).
-constexpr int stretchBlocks = 8;
+constexpr int stretchBlocks = 1;
 constexpr int stretchWords = stretchBlocks * blockWords;
 
 // What a run segment says of the next candidates: whether each is an event, and the signs of events.
@@ -187,8 +187,40 @@ struct CandidateBits {
     }
 };
 
+// Candidates that were decoded together with those of a stretch and belong to the next. Fewer than 64.
+class WaitingCandidates {
+public:
+    std::uint64_t count = 0; // including those of the stretch that is being decoded
+
+    void startStretch(std::uint64_t candidates, CandidateBits& found) const {
+        found.clear(candidates);
+        found.events[0] = events;
+        found.signs[0] = signs;
+    }
+    // Puts up to 64 candidates behind `place` others.
+    static void put(CandidateBits& found, std::uint64_t place, Word newEvents, Word newSigns) {
+        const std::uint64_t word = place / 64;
+        const unsigned shift = place % 64;
+        found.events[word] |= newEvents << shift;
+        found.signs[word] |= newSigns << shift;
+        found.events[word + 1] = newEvents >> 1 >> (63 - shift);
+        found.signs[word + 1] = newSigns >> 1 >> (63 - shift);
+    }
+    void finishStretch(std::uint64_t candidates, const CandidateBits& found) {
+        count -= candidates;
+        const Word mask = (Word{1} << count) - 1;
+        events = CandidateBits::at(found.events, candidates) & mask;
+        signs = CandidateBits::at(found.signs, candidates) & mask;
+    }
+    std::uint64_t eventCount() const { return static_cast<std::uint64_t>(std::popcount(events)); }
+
+private:
+    Word events = 0;
+    Word signs = 0;
+};
+
 // Segments with k = 0: a bit for every candidate, and a sign behind every one. Takes 64 bits of the stream at a
-// time; candidates that are decoded too early wait for the next stretch.
+// time.
 class DenseRuns {
 public:
     explicit DenseRuns(StreamView& stream) : in(stream) {}
@@ -196,26 +228,21 @@ public:
     // Decodes so many candidates more; returns false, with nothing in `found`, when none of them is an event.
     // Throws what the reader throws, with the events up to there in `found`.
     bool next(std::uint64_t candidates, CandidateBits& found) {
-        found.clear(candidates);
-        found.events[0] = waitingEvents;
-        found.signs[0] = waitingSigns;
-        while (waiting < candidates && in.has(65)) {
+        waiting.startStretch(candidates, found);
+        while (waiting.count < candidates && in.has(65)) {
             takeWindow(found);
         }
-        if (waiting < candidates) {
+        if (waiting.count < candidates) {
             readCarefully(candidates, found);
         }
-        waiting -= candidates;
-        const Word mask = (Word{1} << waiting) - 1; // fewer than 64
-        waitingEvents = CandidateBits::at(found.events, candidates) & mask;
-        waitingSigns = CandidateBits::at(found.signs, candidates) & mask;
+        waiting.finishStretch(candidates, found);
         return true;
     }
 
     // Gives back what was read beyond the last candidate.
     void finish() {
         in.skip(signIsNext);
-        in.unskip(waiting + static_cast<std::uint64_t>(std::popcount(waitingEvents)));
+        in.unskip(waiting.count + waiting.eventCount());
     }
 
 private:
@@ -241,33 +268,88 @@ private:
         const Word candidates = ~signPlaces(bits);
         const Word events = extractBits(bits, candidates);
         const Word signs = extractBits(behind, candidates) & events;
-        const std::uint64_t word = waiting / 64;
-        const unsigned shift = waiting % 64;
-        found.events[word] |= events << shift;
-        found.signs[word] |= signs << shift;
-        found.events[word + 1] = events >> 1 >> (63 - shift);
-        found.signs[word + 1] = signs >> 1 >> (63 - shift);
-        waiting += static_cast<std::uint64_t>(std::popcount(candidates));
+        WaitingCandidates::put(found, waiting.count, events, signs);
+        waiting.count += static_cast<std::uint64_t>(std::popcount(candidates));
     }
 
     void readCarefully(std::uint64_t candidates, CandidateBits& found) {
         in.skip(signIsNext);
         signIsNext = 0;
-        for (; waiting < candidates; ++waiting) {
+        for (; waiting.count < candidates; ++waiting.count) {
             if (in.read(1) != 0) {
-                found.setEvent(waiting, in.read(1));
+                found.setEvent(waiting.count, in.read(1));
             }
         }
     }
 
     StreamView& in;
-    std::uint64_t waiting = 0; // candidates decoded and not used
-    Word waitingEvents = 0;
-    Word waitingSigns = 0;
+    WaitingCandidates waiting;
     unsigned signIsNext = 0; // whether the next bit is the sign of the last candidate, which is known already
 };
 
-// Segments with k > 0: runs of passes, each up to an event.
+// Segments with a k that has a table: eleven bits at a time.
+template <int k>
+class TableRuns {
+public:
+    TableRuns(StreamView& stream, std::uint64_t candidates) : in(stream), left(candidates) {}
+
+    // As DenseRuns.
+    bool next(std::uint64_t candidates, CandidateBits& found) {
+        waiting.startStretch(candidates, found);
+        while (waiting.count < candidates) {
+            if (left >= mostRunCandidates && in.has(64)) {
+                takeWindow(candidates, found);
+            } else {
+                readCarefully(found);
+            }
+        }
+        waiting.finishStretch(candidates, found);
+        return true;
+    }
+
+    void finish() {}
+
+private:
+    // All state is local: what is stored in `found` could change a member, for all the compiler knows.
+    void takeWindow(std::uint64_t candidates, CandidateBits& found) {
+        Word window = in.peek();
+        unsigned used = 0;
+        std::uint64_t place = waiting.count;
+        const std::uint64_t end = std::min(candidates, place + left - mostRunCandidates + 1);
+        while (used <= 64 - runWindowBits && place < end) {
+            const RunDecodingStep step = runDecodingTable<k>.steps[window & ((1U << runWindowBits) - 1)];
+            WaitingCandidates::put(found, place, step.events(), depositBits(step.signs(), step.events()));
+            place += step.candidates();
+            used += step.length();
+            window >>= step.length();
+        }
+        left -= place - waiting.count;
+        waiting.count = place;
+        in.skip(used);
+    }
+
+    // One zero, or one code from its one on. What reaches beyond the last candidate is no event.
+    void readCarefully(CandidateBits& found) {
+        const bool isZero = in.read(1) == 0;
+        const std::uint64_t passes = isZero ? std::uint64_t{1} << k : in.read(k);
+        if (isZero || passes >= left) {
+            const std::uint64_t counted = std::min(passes, left);
+            waiting.count += counted;
+            left -= counted;
+            return;
+        }
+        waiting.count += passes;
+        found.setEvent(waiting.count, in.read(1));
+        ++waiting.count;
+        left -= passes + 1;
+    }
+
+    StreamView& in;
+    WaitingCandidates waiting;
+    std::uint64_t left; // candidates of the segment that are not decoded
+};
+
+// Segments with any other k: runs of passes, each up to an event.
 class SparseRuns {
 public:
     SparseRuns(StreamView& stream, int parameter, std::uint64_t candidates)
@@ -422,11 +504,18 @@ void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
 template <typename T>
 void readRuns(ClassState<T>& state, int b, StreamView& in) {
     const int k = static_cast<int>(in.read(5));
+    const auto candidates = static_cast<std::uint64_t>(state.count - state.significantCount);
     if (k == 0) {
         DenseRuns runs(in);
         readRunsOf(state, b, runs);
+    } else if (k == 2) {
+        TableRuns<2> runs(in, candidates);
+        readRunsOf(state, b, runs);
+    } else if (k == 3) {
+        TableRuns<3> runs(in, candidates);
+        readRunsOf(state, b, runs);
     } else {
-        SparseRuns runs(in, k, static_cast<std::uint64_t>(state.count - state.significantCount));
+        SparseRuns runs(in, k, candidates);
         readRunsOf(state, b, runs);
     }
 }

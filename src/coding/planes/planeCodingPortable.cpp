@@ -1,4 +1,5 @@
 #include "coding/planes/planeCodingSets.hpp"
+#include "coding/planes/runTables.hpp"
 #include "coding/runLengthParameter.hpp"
 
 #include <algorithm>
