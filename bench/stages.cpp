@@ -1,0 +1,218 @@
+// The speed of every stage and of the whole codec, from memory to memory, on the images of a list.
+// usage: stages LIST [options of Google Benchmark]
+//
+// Benchmarks are named KIND/IMAGE/STAGE. Figures are of the median iteration in processor time: MB/s of raw image
+// (10^6 bytes), nanoseconds and cycles per sample, the cycles being those of the processor's nominal frequency.
+#include "bench/imageList.hpp"
+#include "bench/memoryCodec.hpp"
+#include "bench/stopwatch.hpp"
+#include "driver/fileHeader.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace teko::bench {
+
+namespace {
+
+constexpr double secondsPerBenchmark = 0.2;
+constexpr std::size_t fewestIterations = 3; // large images fill the time with one
+constexpr float rateOfCutFiles = 0.05F;
+
+// One image with what its benchmarks start from, made when it is first asked for.
+template <typename T>
+class Subject {
+public:
+    // How far the planes have come on the way to coefficients.
+    enum Progress { raw, planes, colours, coefficients };
+
+    explicit Subject(const ImageEntry& imageEntry)
+        : entry(imageEntry), original(readRaw(entry)), result(original.size()), codec(entry) {}
+
+    void bringTo(Progress progress) {
+        if (!saved[progress]) {
+            savePlanes(progress);
+        }
+        const std::vector<T>& samples = *saved[progress];
+        for (int c = 0; c < codec.image.channels; ++c) {
+            std::copy_n(samples.data() + static_cast<std::size_t>(c) * entry.pixels(), entry.pixels(),
+                        codec.image.planes[c]);
+        }
+    }
+
+    const Bytes& wholeCoded() {
+        if (!whole) {
+            whole = encodeWhole(entry, original);
+        }
+        return *whole;
+    }
+    // The words behind the header, which lie aligned.
+    ByteView payload() { return wholeCoded().view().subspan(FileHeader::bytes); }
+
+    ImageEntry entry;
+    std::vector<unsigned char> original;
+    std::vector<unsigned char> result;
+    MemoryCodec<T> codec;
+
+private:
+    void savePlanes(Progress progress) {
+        codec.readPlanes(original);
+        if (progress >= colours) {
+            codec.applyColour();
+        }
+        if (progress >= coefficients) {
+            codec.transform();
+        }
+        saved[progress].emplace();
+        for (int c = 0; c < codec.image.channels; ++c) {
+            const T* plane = codec.image.planes[c];
+            saved[progress]->insert(saved[progress]->end(), plane, plane + entry.pixels());
+        }
+    }
+
+    std::optional<std::vector<T>> saved[coefficients + 1];
+    std::optional<Bytes> whole;
+};
+
+// The subject of the benchmark that is running: they come image by image, so one is kept.
+template <typename T>
+Subject<T>& subjectOf(const ImageEntry& entry) {
+    static std::unique_ptr<Subject<T>> current;
+    if (!current || current->entry.name != entry.name) {
+        current.reset();
+        current = std::make_unique<Subject<T>>(entry);
+    }
+    return *current;
+}
+
+void reportSpeed(benchmark::State& state, const ImageEntry& entry, const std::vector<double>& seconds) {
+    static const double frequency = referenceCyclesPerSecond();
+    const double typical = median(seconds);
+    const auto samples = static_cast<double>(entry.samples());
+    state.counters["MB/s"] = 1e-6 * static_cast<double>(entry.rawBytes()) / typical;
+    state.counters["ns/sample"] = 1e9 * typical / samples;
+    state.counters["cycles/sample"] = frequency * typical / samples;
+    state.counters["samples"] = samples;
+}
+
+template <typename T>
+struct Stage {
+    const char* name;
+    std::function<void(Subject<T>&)> prepare; // not timed
+    std::function<void(Subject<T>&)> run;
+    bool restoresImage = false; // `result` must be the raw image afterwards
+    bool needsColour = false;
+};
+
+template <typename T>
+void runStage(benchmark::State& state, const ImageEntry& entry, const Stage<T>& stage) {
+    Subject<T>& subject = subjectOf<T>(entry);
+    const auto timeOnce = [&] {
+        stage.prepare(subject);
+        return processorSecondsOf([&] { stage.run(subject); });
+    };
+    timeOnce(); // memory and caches as they will be
+    std::vector<double> seconds;
+    for ([[maybe_unused]] auto iteration : state) {
+        seconds.push_back(timeOnce());
+        state.SetIterationTime(seconds.back());
+    }
+    while (seconds.size() < fewestIterations) {
+        seconds.push_back(timeOnce());
+    }
+    reportSpeed(state, entry, seconds);
+    if (stage.restoresImage && subject.result != subject.original) {
+        state.SkipWithError("the image did not come back");
+    }
+}
+
+template <typename T>
+std::vector<Stage<T>> stagesOfEncoder() {
+    using S = Subject<T>;
+    return {
+        {"readRaw", [](S&) {}, [](S& s) { s.codec.readPlanes(s.original); }},
+        {"colourTransform", [](S& s) { s.bringTo(S::planes); }, [](S& s) { s.codec.applyColour(); }, false, true},
+        {"transform", [](S& s) { s.bringTo(S::colours); }, [](S& s) { s.codec.transform(); }},
+        {"writeWavelet", [](S& s) { s.bringTo(S::coefficients); },
+         [](S& s) { benchmark::DoNotOptimize(s.codec.code(codedCapacity(s.original.size()))); }},
+        {"wholeEncode", [](S&) {}, [](S& s) { benchmark::DoNotOptimize(encodeWhole(s.entry, s.original)); }},
+        {"wholeEncodeAtRate", [](S&) {},
+         [](S& s) { benchmark::DoNotOptimize(encodeWithin(rateOfCutFiles, s.entry, s.original)); }},
+    };
+}
+
+template <typename T>
+std::vector<Stage<T>> stagesOfDecoder() {
+    using S = Subject<T>;
+    const auto clear = [](S& s) { std::fill(s.result.begin(), s.result.end(), static_cast<unsigned char>(0)); };
+    return {
+        {"readWavelet", [](S& s) { s.wholeCoded(); }, [](S& s) { s.codec.decode(s.payload()); }},
+        {"untransform", [](S& s) { s.bringTo(S::coefficients); }, [](S& s) { s.codec.untransform(); }},
+        {"colourUntransform", [](S& s) { s.bringTo(S::colours); }, [](S& s) { s.codec.revertColour(); }, false, true},
+        {"writeRaw", [](S& s) { s.bringTo(S::planes); }, [](S& s) { s.codec.writePlanes(s.result); }, true},
+        {"wholeDecode",
+         [clear](S& s) {
+             s.wholeCoded();
+             clear(s);
+         },
+         [](S& s) { decodeWhole(s.entry, s.wholeCoded().view(), s.result); }, true},
+    };
+}
+
+template <typename T>
+void registerStages(const ImageEntry& entry, const std::vector<Stage<T>>& stages) {
+    for (const Stage<T>& stage : stages) {
+        if (stage.needsColour && !entry.isColour()) {
+            continue;
+        }
+        const std::string name = std::string(entry.kind()) + '/' + entry.name + '/' + stage.name;
+        benchmark::RegisterBenchmark(name.c_str(),
+                                     [entry, stage](benchmark::State& state) { runStage(state, entry, stage); })
+            ->UseManualTime()
+            ->MinTime(secondsPerBenchmark)
+            ->Unit(benchmark::kMillisecond);
+    }
+}
+
+template <typename T>
+void registerImage(const ImageEntry& entry) {
+    registerStages(entry, stagesOfEncoder<T>());
+    registerStages(entry, stagesOfDecoder<T>());
+}
+
+int run(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (argc != 2) {
+        std::fputs("usage: stages LIST [options of Google Benchmark]\n", stderr);
+        return 1;
+    }
+    for (const ImageEntry& entry : readImageList(argv[1])) {
+        if (entry.bytesPerPixel == 2) {
+            registerImage<long>(entry);
+        } else {
+            registerImage<short>(entry);
+        }
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
+
+} // namespace
+
+} // namespace teko::bench
+
+int main(int argc, char** argv) {
+    try {
+        return teko::bench::run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "stages: %s\n", error.what());
+        return 1;
+    }
+}
