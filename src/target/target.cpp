@@ -17,11 +17,6 @@ bool hasAvx2() {
     return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
 }
 
-bool hasAvx512() {
-    return hasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi2");
-}
-
 // AMD's processors before family 19h (Zen 3) run pext and pdep in microcode, bit by bit.
 bool hasFastBitDeposit() {
     if (!__builtin_cpu_is("amd")) {
@@ -73,28 +68,16 @@ const char* nameOf(Target target) {
         return "portable";
     case Target::avx2:
         return "avx2";
-    case Target::avx512:
-        return "avx512";
     }
     return "";
 }
 
 bool isRunnable(Target target) {
-    switch (target) {
-    case Target::avx2:
-        return hasAvx2();
-    case Target::avx512:
-        return hasAvx512();
-    default:
-        return true;
-    }
+    return target != Target::avx2 || hasAvx2();
 }
 
 Target bestTarget() {
-    if (!hasFastBitDeposit() || !isRunnable(Target::avx2)) {
-        return Target::portable;
-    }
-    return isRunnable(Target::avx512) ? Target::avx512 : Target::avx2;
+    return isRunnable(Target::avx2) && hasFastBitDeposit() ? Target::avx2 : Target::portable;
 }
 
 Target activeTarget() {

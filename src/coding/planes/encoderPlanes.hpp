@@ -215,12 +215,75 @@ void slice(V* values, int n, int topPlane, Chunk& chunk) {
     }
 }
 
+// Candidates in order, as a bitmap of those that are events, and the signs of events.
+struct CandidateQueue {
+    std::uint64_t events[chunkWords + 2];
+    std::uint64_t signs[chunkWords + 2];
+    unsigned count;
+    unsigned eventCount;
+
+    void clear() {
+        count = 0;
+        eventCount = 0;
+        events[0] = 0;
+        signs[0] = 0;
+    }
+    void add(std::uint64_t newEvents, unsigned n, std::uint64_t newSigns, unsigned newCount) {
+        append(events, count, newEvents);
+        append(signs, eventCount, newSigns);
+        count += n;
+        eventCount += newCount;
+    }
+    std::uint64_t signsFrom(unsigned event) const {
+        return signs[event / 64] >> event % 64 | signs[event / 64 + 1] << 1 << (63 - event % 64);
+    }
+
+private:
+    static void append(std::uint64_t* bits, unsigned place, std::uint64_t more) {
+        bits[place / 64] |= more << place % 64;
+        bits[place / 64 + 1] = more >> 1 >> (63 - place % 64);
+    }
+};
+
 // A sub-stream pair of one plane while the chunks of its class pass by.
 struct PlaneCoder {
     BitAppender refinements;
     BitAppender runs;
     unsigned k;
-    std::uint64_t passes; // since the last event; stays 0 for k = 0
+    std::uint64_t passes;        // since the last event; with k = 0 and with tables, since the last unit
+    std::uint64_t waitingEvents; // of fewer than eight candidates that a table takes with those of the next chunk
+    std::uint64_t waitingSigns;
+    unsigned waiting;
+
+    void start(const BitStreamer& refinementStream, const RunCoder& coder) {
+        refinements.start(refinementStream);
+        runs.start(*coder.stream);
+        k = static_cast<unsigned>(coder.k);
+        passes = 0;
+        waitingEvents = 0;
+        waitingSigns = 0;
+        waiting = 0;
+    }
+
+    void finish(BitStreamer& refinementStream, RunCoder& coder) {
+        addPasses(0);
+        refinements.finish(refinementStream);
+        runs.finish(*coder.stream);
+        coder.count = static_cast<std::uint32_t>(passes);
+    }
+
+    // A chunk without any event on this plane and above.
+    void addPasses(std::uint64_t n) {
+        for (unsigned i = 0; i < waiting; ++i) {
+            addCandidate(runs, waitingEvents >> i & 1, waitingSigns);
+        }
+        waiting = 0;
+        passes += n;
+        if (k == 0 || hasRunTables(static_cast<int>(k))) {
+            runs.putZeros(passes >> k);
+            passes &= (std::uint64_t{1} << k) - 1;
+        }
+    }
 
     void refine(const Chunk& chunk, int plane) {
         BitAppender out = refinements;
@@ -232,14 +295,44 @@ struct PlaneCoder {
         refinements = out;
     }
 
+    void code(Chunk& chunk, int plane) {
+        switch (k) {
+        case 0:
+            codeDense(chunk, plane);
+            break;
+        case 2:
+            codeByTable<2>(chunk, plane);
+            break;
+        case 3:
+            codeByTable<3>(chunk, plane);
+            break;
+        default:
+            codeSparse(chunk, plane);
+            break;
+        }
+    }
+
+private:
+    // The candidates of word w of a chunk on a plane; its events become significant.
+    struct WordOfCandidates {
+        std::uint64_t gaps; // a one for every event among the candidates
+        std::uint64_t signs;
+        unsigned count;
+        unsigned eventCount;
+    };
+    static WordOfCandidates take(Chunk& chunk, int plane, int w) {
+        const std::uint64_t candidates = ~chunk.significant[w] & chunk.valid(w);
+        const std::uint64_t events = chunk.planes[plane][w] & candidates;
+        chunk.significant[w] |= events;
+        return {extractBits(events, candidates), extractBits(chunk.signs[w], events),
+                static_cast<unsigned>(std::popcount(candidates)), static_cast<unsigned>(std::popcount(events))};
+    }
+
     void codeDense(Chunk& chunk, int plane) {
         BitAppender out = runs;
         for (int w = 0; w < chunk.words; ++w) {
-            const std::uint64_t candidates = ~chunk.significant[w] & chunk.valid(w);
-            const std::uint64_t events = chunk.planes[plane][w] & candidates;
-            chunk.significant[w] |= events;
-            putDenseWord(out, extractBits(events, candidates), static_cast<unsigned>(std::popcount(candidates)),
-                         extractBits(chunk.signs[w], events));
+            const WordOfCandidates word = take(chunk, plane, w);
+            putDenseWord(out, word.gaps, word.count, word.signs);
         }
         runs = out;
     }
@@ -248,23 +341,62 @@ struct PlaneCoder {
         BitAppender out = runs;
         std::uint64_t run = passes; // up to the first candidate of the word
         for (int w = 0; w < chunk.words; ++w) {
-            const std::uint64_t candidates = ~chunk.significant[w] & chunk.valid(w);
-            const std::uint64_t events = chunk.planes[plane][w] & candidates;
-            chunk.significant[w] |= events;
-            std::uint64_t gaps = extractBits(events, candidates);
-            std::uint64_t signs = extractBits(chunk.signs[w], events);
-            const auto count = static_cast<unsigned>(std::popcount(candidates));
+            WordOfCandidates word = take(chunk, plane, w);
             unsigned next = 0; // the candidate behind the last event
-            for (; gaps != 0; gaps &= gaps - 1, signs >>= 1) {
-                const auto place = static_cast<unsigned>(std::countr_zero(gaps));
-                putEvent(out, run + place - next, k, signs & 1);
+            for (; word.gaps != 0; word.gaps &= word.gaps - 1, word.signs >>= 1) {
+                const auto place = static_cast<unsigned>(std::countr_zero(word.gaps));
+                putEvent(out, run + place - next, k, word.signs & 1);
                 run = 0;
                 next = place + 1;
             }
-            run += count - next;
+            run += word.count - next;
         }
         passes = run;
         runs = out;
+    }
+
+    // Eight candidates at a time.
+    template <int tableK>
+    void codeByTable(Chunk& chunk, int plane) {
+        CandidateQueue queue;
+        queue.clear();
+        queue.add(waitingEvents, waiting, waitingSigns, static_cast<unsigned>(std::popcount(waitingEvents)));
+        for (int w = 0; w < chunk.words; ++w) {
+            const WordOfCandidates word = take(chunk, plane, w);
+            queue.add(word.gaps, word.count, word.signs, word.eventCount);
+        }
+        BitAppender out = runs;
+        unsigned event = 0;
+        for (unsigned i = 0; i + 8 <= queue.count; i += 8) {
+            const std::uint64_t events = queue.events[i / 64] >> i % 64 & 0xFF;
+            std::uint64_t signs = queue.signsFrom(event);
+            event += static_cast<unsigned>(std::popcount(events));
+            const RunEncodingStep& step = runEncodingTable<tableK>.steps[passes][events];
+            if (step.length == RunEncodingStep::tooLong) {
+                for (unsigned j = 0; j < 8; ++j) {
+                    addCandidate(out, events >> j & 1, signs);
+                }
+                continue;
+            }
+            out.put(step.code | depositBits(signs, step.signs), step.length);
+            passes = step.passes;
+        }
+        runs = out;
+        waiting = queue.count % 8;
+        waitingEvents = queue.events[queue.count / 64] >> (queue.count - waiting) % 64 & 0xFF;
+        waitingSigns = queue.signsFrom(event) & ((std::uint64_t{1} << std::popcount(waitingEvents)) - 1);
+    }
+
+    // One candidate of a segment whose units are put as soon as they are full. Takes the sign from the bottom.
+    void addCandidate(BitAppender& out, std::uint64_t isEvent, std::uint64_t& signs) {
+        if (isEvent != 0) {
+            putEvent(out, passes, k, signs & 1);
+            signs >>= 1;
+            passes = 0;
+        } else if (++passes == std::uint64_t{1} << k) {
+            out.put(0, 1);
+            passes = 0;
+        }
     }
 };
 
@@ -279,11 +411,7 @@ public:
         top = streams.topPlane;
         filled = 0;
         for (int b = lowest; b <= top; ++b) {
-            const RunCoder& coder = streams.runCoders[channel][c][b];
-            planes[b].refinements.start(streams.refinementStreams[channel][c][b]);
-            planes[b].runs.start(*coder.stream);
-            planes[b].k = static_cast<unsigned>(coder.k);
-            planes[b].passes = 0;
+            planes[b].start(streams.refinementStreams[channel][c][b], streams.runCoders[channel][c][b]);
         }
     }
 
@@ -303,10 +431,7 @@ public:
     void finish(StreamArrayManager<T>& streams) {
         codeChunk();
         for (int b = lowest; b <= top; ++b) {
-            RunCoder& coder = streams.runCoders[channel][c][b];
-            planes[b].refinements.finish(streams.refinementStreams[channel][c][b]);
-            planes[b].runs.finish(*coder.stream);
-            coder.count = static_cast<std::uint32_t>(planes[b].passes);
+            planes[b].finish(streams.refinementStreams[channel][c][b], streams.runCoders[channel][c][b]);
         }
     }
 
@@ -322,16 +447,12 @@ private:
         }
         const int chunkTop = std::max(bitLength(all) - 2, 0);
         for (int b = std::max(lowest, chunkTop + 1); b <= top; ++b) {
-            if (planes[b].k == 0) {
-                planes[b].runs.putZeros(static_cast<std::uint64_t>(filled));
-            } else {
-                planes[b].passes += static_cast<std::uint64_t>(filled);
-            }
+            planes[b].addPasses(static_cast<std::uint64_t>(filled));
         }
         slice(values, filled, chunkTop, chunk);
         for (int b = chunkTop; b >= lowest; --b) {
             planes[b].refine(chunk, b);
-            planes[b].k == 0 ? planes[b].codeDense(chunk, b) : planes[b].codeSparse(chunk, b);
+            planes[b].code(chunk, b);
         }
         filled = 0;
     }

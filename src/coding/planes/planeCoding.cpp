@@ -10,8 +10,6 @@ const PlaneCoding<T>* planeCoding(Target target) {
     case Target::plain:
         return nullptr;
 #if defined(__x86_64__)
-    case Target::avx512:
-        return &avx512::planeCodingSet<T>();
     case Target::avx2:
         return &avx2::planeCodingSet<T>();
 #endif

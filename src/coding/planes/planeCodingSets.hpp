@@ -13,9 +13,5 @@ namespace avx2 {
 template <typename T>
 const PlaneCoding<T>& planeCodingSet();
 }
-namespace avx512 {
-template <typename T>
-const PlaneCoding<T>& planeCodingSet();
-}
 
 } // namespace teko

@@ -13,9 +13,5 @@ namespace avx2 {
 template <typename T>
 const RowKernels<T>& rowKernelSet();
 }
-namespace avx512 {
-template <typename T>
-const RowKernels<T>& rowKernelSet();
-}
 
 } // namespace teko
