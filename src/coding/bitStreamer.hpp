@@ -81,6 +81,7 @@ struct BitStreamer {
 private:
     void storeCompletedWord();
     std::uint32_t loadWord();
+    void appendWords(const std::uint32_t* from, std::int64_t count, int pending);
 };
 
 inline void BitStreamer::putBit(std::uint32_t bit) {

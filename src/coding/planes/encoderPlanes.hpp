@@ -18,30 +18,37 @@ Unsigned<T> foldRow(T* __restrict row, int n) {
     return magnitudes;
 }
 
-// How many of the values reach a limit. Counts in the values' width, so that the compiler needs no wider lanes.
+// How many of the values reach each of four limits, from `limit` down by halves. Counts in the values' width, so
+// that the compiler needs no wider lanes.
 template <typename V>
-std::uint64_t countFrom(const V* values, int n, V limit) {
+void countFromFour(const V* values, int n, V limit, std::uint64_t* totals) {
     constexpr int stretch = 16384;
-    std::uint64_t total = 0;
     for (int start = 0; start < n; start += stretch) {
-        const int count = std::min(stretch, n - start);
-        V reached = 0;
-        for (int i = 0; i < count; ++i) {
-            reached = static_cast<V>(reached + (values[start + i] >= limit ? 1 : 0));
+        const V* end = values + std::min(n, start + stretch);
+        V reached[4] = {};
+        for (const V* value = values + start; value != end; ++value) {
+            reached[0] = static_cast<V>(reached[0] + (*value >= limit ? 1 : 0));
+            reached[1] = static_cast<V>(reached[1] + (*value >= limit / 2 ? 1 : 0));
+            reached[2] = static_cast<V>(reached[2] + (*value >= limit / 4 ? 1 : 0));
+            reached[3] = static_cast<V>(reached[3] + (*value >= limit / 8 ? 1 : 0));
         }
-        total += static_cast<std::uint64_t>(reached);
+        for (int i = 0; i < 4; ++i) {
+            totals[i] += static_cast<std::uint64_t>(reached[i]);
+        }
     }
-    return total;
 }
 
 // Adds the bit lengths of a piece of folded values, none of them longer than `longest`.
 template <typename V>
 void countLengths(const V* values, int n, int longest, std::uint64_t* counts) {
     std::uint64_t notShorter = 0;
-    for (int length = longest; length >= 2; --length) {
-        const std::uint64_t reached = countFrom(values, n, static_cast<V>(V{1} << (length - 1)));
-        counts[length] += reached - notShorter;
-        notShorter = reached;
+    for (int length = longest; length >= 2; length -= 4) {
+        std::uint64_t reached[4] = {};
+        countFromFour(values, n, static_cast<V>(V{1} << (length - 1)), reached);
+        for (int i = 0; i < std::min(4, length - 1); ++i) {
+            counts[length - i] += reached[i] - notShorter;
+            notShorter = reached[i];
+        }
     }
     counts[0] += static_cast<std::uint64_t>(n) - notShorter; // a folded value is 0 or has two bits at least
 }
@@ -91,8 +98,9 @@ public:
         pending |= bits << pendingBits;
         storeLittleEndian(out, pending);
         const unsigned total = pendingBits + n;
+        const std::uint64_t isFull = 0 - static_cast<std::uint64_t>(total >> 6); // a mask: a ?: becomes a branch
         const std::uint64_t spill = bits >> 1 >> (63 - pendingBits);
-        pending = total >= 64 ? spill : pending;
+        pending = (pending & ~isFull) | (spill & isFull);
         out += total >> 6 << 3;
         pendingBits = total & 63;
     }
@@ -215,58 +223,21 @@ void slice(V* values, int n, int topPlane, Chunk& chunk) {
     }
 }
 
-// Candidates in order, as a bitmap of those that are events, and the signs of events.
-struct CandidateQueue {
-    std::uint64_t events[chunkWords + 2];
-    std::uint64_t signs[chunkWords + 2];
-    unsigned count;
-    unsigned eventCount;
-
-    void clear() {
-        count = 0;
-        eventCount = 0;
-        events[0] = 0;
-        signs[0] = 0;
-    }
-    void add(std::uint64_t newEvents, unsigned n, std::uint64_t newSigns, unsigned newCount) {
-        append(events, count, newEvents);
-        append(signs, eventCount, newSigns);
-        count += n;
-        eventCount += newCount;
-    }
-    std::uint64_t signsFrom(unsigned event) const {
-        return signs[event / 64] >> event % 64 | signs[event / 64 + 1] << 1 << (63 - event % 64);
-    }
-
-private:
-    static void append(std::uint64_t* bits, unsigned place, std::uint64_t more) {
-        bits[place / 64] |= more << place % 64;
-        bits[place / 64 + 1] = more >> 1 >> (63 - place % 64);
-    }
-};
-
 // A sub-stream pair of one plane while the chunks of its class pass by.
 struct PlaneCoder {
     BitAppender refinements;
     BitAppender runs;
     unsigned k;
-    std::uint64_t passes;        // since the last event; with k = 0 and with tables, since the last unit
-    std::uint64_t waitingEvents; // of fewer than eight candidates that a table takes with those of the next chunk
-    std::uint64_t waitingSigns;
-    unsigned waiting;
+    std::uint64_t passes; // since the last event; stays 0 for k = 0
 
     void start(const BitStreamer& refinementStream, const RunCoder& coder) {
         refinements.start(refinementStream);
         runs.start(*coder.stream);
         k = static_cast<unsigned>(coder.k);
         passes = 0;
-        waitingEvents = 0;
-        waitingSigns = 0;
-        waiting = 0;
     }
 
     void finish(BitStreamer& refinementStream, RunCoder& coder) {
-        addPasses(0);
         refinements.finish(refinementStream);
         runs.finish(*coder.stream);
         coder.count = static_cast<std::uint32_t>(passes);
@@ -274,14 +245,10 @@ struct PlaneCoder {
 
     // A chunk without any event on this plane and above.
     void addPasses(std::uint64_t n) {
-        for (unsigned i = 0; i < waiting; ++i) {
-            addCandidate(runs, waitingEvents >> i & 1, waitingSigns);
-        }
-        waiting = 0;
-        passes += n;
-        if (k == 0 || hasRunTables(static_cast<int>(k))) {
-            runs.putZeros(passes >> k);
-            passes &= (std::uint64_t{1} << k) - 1;
+        if (k == 0) {
+            runs.putZeros(n);
+        } else {
+            passes += n;
         }
     }
 
@@ -295,22 +262,7 @@ struct PlaneCoder {
         refinements = out;
     }
 
-    void code(Chunk& chunk, int plane) {
-        switch (k) {
-        case 0:
-            codeDense(chunk, plane);
-            break;
-        case 2:
-            codeByTable<2>(chunk, plane);
-            break;
-        case 3:
-            codeByTable<3>(chunk, plane);
-            break;
-        default:
-            codeSparse(chunk, plane);
-            break;
-        }
-    }
+    void code(Chunk& chunk, int plane) { k == 0 ? codeDense(chunk, plane) : codeSparse(chunk, plane); }
 
 private:
     // The candidates of word w of a chunk on a plane; its events become significant.
@@ -318,14 +270,13 @@ private:
         std::uint64_t gaps; // a one for every event among the candidates
         std::uint64_t signs;
         unsigned count;
-        unsigned eventCount;
     };
     static WordOfCandidates take(Chunk& chunk, int plane, int w) {
         const std::uint64_t candidates = ~chunk.significant[w] & chunk.valid(w);
         const std::uint64_t events = chunk.planes[plane][w] & candidates;
         chunk.significant[w] |= events;
         return {extractBits(events, candidates), extractBits(chunk.signs[w], events),
-                static_cast<unsigned>(std::popcount(candidates)), static_cast<unsigned>(std::popcount(events))};
+                static_cast<unsigned>(std::popcount(candidates))};
     }
 
     void codeDense(Chunk& chunk, int plane) {
@@ -353,50 +304,6 @@ private:
         }
         passes = run;
         runs = out;
-    }
-
-    // Eight candidates at a time.
-    template <int tableK>
-    void codeByTable(Chunk& chunk, int plane) {
-        CandidateQueue queue;
-        queue.clear();
-        queue.add(waitingEvents, waiting, waitingSigns, static_cast<unsigned>(std::popcount(waitingEvents)));
-        for (int w = 0; w < chunk.words; ++w) {
-            const WordOfCandidates word = take(chunk, plane, w);
-            queue.add(word.gaps, word.count, word.signs, word.eventCount);
-        }
-        BitAppender out = runs;
-        unsigned event = 0;
-        for (unsigned i = 0; i + 8 <= queue.count; i += 8) {
-            const std::uint64_t events = queue.events[i / 64] >> i % 64 & 0xFF;
-            std::uint64_t signs = queue.signsFrom(event);
-            event += static_cast<unsigned>(std::popcount(events));
-            const RunEncodingStep& step = runEncodingTable<tableK>.steps[passes][events];
-            if (step.length == RunEncodingStep::tooLong) {
-                for (unsigned j = 0; j < 8; ++j) {
-                    addCandidate(out, events >> j & 1, signs);
-                }
-                continue;
-            }
-            out.put(step.code | depositBits(signs, step.signs), step.length);
-            passes = step.passes;
-        }
-        runs = out;
-        waiting = queue.count % 8;
-        waitingEvents = queue.events[queue.count / 64] >> (queue.count - waiting) % 64 & 0xFF;
-        waitingSigns = queue.signsFrom(event) & ((std::uint64_t{1} << std::popcount(waitingEvents)) - 1);
-    }
-
-    // One candidate of a segment whose units are put as soon as they are full. Takes the sign from the bottom.
-    void addCandidate(BitAppender& out, std::uint64_t isEvent, std::uint64_t& signs) {
-        if (isEvent != 0) {
-            putEvent(out, passes, k, signs & 1);
-            signs >>= 1;
-            passes = 0;
-        } else if (++passes == std::uint64_t{1} << k) {
-            out.put(0, 1);
-            passes = 0;
-        }
     }
 };
 
