@@ -1,11 +1,12 @@
 // The decoder's work on bit planes. Included once per target, inside its region and namespace, after its bit
 // operations and classRows.hpp. No include guard, no includes.
 //
-// While decoding, the coefficients lie class by class and sliced in the memory of their own plane: a chunk of 512
-// samples of 16 (32) bits is 16 (32) rows of eight words. Row 0 holds the signs, row b + 1 bit plane b, and the
-// last row, which no folded value needs, what is significant.
+// While decoding, the coefficients lie class by class and sliced in the memory of their own plane: a block of 16,384
+// samples of 16 (32) bits is 16 (32) rows of 256 words. Row 0 holds the signs, row b + 1 bit plane b, and the last
+// row, which no folded value needs, what is significant. Rows are as long as that because a pass over one bit plane
+// of a large image then reads memory in long stretches (100 megapixels: 1.3 times faster than with 64 words).
 
-constexpr int blockWords = 64;
+constexpr int blockWords = 256;
 constexpr int blockSamples = 64 * blockWords;
 
 template <typename T>
@@ -604,21 +605,25 @@ class ChannelState {
 public:
     // Class 0 takes the end of the plane, the others its start: at the end, the plane is filled from the start,
     // and class 0 is read ahead of that. What is no full block lies in tails.
-    ChannelState(T* samples, int w, int h, int levelCount)
-        : plane(samples), width(w), height(h), levels(levelCount), tails(new Word[maximumClasses * tailWords]()) {
+    ChannelState(T* samples, int w, int h, int levelCount) : plane(samples), width(w), height(h), levels(levelCount) {
         const long n = static_cast<long>(width) * height;
         std::fill_n(plane, n, T{0});
+        long tailBlocks = 0;
+        for (int c = 0; c <= levels; ++c) {
+            tailBlocks += blocksOf(countOf(c)) - fullBlocks(c);
+        }
+        tails.reset(new Word[static_cast<std::size_t>(tailBlocks * blockSize<T>)]());
         auto* memory = reinterpret_cast<unsigned char*>(plane);
+        PlaneWord* tail = tails.get();
         for (int c = levels; c >= 0; --c) {
-            const long samplesInClass = countOf(c);
-            long full = samplesInClass / blockSamples;
-            if (c == 0 && full > 0) {
-                --full; // leaves room to align its start
+            const long full = fullBlocks(c);
+            if (c == 0) {
                 const long start = n * static_cast<long>(sizeof(T)) - full * bytesInBlock;
                 memory = reinterpret_cast<unsigned char*>(plane) + start / 8 * 8;
             }
-            classes[c].place(reinterpret_cast<PlaneWord*>(memory), tails.get() + c * tailWords, full, samplesInClass);
+            classes[c].place(reinterpret_cast<PlaneWord*>(memory), tail, full, countOf(c));
             memory += full * bytesInBlock;
+            tail += (blocksOf(countOf(c)) - full) * blockSize<T>;
         }
     }
 
@@ -656,14 +661,15 @@ public:
     ClassState<T> classes[maximumClasses];
 
 private:
-    static constexpr int tailBlocks = 2;
-    static constexpr int tailWords = tailBlocks * blockSize<T>;
     static constexpr long bytesInBlock = blockSize<T> * static_cast<long>(sizeof(Word));
 
     long latticeCount(int c) const {
         const long step = 1L << c;
         return ((width + step - 1) / step) * ((height + step - 1) / step);
     }
+    static long blocksOf(long samples) { return (samples + blockSamples - 1) / blockSamples; }
+    // One block less of class 0 leaves room to align its start.
+    long fullBlocks(int c) const { return std::max(0L, countOf(c) / blockSamples - (c == 0 ? 1 : 0)); }
     long countOf(int c) const { return latticeCount(c) - (c < levels ? latticeCount(c + 1) : 0); }
 
     template <typename To>

@@ -323,6 +323,9 @@ public:
     }
 
     void add(const Value<T>* piece, int n) {
+        if (lowest > top) {
+            return; // a budget ends before this class
+        }
         while (n > 0) {
             const int count = std::min(n, chunkSamples - filled);
             std::copy_n(piece, count, values + filled);
@@ -356,7 +359,9 @@ private:
         for (int b = std::max(lowest, chunkTop + 1); b <= top; ++b) {
             planes[b].addPasses(static_cast<std::uint64_t>(filled));
         }
-        slice(values, filled, chunkTop, chunk);
+        if (chunkTop >= lowest) {
+            slice(values, filled, chunkTop, chunk);
+        }
         for (int b = chunkTop; b >= lowest; --b) {
             planes[b].refine(chunk, b);
             planes[b].code(chunk, b);
