@@ -3,7 +3,7 @@
 
 #include "coding/foldedValue.hpp"
 
-#include <limits>
+#include <cassert>
 
 namespace teko {
 
@@ -51,6 +51,7 @@ struct PlaneWeights {
 
 private:
     static constexpr T power(int exponent) {
+        assert(exponent >= 0);
         return exponent < sampleBits<T> ? static_cast<T>(Unsigned<T>{1} << exponent) : T{0};
     }
 };

@@ -1,6 +1,7 @@
 #include "coding/bitStreamer.hpp"
 
 #include <algorithm>
+#include <cassert>
 
 namespace teko {
 
@@ -44,6 +45,7 @@ void BitStreamer::flushBuffer() {
         flushToFile();
         return;
     }
+    assert(tailBytes <= 3);
     auto* tail = reinterpret_cast<unsigned char*>(cursor);
     for (int k = 1; k <= tailBytes; ++k) {
         mask = 1U << (8 * k);

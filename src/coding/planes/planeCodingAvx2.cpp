@@ -26,6 +26,10 @@ namespace {
 
 #include "coding/planes/encoderPlanes.hpp"
 
+#include "coding/planes/decoderState.hpp"
+
+#include "coding/planes/decoderRuns.hpp"
+
 #include "coding/planes/decoderPlanes.hpp"
 
 } // namespace
