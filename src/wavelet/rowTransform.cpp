@@ -30,7 +30,7 @@ public:
     RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels)
         : lattice(source), kernels(rowKernels), evens((lattice.columns() + 1) / 2), odds(lattice.columns() / 2),
           half((evens + 2 * margin + vector - 1) / vector * vector),
-          memory(new Row[static_cast<std::size_t>(2 * half * held)]()) {
+          memory(new Row[static_cast<std::size_t>(2 * half) * held]()) {
         for (std::size_t i = 0; i < held; ++i) {
             rows[i].even = memory.get() + 2 * half * static_cast<long>(i) + margin;
             rows[i].odd = rows[i].even + half;
