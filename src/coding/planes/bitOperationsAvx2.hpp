@@ -1,5 +1,9 @@
 // Bit operations with BMI2 and AVX2. Included inside a target's region and namespace. No include guard.
 
+inline int countBits(std::uint64_t value) {
+    return std::popcount(value);
+}
+
 inline std::uint64_t extractBits(std::uint64_t value, std::uint64_t mask) {
     return _pext_u64(value, mask);
 }

@@ -12,7 +12,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
         const PlaneWord* significant = block.significant();
         for (int w = 0; w < state.words(i); ++w) {
             const Word targets = significant[w];
-            const auto n = static_cast<std::uint64_t>(std::popcount(targets));
+            const auto n = static_cast<std::uint64_t>(countBits(targets));
             if (in.has(n)) {
                 plane[w] = depositBits(in.peek(), targets);
                 in.skip(n);
@@ -36,7 +36,7 @@ std::uint64_t candidatesIn(const ClassState<T>& state, long firstBlock, long las
     for (long i = firstBlock; i <= lastBlock; ++i) {
         const PlaneWord* words = state.block(i).significant();
         for (int w = 0; w < blockWords; ++w) {
-            significant += static_cast<std::uint64_t>(std::popcount(words[w]));
+            significant += static_cast<std::uint64_t>(countBits(words[w]));
         }
     }
     const long samples = std::min(state.count, (lastBlock + 1) * blockSamples) - firstBlock * blockSamples;
@@ -56,9 +56,9 @@ void placeEvents(ClassState<T>& state, int b, long firstBlock, long lastBlock, c
                 block.signs()[w] |= depositBits(CandidateBits::at(found.signs, candidate), candidates);
                 block.plane(b)[w] |= events;
                 block.significant()[w] |= events;
-                placed += std::popcount(events);
+                placed += countBits(events);
             }
-            candidate += static_cast<std::uint64_t>(std::popcount(candidates));
+            candidate += static_cast<std::uint64_t>(countBits(candidates));
         }
     }
     state.significantCount += placed;

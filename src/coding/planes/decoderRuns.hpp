@@ -52,7 +52,7 @@ public:
         events = CandidateBits::at(found.events, candidates) & mask;
         signs = CandidateBits::at(found.signs, candidates) & mask;
     }
-    std::uint64_t eventCount() const { return static_cast<std::uint64_t>(std::popcount(events)); }
+    std::uint64_t eventCount() const { return static_cast<std::uint64_t>(countBits(events)); }
 
 private:
     Word events = 0;
@@ -109,7 +109,7 @@ private:
         const Word events = extractBits(bits, candidates);
         const Word signs = extractBits(behind, candidates) & events;
         WaitingCandidates::put(found, waiting.count, events, signs);
-        waiting.count += static_cast<std::uint64_t>(std::popcount(candidates));
+        waiting.count += static_cast<std::uint64_t>(countBits(candidates));
     }
 
     void readCarefully(std::uint64_t candidates, CandidateBits& found) {

@@ -154,9 +154,9 @@ inline void putDense(BitAppender& out, std::uint32_t candidates, unsigned n, std
     for (unsigned i = 0; i < 32; i += 8) {
         const unsigned byte = candidates >> i & 0xFFU;
         code |= static_cast<std::uint64_t>(gappedBytes.code[byte]) << place;
-        place += 8 + static_cast<unsigned>(std::popcount(byte));
+        place += 8 + static_cast<unsigned>(countBits(byte));
     }
-    const auto events = static_cast<unsigned>(std::popcount(candidates));
+    const auto events = static_cast<unsigned>(countBits(candidates));
     out.put(code | depositBits(signs, code << 1), n + events);
 }
 
@@ -167,7 +167,7 @@ inline void putDenseWord(BitAppender& out, std::uint64_t candidates, unsigned n,
         return;
     }
     putDense(out, low, 32, signs);
-    putDense(out, static_cast<std::uint32_t>(candidates >> 32), n - 32, signs >> std::popcount(low));
+    putDense(out, static_cast<std::uint32_t>(candidates >> 32), n - 32, signs >> countBits(low));
 }
 
 // One event: the run before it in units of 2^k, a one, the rest of the run in k bits, the sign.
@@ -256,8 +256,7 @@ struct PlaneCoder {
         BitAppender out = refinements;
         for (int w = 0; w < chunk.words; ++w) {
             const std::uint64_t significant = chunk.significant[w];
-            out.put(extractBits(chunk.planes[plane][w], significant),
-                    static_cast<unsigned>(std::popcount(significant)));
+            out.put(extractBits(chunk.planes[plane][w], significant), static_cast<unsigned>(countBits(significant)));
         }
         refinements = out;
     }
@@ -276,7 +275,7 @@ private:
         const std::uint64_t events = chunk.planes[plane][w] & candidates;
         chunk.significant[w] |= events;
         return {extractBits(events, candidates), extractBits(chunk.signs[w], events),
-                static_cast<unsigned>(std::popcount(candidates))};
+                static_cast<unsigned>(countBits(candidates))};
     }
 
     void codeDense(Chunk& chunk, int plane) {
