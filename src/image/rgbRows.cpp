@@ -74,7 +74,8 @@ inline __m128i lowBytes(const short* samples) {
     return _mm_packus_epi16(_mm256_castsi256_si128(masked), _mm256_extracti128_si256(masked, 1));
 }
 
-// Sixteen pixels at a time: nine byte shuffles where the plain loop moves 48 samples (4 times faster).
+// Sixteen pixels at a time: nine byte shuffles where the plain loop moves 48 samples (reading: from 0.42
+// to 0.15 ns per sample).
 void split(const unsigned char* bytes, long width, short* first, short* second, short* third) {
     short* const channels[3] = {first, second, third};
     long x = 0;
