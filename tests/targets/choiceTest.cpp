@@ -1,0 +1,110 @@
+// Which target runs.
+#include "coding/planes/planeCoding.hpp"
+#include "filter/rows/rowKernels.hpp"
+#include "support/targets.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <optional>
+#include <string>
+
+namespace teko {
+
+namespace {
+
+// What a process of its own says when the variable has this value, or none.
+std::string targetsOfProcess(const std::optional<std::string>& value) {
+    const std::string environment = value ? "TEKO_TARGET='" + *value + "'" : "-u TEKO_TARGET";
+    std::FILE* pipe = popen(("env " + environment + " " TEKO_TARGET_NAME_PROGRAM).c_str(), "r");
+    if (pipe == nullptr) {
+        return "no process";
+    }
+    std::string said;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        said += static_cast<char>(c);
+    }
+    return pclose(pipe) == 0 ? said : "failed";
+}
+
+std::string expected(Target active) {
+    return std::string(nameOf(active)) + " " + nameOf(bestTarget()) + "\n";
+}
+
+} // namespace
+
+TEST(TargetChoice, IsTheBestOneOfItself) {
+    EXPECT_EQ(targetsOfProcess(std::nullopt), expected(bestTarget()));
+}
+
+TEST(TargetChoice, IsForcedByTheEnvironment) {
+    for (const Target target : allTargets) {
+        if (isRunnable(target)) {
+            EXPECT_EQ(targetsOfProcess(nameOf(target)), expected(target));
+        }
+    }
+}
+
+TEST(TargetChoice, IsNotForcedWhereTheProcessorCannotRunIt) {
+    for (const Target target : allTargets) {
+        if (!isRunnable(target)) {
+            EXPECT_EQ(targetsOfProcess(nameOf(target)), expected(bestTarget()));
+        }
+    }
+    EXPECT_TRUE(isRunnable(Target::plain));
+    EXPECT_TRUE(isRunnable(Target::portable));
+}
+
+TEST(TargetChoice, IsDeafToAnythingElse) {
+    for (const char* value : {"", "PLAIN", "plain ", " plain", "portable2", "avx", "avx2,plain", "0", "auto"}) {
+        EXPECT_EQ(targetsOfProcess(value), expected(bestTarget())) << '"' << value << '"';
+    }
+}
+
+TEST(TargetChoice, TheBestTargetIsRunnableAndNotPlain) {
+    EXPECT_TRUE(isRunnable(bestTarget()));
+    EXPECT_NE(bestTarget(), Target::plain);
+}
+
+TEST(TargetChoice, TheActiveTargetIsTheOneSetLast) {
+    for (const Target target : fastTargets()) {
+        const TargetInUse use(target);
+        EXPECT_EQ(activeTarget(), target);
+        {
+            const TargetInUse plain(Target::plain);
+            EXPECT_EQ(activeTarget(), Target::plain);
+        }
+        EXPECT_EQ(activeTarget(), target);
+    }
+}
+
+TEST(TargetChoice, TargetsHaveNamesOfTheirOwn) {
+    EXPECT_STREQ(nameOf(Target::plain), "plain");
+    EXPECT_STREQ(nameOf(Target::portable), "portable");
+    EXPECT_STREQ(nameOf(Target::avx2), "avx2");
+}
+
+template <typename T>
+class TargetProcedures : public testing::Test {};
+using SampleTypes = testing::Types<short, long>;
+TYPED_TEST_SUITE(TargetProcedures, SampleTypes);
+
+TYPED_TEST(TargetProcedures, ThePlainTargetHasThePortableRowsAndNoPlanes) {
+    EXPECT_EQ(&rowKernels<TypeParam>(Target::plain), &rowKernels<TypeParam>(Target::portable));
+    EXPECT_EQ(planeCoding<TypeParam>(Target::plain), nullptr);
+}
+
+TYPED_TEST(TargetProcedures, FastTargetsHaveTheirOwn) {
+    for (const Target target : fastTargets()) {
+        ASSERT_NE(planeCoding<TypeParam>(target), nullptr) << target;
+        if (target != Target::portable) {
+            EXPECT_NE(&rowKernels<TypeParam>(target), &rowKernels<TypeParam>(Target::portable)) << target;
+            EXPECT_NE(rowKernels<TypeParam>(target).predict, rowKernels<TypeParam>(Target::portable).predict) << target;
+            EXPECT_NE(planeCoding<TypeParam>(target)->codeCoefficients,
+                      planeCoding<TypeParam>(Target::portable)->codeCoefficients)
+                << target;
+        }
+    }
+}
+
+} // namespace teko

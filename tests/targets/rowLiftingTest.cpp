@@ -1,0 +1,157 @@
+// The lifting steps of the row kernels against those of single samples.
+#include "filter/lifting.hpp"
+#include "support/targets.hpp"
+#include "targets/rowBuffers.hpp"
+
+#include <gtest/gtest.h>
+
+namespace teko {
+
+namespace {
+
+template <typename T>
+using OddStep = T (*)(T, Wide<T>);
+template <typename T>
+using EvenStep = T (*)(T, Wide<T>);
+
+template <typename T>
+using WrappedPredict = std::conditional_t<sizeof(T) == sizeof(short), WrappedToSample, Exact>;
+
+template <typename T>
+class RowLifting : public testing::Test {
+protected:
+    using Row = RowSample<T>;
+    using Kernels = RowKernels<T>;
+    using Buffer = RowBuffer<Row>;
+    // Exact forms are also called on single samples in the middle of a row: they keep to theirs.
+    enum class Ends { padded, kept };
+
+    // A step on odd samples whose neighbours are four rows.
+    void checkDown(decltype(Kernels::predict) kernel, OddStep<T> step, Ends ends) {
+        for (const int n : rowLengths()) {
+            Buffer odd = buffer(n, any);
+            const Buffer a = buffer(n, any), b = buffer(n, any), c = buffer(n, any), d = buffer(n, any);
+            Buffer wanted = odd;
+            for (std::size_t i = 0; i < size(n); ++i) {
+                wanted[i] = static_cast<Row>(step(wanted[i], predictSum<Wide<T>>(a[i], b[i], c[i], d[i])));
+            }
+            kernel(odd.row(), a.row(), b.row(), c.row(), d.row(), n);
+            ASSERT_TRUE(odd.agreesWith(wanted, ends == Ends::padded ? odd.paddingSize() : 0)) << "length " << n;
+        }
+    }
+
+    // The same with one row, shifted, for all neighbours.
+    void checkAlong(decltype(Kernels::predict) kernel, OddStep<T> step, Ends ends) {
+        for (const int n : rowLengths()) {
+            Buffer odd = buffer(n, any);
+            const Buffer even = buffer(n, any);
+            const Row* e = even.row();
+            Buffer wanted = odd;
+            for (int i = 0; i < n; ++i) {
+                Row& sample = wanted[size(i)];
+                sample = static_cast<Row>(step(sample, predictSum<Wide<T>>(e[i - 1], e[i], e[i + 1], e[i + 2])));
+            }
+            kernel(odd.row(), e - 1, e, e + 1, e + 2, n);
+            ASSERT_TRUE(odd.agreesWith(wanted, ends == Ends::padded ? odd.paddingSize() : 0)) << "length " << n;
+        }
+    }
+
+    void checkOdd(decltype(Kernels::predict) kernel, OddStep<T> step, Ends ends) {
+        checkDown(kernel, step, ends);
+        checkAlong(kernel, step, ends);
+    }
+
+    void checkEven(decltype(Kernels::update) kernel, EvenStep<T> step, Magnitudes evens, Magnitudes odds) {
+        for (const int n : rowLengths()) {
+            for (const bool along : {false, true}) {
+                Buffer even = buffer(n, evens);
+                const Buffer before = buffer(n, odds), after = buffer(n, odds);
+                const Row* right = along ? before.row() + 1 : after.row();
+                Buffer wanted = even;
+                for (int i = 0; i < n; ++i) {
+                    const Wide<T> sum = wrappingAdd<Wide<T>>(before[size(i)], right[i]);
+                    wanted[size(i)] = static_cast<Row>(step(wanted[size(i)], rdiv<4>(sum)));
+                }
+                kernel(even.row(), before.row(), right, n);
+                ASSERT_TRUE(even.agreesWith(wanted, even.paddingSize())) << "length " << n;
+            }
+        }
+    }
+
+    template <typename Check>
+    void forAllTargets(Check check) {
+        for (const Target target : fastTargets()) {
+            SCOPED_TRACE(nameOf(target));
+            for (int round = 0; round < 10; ++round) {
+                check(rowKernels<T>(target));
+            }
+        }
+    }
+
+    // What update and unupdate take; int rows have one range.
+    static constexpr bool isShort = sizeof(T) == sizeof(short);
+    static constexpr Magnitudes any = anyMagnitude<T>;
+    static constexpr Magnitudes updateEvens = isShort ? Magnitudes{24575} : any;
+    static constexpr Magnitudes unupdateEvens = isShort ? Magnitudes{21841} : any;
+    static constexpr Magnitudes updateOdds = isShort ? Magnitudes{16383} : any;
+
+private:
+    static std::size_t size(int n) { return static_cast<std::size_t>(n); }
+    Buffer buffer(int n, Magnitudes range) { return Buffer(random, size(n), range); }
+
+    Random random{1};
+};
+using SampleTypes = testing::Types<short, long>;
+TYPED_TEST_SUITE(RowLifting, SampleTypes);
+
+} // namespace
+
+TYPED_TEST(RowLifting, PredictsFromSumsWrappedToTheSample) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkOdd(kernels.predict, predicted<TypeParam, WrappedPredict<TypeParam>>, TestFixture::Ends::padded);
+    });
+}
+
+TYPED_TEST(RowLifting, PredictsFromExactSums) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkOdd(kernels.predictExact, predicted<TypeParam, Exact>, TestFixture::Ends::kept);
+    });
+}
+
+TYPED_TEST(RowLifting, UnpredictsFromSumsWrappedToTheSample) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkOdd(kernels.unpredict, unpredicted<TypeParam, WrappedPredict<TypeParam>>, TestFixture::Ends::padded);
+    });
+}
+
+TYPED_TEST(RowLifting, UnpredictsFromExactSums) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkOdd(kernels.unpredictExact, unpredicted<TypeParam, Exact>, TestFixture::Ends::kept);
+    });
+}
+
+TYPED_TEST(RowLifting, UpdatesSmallSamples) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkEven(kernels.update, updated<TypeParam>, TestFixture::updateEvens, TestFixture::updateOdds);
+    });
+}
+
+TYPED_TEST(RowLifting, UpdatesAnySamples) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkEven(kernels.updateExact, updated<TypeParam>, TestFixture::any, TestFixture::any);
+    });
+}
+
+TYPED_TEST(RowLifting, UnupdatesSmallSamples) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkEven(kernels.unupdate, unupdated<TypeParam>, TestFixture::unupdateEvens, TestFixture::updateOdds);
+    });
+}
+
+TYPED_TEST(RowLifting, UnupdatesAnySamples) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkEven(kernels.unupdateExact, unupdated<TypeParam>, TestFixture::any, TestFixture::any);
+    });
+}
+
+} // namespace teko

@@ -1,0 +1,108 @@
+// The kernels for short samples on every number that can come up, one sample after the other: their divisions are
+// multiplications.
+#include "filter/lifting.hpp"
+#include "support/targets.hpp"
+#include "targets/rowBuffers.hpp"
+
+#include <gtest/gtest.h>
+
+namespace teko {
+
+namespace {
+
+class RowRange : public testing::TestWithParam<Target> {
+protected:
+    // A row of all numbers from least to most, rounded up to whole vectors.
+    static std::vector<short> numbers(int least, int most) {
+        std::vector<short> row(paddedLength(static_cast<std::size_t>(most - least + 1)));
+        for (int i = 0; i <= most - least; ++i) {
+            row[static_cast<std::size_t>(i)] = static_cast<short>(least + i);
+        }
+        return row;
+    }
+    static std::vector<short> constant(const std::vector<short>& like, int value) {
+        return std::vector<short>(like.size(), static_cast<short>(value));
+    }
+    static int lengthOf(const std::vector<short>& row) { return static_cast<int>(row.size()); }
+
+    const RowKernels<short>& kernels = rowKernels<short>(GetParam());
+};
+
+INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),
+                         [](const auto& instance) { return std::string(nameOf(instance.param)); });
+
+constexpr int mostForUpdate = 24575;
+constexpr int mostForUnupdate = 21841;
+constexpr int mostToAdd = 16383;
+
+} // namespace
+
+TEST_P(RowRange, ScalesEveryNumber) {
+    const std::vector<short> all = numbers(-mostForUpdate, mostForUpdate);
+    for (const int odd : {0, mostToAdd, -mostToAdd}) {
+        std::vector<short> row = all;
+        const std::vector<short> odds = constant(row, odd);
+        kernels.update(row.data(), odds.data(), odds.data(), lengthOf(row));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            ASSERT_EQ(row[i], updated<short>(all[i], rdiv<4>(2 * odd))) << all[i] << " and " << odd;
+        }
+    }
+}
+
+TEST_P(RowRange, UnscalesEveryNumber) {
+    const std::vector<short> all = numbers(-mostForUnupdate, mostForUnupdate);
+    for (const int odd : {0, mostToAdd, -mostToAdd}) {
+        std::vector<short> row = all;
+        const std::vector<short> odds = constant(row, odd);
+        kernels.unupdate(row.data(), odds.data(), odds.data(), lengthOf(row));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            ASSERT_EQ(row[i], unupdated<short>(all[i], rdiv<4>(2 * odd))) << all[i] << " and " << odd;
+        }
+    }
+}
+
+TEST_P(RowRange, RoundsEveryUpdateTerm) {
+    const std::vector<short> before = numbers(-mostToAdd, mostToAdd);
+    for (const int after : {-mostToAdd, -1, 0, 1, mostToAdd}) {
+        const std::vector<short> afters = constant(before, after);
+        std::vector<short> forward = constant(before, 100);
+        std::vector<short> inverse = forward;
+        kernels.update(forward.data(), before.data(), afters.data(), lengthOf(forward));
+        kernels.unupdate(inverse.data(), before.data(), afters.data(), lengthOf(inverse));
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            ASSERT_EQ(forward[i], updated<short>(100, rdiv<4>(before[i] + after))) << before[i] << " + " << after;
+            ASSERT_EQ(inverse[i], unupdated<short>(100, rdiv<4>(before[i] + after))) << before[i] << " + " << after;
+        }
+    }
+}
+
+TEST_P(RowRange, RoundsEveryPredictSum) {
+    const std::vector<short> farLeft = numbers(-32768, 32767);
+    const std::vector<short> zeros = constant(farLeft, 0);
+    std::vector<short> forward = zeros;
+    std::vector<short> inverse = zeros;
+    kernels.predict(forward.data(), farLeft.data(), zeros.data(), zeros.data(), zeros.data(), lengthOf(forward));
+    kernels.unpredict(inverse.data(), farLeft.data(), zeros.data(), zeros.data(), zeros.data(), lengthOf(inverse));
+    for (std::size_t i = 0; i < farLeft.size(); ++i) {
+        ASSERT_EQ(forward[i], (predicted<short, WrappedToSample>(0, -farLeft[i]))) << farLeft[i];
+        ASSERT_EQ(inverse[i], (unpredicted<short, WrappedToSample>(0, -farLeft[i]))) << farLeft[i];
+    }
+}
+
+TEST_P(RowRange, RoundsEveryExactPredictSum) {
+    const std::vector<short> near = numbers(-32768, 32767);
+    for (const int far : {-32768, -5, 0, 4, 32767}) {
+        const std::vector<short> fars = constant(near, far);
+        std::vector<short> forward = constant(near, 0);
+        std::vector<short> inverse = forward;
+        kernels.predictExact(forward.data(), fars.data(), near.data(), near.data(), fars.data(), lengthOf(near));
+        kernels.unpredictExact(inverse.data(), fars.data(), near.data(), near.data(), fars.data(), lengthOf(near));
+        for (std::size_t i = 0; i < near.size(); ++i) {
+            const int sum = predictSum<int>(far, near[i], near[i], far);
+            ASSERT_EQ(forward[i], (predicted<short, Exact>(0, sum))) << near[i] << " and " << far;
+            ASSERT_EQ(inverse[i], (unpredicted<short, Exact>(0, sum))) << near[i] << " and " << far;
+        }
+    }
+}
+
+} // namespace teko
