@@ -16,7 +16,7 @@ namespace {
 // What a process of its own says when the variable has this value, or none.
 std::string targetsOfProcess(const std::optional<std::string>& value) {
     const std::string environment = value ? "TEKO_TARGET='" + *value + "'" : "-u TEKO_TARGET";
-    std::FILE* pipe = popen(("env " + environment + " " TEKO_TARGET_NAME_PROGRAM).c_str(), "r");
+    std::FILE* pipe = popen(("env " + environment + " '" TEKO_TARGET_NAME_PROGRAM "'").c_str(), "r");
     if (pipe == nullptr) {
         return "no process";
     }

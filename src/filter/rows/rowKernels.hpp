@@ -5,7 +5,8 @@
 // the same row, shifted by one sample.
 //
 // Rows are compact: short for short samples, int for long ones. Each kernel says for which values it gives what
-// filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row.
+// filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row. Kernels other than merge and
+// the exact ones may write up to a vector of 32 samples beyond n: rows have that room.
 #pragma once
 
 #include "target/target.hpp"
