@@ -34,9 +34,6 @@ bool hasFastBitDeposit() {
 bool hasAvx2() {
     return false;
 }
-bool hasAvx512() {
-    return false;
-}
 bool hasFastBitDeposit() {
     return false;
 }
