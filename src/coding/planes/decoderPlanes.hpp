@@ -10,7 +10,8 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
         const Block<T> block = state.block(i);
         PlaneWord* plane = block.plane(b);
         const PlaneWord* significant = block.significant();
-        for (int w = 0; w < state.words(i); ++w) {
+        const int words = state.words(i);
+        for (int w = 0; w < words; ++w) {
             const Word targets = significant[w];
             const auto n = static_cast<std::uint64_t>(countBits(targets));
             if (in.has(n)) {
@@ -18,7 +19,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
                 in.skip(n);
                 continue;
             }
-            state.stoppedIn = i * blockWords + w;
+            state.stoppedIn = i * state.rowWords + w;
             state.refinedInWord = 0;
             for (Word left = targets; left != 0; left &= left - 1) {
                 const Word target = left & (0 - left);
@@ -31,35 +32,36 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
 }
 
 template <typename T>
-std::uint64_t candidatesIn(const ClassState<T>& state, long firstBlock, long lastBlock) {
-    std::uint64_t significant = 0;
-    for (long i = firstBlock; i <= lastBlock; ++i) {
-        const PlaneWord* words = state.block(i).significant();
-        for (int w = 0; w < blockWords; ++w) {
-            significant += static_cast<std::uint64_t>(countBits(words[w]));
-        }
+std::uint64_t candidatesIn(const ClassState<T>& state, long i) {
+    const PlaneWord* significant = state.block(i).significant();
+    const int words = state.words(i);
+    long count = 0;
+    for (int w = 0; w < words; ++w) {
+        count += countBits(significant[w]);
     }
-    const long samples = std::min(state.count, (lastBlock + 1) * blockSamples) - firstBlock * blockSamples;
-    return static_cast<std::uint64_t>(samples) - significant;
+    return static_cast<std::uint64_t>(state.samples(i) - count);
 }
 
+// Everything that the loop needs is local: a store to a plane could change a member, for all the compiler knows.
 template <typename T>
-void placeEvents(ClassState<T>& state, int b, long firstBlock, long lastBlock, const CandidateBits& found) {
+void placeEvents(ClassState<T>& state, int b, long i, const CandidateBits& found) {
+    PlaneWord* significant = state.block(i).significant();
+    PlaneWord* signs = state.block(i).signs();
+    PlaneWord* plane = state.block(i).plane(b);
+    const int words = state.words(i);
+    const Word lastValid = ~Word{0} >> (64L * words - state.samples(i));
     std::uint64_t candidate = 0;
     long placed = 0;
-    for (long i = firstBlock; i <= lastBlock; ++i) {
-        const Block<T> block = state.block(i);
-        for (int w = 0; w < state.words(i); ++w) {
-            const Word candidates = ~block.significant()[w] & state.valid(i, w);
-            const Word events = depositBits(CandidateBits::at(found.events, candidate), candidates);
-            if (events != 0) {
-                block.signs()[w] |= depositBits(CandidateBits::at(found.signs, candidate), candidates);
-                block.plane(b)[w] |= events;
-                block.significant()[w] |= events;
-                placed += countBits(events);
-            }
-            candidate += static_cast<std::uint64_t>(countBits(candidates));
+    for (int w = 0; w < words; ++w) {
+        const Word candidates = ~significant[w] & (w == words - 1 ? lastValid : ~Word{0});
+        const Word events = depositBits(CandidateBits::at(found.events, candidate), candidates);
+        if (events != 0) {
+            signs[w] |= depositBits(CandidateBits::at(found.signs, candidate), candidates);
+            plane[w] |= events;
+            significant[w] |= events;
+            placed += countBits(events);
         }
+        candidate += static_cast<std::uint64_t>(countBits(candidates));
     }
     state.significantCount += placed;
 }
@@ -67,15 +69,13 @@ void placeEvents(ClassState<T>& state, int b, long firstBlock, long lastBlock, c
 template <typename T, typename Runs>
 void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
     CandidateBits found;
-    for (long first = 0; first < state.blocks(); first += stretchBlocks) {
-        const long last = std::min(first + stretchBlocks, state.blocks()) - 1;
-        const std::uint64_t candidates = candidatesIn(state, first, last);
+    for (long i = 0; i < state.blocks(); ++i) {
         try {
-            if (runs.next(candidates, found)) {
-                placeEvents(state, b, first, last, found);
+            if (runs.next(candidatesIn(state, i), found)) {
+                placeEvents(state, b, i, found);
             }
         } catch (int) {
-            placeEvents(state, b, first, last, found);
+            placeEvents(state, b, i, found);
             throw;
         }
     }
@@ -110,8 +110,8 @@ void setMidpoints(ClassState<T>& state) {
     }
     for (long i = 0; i < state.blocks(); ++i) {
         const Block<T> block = state.block(i);
-        for (int w = 0; w < blockWords; ++w) {
-            const long word = i * blockWords + w;
+        for (int w = 0; w < state.rowWords; ++w) {
+            const long word = i * state.rowWords + w;
             const bool stoppedBefore = state.stoppedIn >= 0 && word > state.stoppedIn;
             Word refined = stoppedBefore ? 0 : block.significant()[w];
             if (word == state.stoppedIn) {
@@ -129,8 +129,8 @@ void setMidpoints(ClassState<T>& state) {
 template <typename T>
 void unslice(const Block<T>& block, int words, bool unfolds) {
     constexpr int bytes = static_cast<int>(sizeof(Value<T>));
-    std::fill_n(block.significant(), blockWords, Word{0});
-    Value<T> values[blockSamples];
+    std::fill_n(block.significant(), block.rowWords, Word{0});
+    Value<T> values[64 * mostRowWords];
     for (int w = 0; w < words; ++w) {
         unsigned char parts[bytes][64];
         for (int i = 0; i < bytes; ++i) {
@@ -162,7 +162,7 @@ public:
 
     void take(Value<T>* to, long n) {
         while (n > 0) {
-            const long inFull = state->fullCount * blockSamples - taken;
+            const long inFull = state->fullCount * state->samplesInBlock() - taken;
             const long here = inFull > 0 ? std::min(n, inFull) : n;
             const auto* from = reinterpret_cast<const unsigned char*>(inFull > 0 ? state->full : state->tail);
             const long offset = inFull > 0 ? taken : -inFull;
@@ -188,22 +188,23 @@ public:
     ChannelState(T* samples, int w, int h, int levelCount) : plane(samples), width(w), height(h), levels(levelCount) {
         const long n = static_cast<long>(width) * height;
         std::fill_n(plane, n, T{0});
-        long tailBlocks = 0;
+        long tailWords = 0;
         for (int c = 0; c <= levels; ++c) {
-            tailBlocks += blocksOf(countOf(c)) - fullBlocks(c);
+            tailWords += tailBlocks(c) * blockSize(c);
         }
-        tails.reset(new Word[static_cast<std::size_t>(tailBlocks * blockSize<T>)]());
+        tails.reset(new Word[static_cast<std::size_t>(tailWords)]());
         auto* memory = reinterpret_cast<unsigned char*>(plane);
         PlaneWord* tail = tails.get();
         for (int c = levels; c >= 0; --c) {
             const long full = fullBlocks(c);
+            const long bytes = full * blockSize(c) * static_cast<long>(sizeof(Word));
             if (c == 0) {
-                const long start = n * static_cast<long>(sizeof(T)) - full * bytesInBlock;
+                const long start = n * static_cast<long>(sizeof(T)) - bytes;
                 memory = reinterpret_cast<unsigned char*>(plane) + start / 8 * 8;
             }
             classes[c].place(reinterpret_cast<PlaneWord*>(memory), tail, full, countOf(c));
-            memory += full * bytesInBlock;
-            tail += (blocksOf(countOf(c)) - full) * blockSize<T>;
+            memory += bytes;
+            tail += tailBlocks(c) * blockSize(c);
         }
     }
 
@@ -241,15 +242,19 @@ public:
     ClassState<T> classes[maximumClasses];
 
 private:
-    static constexpr long bytesInBlock = blockSize<T> * static_cast<long>(sizeof(Word));
-
     long latticeCount(int c) const {
         const long step = 1L << c;
         return ((width + step - 1) / step) * ((height + step - 1) / step);
     }
-    static long blocksOf(long samples) { return (samples + blockSamples - 1) / blockSamples; }
+    long blockSize(int c) const { return long{blockRows<T>} * rowWordsFor(countOf(c)); } // in words
     // One block less of class 0 leaves room to align its start.
-    long fullBlocks(int c) const { return std::max(0L, countOf(c) / blockSamples - (c == 0 ? 1 : 0)); }
+    long fullBlocks(int c) const {
+        return std::max(0L, countOf(c) / (64 * rowWordsFor(countOf(c))) - (c == 0 ? 1 : 0));
+    }
+    long tailBlocks(int c) const {
+        const long samplesInBlock = 64L * rowWordsFor(countOf(c));
+        return (countOf(c) + samplesInBlock - 1) / samplesInBlock - fullBlocks(c);
+    }
     long countOf(int c) const { return latticeCount(c) - (c < levels ? latticeCount(c + 1) : 0); }
 
     template <typename To>

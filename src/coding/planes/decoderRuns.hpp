@@ -1,16 +1,14 @@
 // Decoding run segments into bitmaps over their candidates. Included once per target, inside its region and
 // namespace, after decoderState.hpp. No include guard, no includes.
 
-// A stretch of a class is decoded in two steps: first its codes into bitmaps over its candidates, in tight loops
-// that see nothing of the image, then the bitmaps into their places (1.5 times faster than word by word).
-constexpr int stretchBlocks = 1;
-constexpr int stretchWords = stretchBlocks * blockWords;
+// A stretch of a class, one block, is decoded in two steps: first its codes into bitmaps over its candidates, in tight
+// loops that see nothing of the image, then the bitmaps into their places (1.5 times faster than word by word).
 
 // What a run segment says of the next candidates: whether each is an event, and the signs of events.
 struct CandidateBits {
     static constexpr int spare = 3; // words that may be written and read beyond a stretch
-    Word events[stretchWords + spare];
-    Word signs[stretchWords + spare];
+    Word events[mostRowWords + spare];
+    Word signs[mostRowWords + spare];
 
     void clear(std::uint64_t candidates) {
         const std::size_t words = candidates / 64 + spare;
