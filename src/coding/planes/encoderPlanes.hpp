@@ -362,7 +362,9 @@ private:
             slice(values, filled, chunkTop, chunk);
         }
         for (int b = chunkTop; b >= lowest; --b) {
-            planes[b].refine(chunk, b);
+            if (b < chunkTop) { // nothing is significant yet in the first plane
+                planes[b].refine(chunk, b);
+            }
             planes[b].code(chunk, b);
         }
         filled = 0;
