@@ -115,7 +115,7 @@ const RgbRowKernels& rgbRowKernels(Target target) {
     static constexpr RgbRowKernels plain{splitPlainly, joinPlainly};
 #if defined(__x86_64__)
     static constexpr RgbRowKernels fast{avx2::split, avx2::join};
-    if (target == Target::avx2) {
+    if (includesAvx2(target)) {
         return fast;
     }
 #endif

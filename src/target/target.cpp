@@ -17,6 +17,12 @@ bool hasAvx2() {
     return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
 }
 
+bool hasAvx512() {
+    return hasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+           __builtin_cpu_supports("avx512vbmi2");
+}
+
 // AMD's processors before family 19h (Zen 3) run pext and pdep in microcode, bit by bit.
 bool hasFastBitDeposit() {
     if (!__builtin_cpu_is("amd")) {
@@ -32,6 +38,9 @@ bool hasFastBitDeposit() {
 }
 #else
 bool hasAvx2() {
+    return false;
+}
+bool hasAvx512() {
     return false;
 }
 bool hasFastBitDeposit() {
@@ -65,16 +74,28 @@ const char* nameOf(Target target) {
         return "portable";
     case Target::avx2:
         return "avx2";
+    case Target::avx512:
+        return "avx512";
     }
     return "";
 }
 
 bool isRunnable(Target target) {
-    return target != Target::avx2 || hasAvx2();
+    switch (target) {
+    case Target::avx2:
+        return hasAvx2();
+    case Target::avx512:
+        return hasAvx512();
+    default:
+        return true;
+    }
 }
 
 Target bestTarget() {
-    return isRunnable(Target::avx2) && hasFastBitDeposit() ? Target::avx2 : Target::portable;
+    if (!isRunnable(Target::avx2) || !hasFastBitDeposit()) {
+        return Target::portable;
+    }
+    return isRunnable(Target::avx512) ? Target::avx512 : Target::avx2;
 }
 
 Target activeTarget() {

@@ -1,6 +1,6 @@
 // The instruction sets that the codec has code for, and which of them runs.
 //
-// Every target gives the same bits. The environment variable TEKO_TARGET (plain, portable, avx2) forces
+// Every target gives the same bits. The environment variable TEKO_TARGET (plain, portable, avx2, avx512) forces
 // one that the processor can run; anything else in it counts for nothing.
 #pragma once
 
@@ -12,9 +12,15 @@ enum class Target {
     plain,    // the readable procedures, one sample and one bit at a time: what all others are measured against
     portable, // bit planes and rows in standard C++
     avx2,     // AVX2 and BMI2, on processors whose pext and pdep are fast
+    avx512,   // the same with AVX-512, including VBMI2, for bit planes
 };
 
-constexpr std::array<Target, 3> allTargets{Target::plain, Target::portable, Target::avx2};
+constexpr std::array<Target, 4> allTargets{Target::plain, Target::portable, Target::avx2, Target::avx512};
+
+// Whether code for AVX2 runs where the target has nothing of its own.
+constexpr bool includesAvx2(Target target) {
+    return target == Target::avx2 || target == Target::avx512;
+}
 
 const char* nameOf(Target target);
 

@@ -56,7 +56,7 @@ TEST(TargetChoice, IsNotForcedWhereTheProcessorCannotRunIt) {
 }
 
 TEST(TargetChoice, IsDeafToAnythingElse) {
-    for (const char* value : {"", "PLAIN", "plain ", " plain", "portable2", "avx", "avx2,plain", "0", "auto"}) {
+    for (const char* value : {"", "PLAIN", "plain ", " plain", "portable2", "avx", "avx2,plain", "avx5122", "0", "auto"}) {
         EXPECT_EQ(targetsOfProcess(value), expected(bestTarget())) << '"' << value << '"';
     }
 }
@@ -82,6 +82,7 @@ TEST(TargetChoice, TargetsHaveNamesOfTheirOwn) {
     EXPECT_STREQ(nameOf(Target::plain), "plain");
     EXPECT_STREQ(nameOf(Target::portable), "portable");
     EXPECT_STREQ(nameOf(Target::avx2), "avx2");
+    EXPECT_STREQ(nameOf(Target::avx512), "avx512");
 }
 
 template <typename T>

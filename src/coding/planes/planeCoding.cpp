@@ -12,6 +12,8 @@ const PlaneCoding<T>* planeCoding(Target target) {
 #if defined(__x86_64__)
     case Target::avx2:
         return &avx2::planeCodingSet<T>();
+    case Target::avx512:
+        return &avx512::planeCodingSet<T>();
 #endif
     default:
         return &portable::planeCodingSet<T>();

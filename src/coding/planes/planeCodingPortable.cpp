@@ -1,14 +1,4 @@
-#include "coding/planes/planeCodingSets.hpp"
-#include "coding/planes/runTables.hpp"
-#include "coding/runLengthParameter.hpp"
-
-#include <algorithm>
-#include <bit>
-#include <cstdint>
-#include <cstring>
-#include <memory>
-#include <type_traits>
-#include <vector>
+#include "coding/planes/planeCodingPrelude.hpp"
 
 namespace teko::portable {
 
@@ -16,22 +6,21 @@ namespace {
 
 #include "coding/planes/bitOperationsPortable.hpp"
 
-#include "coding/planes/classRows.hpp"
+#include "coding/planes/bitLengthsPortable.hpp"
 
-#include "coding/planes/encoderPlanes.hpp"
+#include "coding/planes/encoderChunk.hpp"
 
-#include "coding/planes/decoderState.hpp"
+#include "coding/planes/runCodes.hpp"
 
-#include "coding/planes/decoderRuns.hpp"
+#include "coding/planes/sparseRuns.hpp"
 
-#include "coding/planes/decoderPlanes.hpp"
+#include "coding/planes/planeProcedures.hpp"
 
 } // namespace
 
 template <typename T>
 const PlaneCoding<T>& planeCodingSet() {
-    static constexpr PlaneCoding<T> set{foldAndCount<T>, codeCoefficients<T>, readCoefficients<T>};
-    return set;
+    return procedures<T>;
 }
 
 template const PlaneCoding<short>& planeCodingSet();

@@ -13,5 +13,9 @@ namespace avx2 {
 template <typename T>
 const PlaneCoding<T>& planeCodingSet();
 }
+namespace avx512 {
+template <typename T>
+const PlaneCoding<T>& planeCodingSet();
+}
 
 } // namespace teko

@@ -7,7 +7,7 @@ namespace teko {
 template <typename T>
 const RowKernels<T>& rowKernels(Target target) {
 #if defined(__x86_64__)
-    if (target == Target::avx2) {
+    if (includesAvx2(target)) {
         return avx2::rowKernelSet<T>();
     }
 #endif

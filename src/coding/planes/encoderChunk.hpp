@@ -1,0 +1,63 @@
+// A stretch of a class as bit planes. Included once per target, inside its region and namespace, after its bit
+// operations. No include guard, no includes.
+
+constexpr int chunkWords = 32;
+constexpr int chunkSamples = 64 * chunkWords;
+
+// A word of a bit plane in the coefficients that are not significant above it.
+struct Candidates {
+    std::uint64_t all;
+    std::uint64_t events;
+
+    unsigned count() const { return static_cast<unsigned>(countBits(all)); }
+    // A one for every event, with no gaps for what is not a candidate.
+    std::uint64_t gathered() const { return extractBits(events, all); }
+};
+
+// A chunk of a class, sliced.
+struct Chunk {
+    int words;
+    std::uint64_t lastValid; // the places in the last word that hold coefficients
+    std::uint64_t signs[chunkWords];
+    std::uint64_t significant[chunkWords];
+    std::uint64_t planes[29][chunkWords];
+
+    // The candidates of word w on a plane; its events become significant.
+    Candidates takeCandidates(int plane, int w) {
+        const std::uint64_t valid = w == words - 1 ? lastValid : ~std::uint64_t{0};
+        const std::uint64_t candidates = ~significant[w] & valid;
+        const std::uint64_t events = planes[plane][w] & candidates;
+        significant[w] |= events;
+        return {candidates, events};
+    }
+};
+
+// The lowest eight bits of 64 values, shifted first.
+template <typename V>
+void takeBytes(const V* values, int shift, unsigned char* bytes) {
+    for (int j = 0; j < 64; ++j) {
+        bytes[j] = static_cast<unsigned char>(values[j] >> shift & 0xFF);
+    }
+}
+
+// Signs and planes lowest .. topPlane of n folded values. Their memory has room for whole words.
+template <typename V>
+void slice(V* values, int n, int lowest, int topPlane, Chunk& chunk) {
+    chunk.words = (n + 63) / 64;
+    chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - n);
+    std::fill(values + n, values + 64 * chunk.words, V{0});
+    for (int w = 0; w < chunk.words; ++w) {
+        unsigned char bytes[64];
+        takeBytes(values + 64 * w, 0, bytes);
+        chunk.signs[w] = sliceLowestBits(bytes);
+        for (int plane = lowest; plane <= topPlane; plane += 8) {
+            std::uint64_t bits[8];
+            takeBytes(values + 64 * w, plane + 1, bytes); // above the sign
+            sliceBytes(bytes, bits);
+            for (int b = 0; b < std::min(8, topPlane - plane + 1); ++b) {
+                chunk.planes[plane + b][w] = bits[b];
+            }
+        }
+        chunk.significant[w] = 0;
+    }
+}

@@ -1,0 +1,42 @@
+#include "coding/planes/planeCodingPrelude.hpp"
+
+#if defined(__x86_64__)
+
+// GCC 12 takes the undefined sources of its own masked intrinsics for a mistake.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+TEKO_REGION_BEGIN(TEKO_AVX512_FEATURES)
+
+namespace teko::avx512 {
+
+namespace {
+
+#include "coding/planes/bitOperationsAvx512.hpp"
+
+#include "coding/planes/bitLengthsAvx2.hpp"
+
+#include "coding/planes/encoderChunk.hpp"
+
+#include "coding/planes/runCodes.hpp"
+
+#include "coding/planes/sparseRunsAvx512.hpp"
+
+#include "coding/planes/planeProcedures.hpp"
+
+} // namespace
+
+template <typename T>
+const PlaneCoding<T>& planeCodingSet() {
+    return procedures<T>;
+}
+
+template const PlaneCoding<short>& planeCodingSet();
+template const PlaneCoding<long>& planeCodingSet();
+
+} // namespace teko::avx512
+
+TEKO_REGION_END
+
+#endif

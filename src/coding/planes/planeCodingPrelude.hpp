@@ -1,0 +1,19 @@
+// What the procedures of every target need, included before its region begins.
+#pragma once
+
+#include "coding/planes/planeCodingSets.hpp"
+#include "coding/planes/runTables.hpp"
+#include "coding/runLengthParameter.hpp"
+#include "target/region.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif

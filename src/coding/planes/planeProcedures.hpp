@@ -1,0 +1,17 @@
+// The procedures that are the same text for every target. Included once per target, inside its region and namespace,
+// after its own parts. No include guard.
+
+#include "coding/planes/classRows.hpp"
+
+#include "coding/planes/foldAndCount.hpp"
+
+#include "coding/planes/encoderPlanes.hpp"
+
+#include "coding/planes/decoderState.hpp"
+
+#include "coding/planes/decoderRuns.hpp"
+
+#include "coding/planes/decoderPlanes.hpp"
+
+template <typename T>
+constexpr PlaneCoding<T> procedures{foldAndCount<T>, codeCoefficients<T>, readCoefficients<T>};

@@ -1,0 +1,126 @@
+// The codes of run segments and the writer that takes them many bits at a time. Included once per target, inside its
+// region and namespace, after its bit operations. No include guard, no includes.
+
+inline void storeLittleEndian(unsigned char* to, std::uint64_t value) {
+    if constexpr (std::endian::native == std::endian::big) {
+        for (int i = 0; i < 8; ++i) {
+            to[i] = static_cast<unsigned char>(value >> (8 * i) & 0xFFU);
+        }
+    } else {
+        std::memcpy(to, &value, sizeof value);
+    }
+}
+
+// The end of a memory writer's stream, 64 bits at a time. Stores up to eight bytes beyond the bits written: the
+// sub-streams have that room. Without branches, because the lengths are not predictable (1.05 times on
+// whole encodes of photographs).
+class BitAppender {
+public:
+    void start(const BitStreamer& stream) {
+        begin = out = reinterpret_cast<unsigned char*>(stream.buffer);
+        pending = 0;
+        pendingBits = 0;
+        put(stream.current, static_cast<unsigned>(std::countr_zero(stream.mask)));
+    }
+
+    // bits < 2^n, n <= 64.
+    void put(std::uint64_t bits, unsigned n) {
+        pending |= bits << pendingBits;
+        storeLittleEndian(out, pending);
+        const unsigned total = pendingBits + n;
+        const std::uint64_t isFull = 0 - static_cast<std::uint64_t>(total >> 6); // a mask: a ?: becomes a branch
+        const std::uint64_t spill = bits >> 1 >> (63 - pendingBits);
+        pending = (pending & ~isFull) | (spill & isFull);
+        out += total >> 6 << 3;
+        pendingBits = total & 63;
+    }
+
+    void putZeros(std::uint64_t n) {
+        for (; n > 32; n -= 32) {
+            put(0, 32);
+        }
+        put(0, static_cast<unsigned>(n));
+    }
+
+    // Leaves the stream as its own operations would have.
+    void finish(BitStreamer& stream) const {
+        storeLittleEndian(out, pending);
+        const auto bits = 8 * static_cast<std::uint64_t>(out - begin) + pendingBits;
+        stream.cursor = stream.buffer + bits / 32;
+        stream.mask = 1U << (bits % 32);
+        stream.current = static_cast<std::uint32_t>(pending >> (pendingBits & 32)) & (stream.mask - 1);
+    }
+
+private:
+    unsigned char* begin;
+    unsigned char* out;
+    std::uint64_t pending;
+    unsigned pendingBits; // below 64
+};
+
+// The code of an event: the run before it in units of 2^k, a one, the rest of the run in k bits, the sign.
+struct EventCode {
+    static constexpr std::uint64_t mostUnits = 64 - largestRunLengthParameter - 2;
+
+    std::uint64_t bits;
+    unsigned length;
+
+    // Of a run of at most mostUnits units.
+    static EventCode of(std::uint64_t run, unsigned k, std::uint64_t sign) {
+        const std::uint64_t units = run >> k;
+        const std::uint64_t rest = run & ((std::uint64_t{1} << k) - 1);
+        return {(1 | rest << 1 | sign << (k + 1)) << units, static_cast<unsigned>(units) + k + 2};
+    }
+};
+
+inline void putEvent(BitAppender& out, std::uint64_t run, unsigned k, std::uint64_t sign) {
+    const std::uint64_t units = run >> k;
+    if (units > EventCode::mostUnits) {
+        out.putZeros(units);
+        run -= units << k;
+    }
+    const EventCode code = EventCode::of(run, k, sign);
+    out.put(code.bits, code.length);
+}
+
+// For k = 0 a segment is its own candidate bitmap with a sign behind every one. Eight candidates with the gaps
+// for their signs; the places of the signs are those of the ones, shifted by one.
+struct GappedBytes {
+    std::uint16_t code[256];
+
+    constexpr GappedBytes() : code() {
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            int place = 0;
+            for (int i = 0; i < 8; ++i) {
+                const unsigned bit = byte >> i & 1U;
+                code[byte] = static_cast<std::uint16_t>(code[byte] | bit << place);
+                place += bit != 0 ? 2 : 1;
+            }
+        }
+    }
+};
+
+constexpr GappedBytes gappedBytes;
+
+// Appends n <= 32 candidates, each event with the next of the sign bits.
+inline void putDense(BitAppender& out, std::uint32_t candidates, unsigned n, std::uint64_t signs) {
+    std::uint64_t code = 0;
+    unsigned place = 0;
+    for (unsigned i = 0; i < 32; i += 8) {
+        const unsigned byte = candidates >> i & 0xFFU;
+        code |= static_cast<std::uint64_t>(gappedBytes.code[byte]) << place;
+        place += 8 + static_cast<unsigned>(countBits(byte));
+    }
+    const auto events = static_cast<unsigned>(countBits(candidates));
+    out.put(code | depositBits(signs, code << 1), n + events);
+}
+
+inline void putDenseWord(BitAppender& out, std::uint64_t candidates, unsigned n, std::uint64_t signs) {
+    const auto low = static_cast<std::uint32_t>(candidates);
+    if (n <= 32) {
+        putDense(out, low, n, signs);
+        return;
+    }
+    putDense(out, low, 32, signs);
+    putDense(out, static_cast<std::uint32_t>(candidates >> 32), n - 32, signs >> countBits(low));
+}
