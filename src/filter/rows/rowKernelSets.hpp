@@ -13,5 +13,9 @@ namespace avx2 {
 template <typename T>
 const RowKernels<T>& rowKernelSet();
 }
+namespace avx512 {
+template <typename T>
+const RowKernels<T>& rowKernelSet();
+}
 
 } // namespace teko

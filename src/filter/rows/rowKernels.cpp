@@ -7,7 +7,10 @@ namespace teko {
 template <typename T>
 const RowKernels<T>& rowKernels(Target target) {
 #if defined(__x86_64__)
-    if (includesAvx2(target)) {
+    if (target == Target::avx512) {
+        return avx512::rowKernelSet<T>();
+    }
+    if (target == Target::avx2) {
         return avx2::rowKernelSet<T>();
     }
 #endif
