@@ -1,6 +1,7 @@
 #include "wavelet/rowTransform.hpp"
 
 #include "filter/rows/rowKernels.hpp"
+#include "wavelet/rowWindow.hpp"
 
 #include <algorithm>
 #include <array>
@@ -12,112 +13,6 @@ namespace {
 
 constexpr int shortestSignal = 6;
 
-// A row on its way through a level, its samples at even places and those at odd places apart.
-template <typename Row>
-struct SplitRow {
-    Row* even;
-    Row* odd;
-    long largest; // magnitude, when it was read
-};
-
-// The last rows read, by their number. Every row has room for neighbours beyond its ends and for a whole vector
-// more, so that the kernels need no special ends.
-template <typename T>
-class RowWindow {
-public:
-    using Row = RowSample<T>;
-
-    RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels)
-        : lattice(source), kernels(rowKernels), evens((lattice.columns() + 1) / 2), odds(lattice.columns() / 2),
-          half((evens + 2 * margin + vector - 1) / vector * vector),
-          memory(new Row[static_cast<std::size_t>(2 * half) * held]()) {
-        for (std::size_t i = 0; i < held; ++i) {
-            rows[i].even = memory.get() + 2 * half * static_cast<long>(i) + margin;
-            rows[i].odd = rows[i].even + half;
-        }
-    }
-
-    // Row y of the lattice; beyond the first and the last, rows are mirrored.
-    SplitRow<Row>& operator[](int y) {
-        const int last = lattice.rows() - 1;
-        const int mirrored = y < 0 ? -y : y > last ? 2 * last - y : y;
-        return rows[static_cast<std::size_t>(mirrored) % held];
-    }
-
-    void read(int y) {
-        SplitRow<Row>& row = (*this)[y];
-        row.largest = kernels.split(lattice.row(y * lattice.step), lattice.step, lattice.columns(), row.even, row.odd);
-    }
-    void write(int y) {
-        const SplitRow<Row>& row = (*this)[y];
-        kernels.merge(lattice.row(y * lattice.step), lattice.step, lattice.columns(), row.even, row.odd);
-    }
-
-    using Step = void (*)(Row*, const Row*, const Row*, const Row*, const Row*, int);
-    using EvenStep = void (*)(Row*, const Row*, const Row*, int);
-
-    // A step down the columns, on row y and its neighbours.
-    void liftOdd(int y, Step step) {
-        const SplitRow<Row>&a = (*this)[y - 3], &b = (*this)[y - 1], &c = (*this)[y + 1], &d = (*this)[y + 3];
-        step((*this)[y].even, a.even, b.even, c.even, d.even, evens);
-        step((*this)[y].odd, a.odd, b.odd, c.odd, d.odd, odds);
-    }
-    void liftEven(int y, EvenStep step) {
-        const SplitRow<Row>&a = (*this)[y - 1], &b = (*this)[y + 1];
-        step((*this)[y].even, a.even, b.even, evens);
-        step((*this)[y].odd, a.odd, b.odd, odds);
-    }
-
-    // A step along row y. The first and last odd samples come from exact sums, all others from wrapped ones.
-    void liftOddAlong(int y, Step wrapped, Step exact) {
-        const SplitRow<Row>& row = (*this)[y];
-        extendEvens(row);
-        const std::array<int, 3> ends{0, odds == evens ? odds - 2 : odds - 1, odds - 1};
-        std::array<Row, 3> before{row.odd[ends[0]], row.odd[ends[1]], row.odd[ends[2]]};
-        wrapped(row.odd, row.even - 1, row.even, row.even + 1, row.even + 2, odds);
-        for (std::size_t i = 0; i < ends.size(); ++i) {
-            const Row* left = row.even + ends[i];
-            row.odd[ends[i]] = before[i];
-            exact(row.odd + ends[i], left - 1, left, left + 1, left + 2, 1);
-        }
-    }
-    void liftEvenAlong(int y, EvenStep step) {
-        const SplitRow<Row>& row = (*this)[y];
-        row.odd[-1] = row.odd[0];
-        row.odd[odds] = row.odd[odds - 1];
-        step(row.even, row.odd - 1, row.odd, evens);
-    }
-
-    bool isAtMost(long bound, int firstRow, int lastRow) {
-        bool all = true;
-        for (int y = firstRow; y <= lastRow; ++y) {
-            all = all && (*this)[y].largest <= bound;
-        }
-        return all;
-    }
-
-private:
-    // One even sample to the left and two to the right, as if the row were mirrored about its ends.
-    void extendEvens(const SplitRow<Row>& row) const {
-        row.even[-1] = row.even[1];
-        const int lastButOne = odds == evens ? evens - 1 : evens - 2;
-        row.even[evens] = row.even[lastButOne];
-        row.even[evens + 1] = row.even[lastButOne - 1];
-    }
-
-    static constexpr long margin = 32;
-    static constexpr long vector = 32;
-    static constexpr std::size_t held = 12;
-
-    const Lattice<T>& lattice;
-    const RowKernels<T>& kernels;
-    const int evens;
-    const int odds;
-    const long half;
-    std::unique_ptr<Row[]> memory;
-    std::array<SplitRow<Row>, held> rows{};
-};
-
 // Up to which magnitude in the rows that a level starts from the kernels for small values give the exact result
 // everywhere. A predicted sample is at most 2.25 times the largest, an updated one 2.53 times; a kernel meets
 // samples that have been through a row pass, so 2.25 * 2.53 * 2798 < 16383 is what an update may add. On the way
@@ -126,29 +21,52 @@ constexpr long largestForUpdate = 2798;
 constexpr long largestForUnupdate = 6000;
 constexpr long largestForExactSum = 1212;
 
-// int rows: sums of 20 samples and products with 19 stay below 2^31 from these on.
-constexpr long largestLongForward = 1L << 21;
-constexpr long largestLongInverse = 1L << 23;
+// What a level of int rows may start from: its kernels then meet nothing beyond 2^26. A level on the way there makes
+// an approximation at most 2.53 * 2.53 times as large. On the way back, from an approximation of at most m and details
+// of at most d, the columns give at most 1.06 m + 1.63 d and 2.7 d, the rows 1.11 m + 6.1 d.
+constexpr long largestLongForward = 25'000'000;
+constexpr long largestLongInverse = 24'000'000;
 
+constexpr long largestApproximation(long largest) {
+    return largest * 641 / 100 + 4;
+}
+constexpr long largestRestored(long approximation, long details) {
+    return (approximation * 111 + details * 610) / 100 + 16;
+}
+
+// A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
+// level as soon as they are done, so that the plane is walked once for all levels.
 template <typename T>
 class ForwardLevel {
 public:
-    ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels)
-        : window(lattice, kernels), k(kernels), n(lattice.rows()), wrapsEverywhere(lattice.needsBlocks()) {}
+    ForwardLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, std::unique_ptr<ForwardLevel> coarserLevel)
+        : lattice(itsLattice), window(lattice, kernels), k(kernels), n(lattice.rows()),
+          wrapsEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
 
+    void run() {
+        for (int y = 0; y < n; ++y) {
+            window.read(y);
+            advanceTo(y);
+        }
+        finish();
+    }
+
+private:
     // Odd row i is predicted from the even rows up to i + 3; then no other prediction needs even row i - 3: it
     // is updated from its odd neighbours, and with it the row above is done.
-    void run() {
-        int read = 0;
+    void advance(int y) {
+        transformRow(y);
+        if (y >= 4 && y % 2 == 0) {
+            liftPair(y - 3);
+        }
+    }
+
+    // After the last row.
+    void finish() {
+        advanceTo(n - 1);
         const int lastOdd = n - 1 - n % 2;
-        for (int i = 1; i <= lastOdd; i += 2) {
-            for (; read <= std::min(i + 3, n - 1); ++read) {
-                transformRow(read);
-            }
-            predictRow(i);
-            if (i >= 3) {
-                finishEven(i - 3);
-            }
+        for (int i = lastOdd - 2 + 2 * (n % 2); i <= lastOdd; i += 2) {
+            liftPair(i);
         }
         for (int j = lastOdd - 1; j < n; j += 2) {
             finishEven(j);
@@ -156,63 +74,120 @@ public:
         if (lastOdd == n - 1) {
             window.write(lastOdd);
         }
+        if (coarser) {
+            coarser->finish();
+        }
     }
 
-private:
+    void take(int y, const RowSample<T>* samples) {
+        window.take(y, samples);
+        if (y + 1 - advanced == RowWindow<T>::spareRows) {
+            advanceTo(y);
+        }
+    }
+
+    void advanceTo(int y) {
+        while (advanced <= y) {
+            advance(advanced++);
+        }
+    }
+
     void transformRow(int y) {
-        window.read(y);
         window.liftOddAlong(y, k.predict, k.predictExact);
         window.liftEvenAlong(y, window.isAtMost(largestForUpdate, y, y) ? k.update : k.updateExact);
     }
 
-    void predictRow(int i) {
+    void liftPair(int i) {
         const bool isEnd = i == 1 || i + 3 >= n;
         window.liftOdd(i, isEnd && !wrapsEverywhere ? k.predictExact : k.predict);
+        if (i >= 3) {
+            finishEven(i - 3);
+        }
     }
 
+    // What the coarser level writes comes later and over what is written here.
     void finishEven(int j) {
         window.liftEven(j, window.isAtMost(largestForUpdate, j - 4, j + 4) ? k.update : k.updateExact);
         if (j > 0) {
             window.write(j - 1);
         }
         window.write(j);
+        if (coarser) {
+            coarser->take(j / 2, window[j].even);
+        }
     }
 
+    Lattice<T> lattice;
     RowWindow<T> window;
     const RowKernels<T>& k;
     int n;
     bool wrapsEverywhere;
+    std::unique_ptr<ForwardLevel> coarser;
+    int advanced = 0; // rows
 };
 
+// A level of the inverse. It asks the next coarser one for each row of its approximation when it comes to it; only the
+// finest level writes.
 template <typename T>
 class InverseLevel {
 public:
-    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels)
-        : window(lattice, kernels), k(kernels), n(lattice.rows()), exactEverywhere(lattice.needsBlocks()) {}
+    InverseLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, std::unique_ptr<InverseLevel> coarserLevel)
+        : lattice(itsLattice), window(lattice, kernels), k(kernels), n(lattice.rows()),
+          exactEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
+
+    void run() {
+        isFinest = true;
+        restore(n - 1);
+    }
+
+private:
+    // Row y, to be used before the next is asked for.
+    const SplitRow<RowSample<T>>& restore(int y) {
+        if (restored < y) {
+            for (const int ahead = std::min(y + RowWindow<T>::spareRows - 1, n - 1); restored < ahead;) {
+                advance();
+            }
+        }
+        return window[y];
+    }
 
     // Even row j is restored from its odd neighbours; then odd row j - 3 has its four even neighbours, and no
     // later row needs even row j - 6.
-    void run() {
-        int read = 0;
+    void advance() {
         const int lastEven = n - 2 + n % 2;
-        for (int j = 0; j <= lastEven; j += 2) {
-            for (; read <= std::min(j + 1, n - 1); ++read) {
-                window.read(read);
-            }
-            window.liftEven(j, window.isAtMost(largestForUnupdate, j - 1, j + 1) ? k.unupdate : k.unupdateExact);
-            if (j >= 4) {
-                finishOdd(j - 3);
-            }
+        if (next > lastEven) {
+            finish(lastEven);
+            return;
         }
+        for (; read <= std::min(next + 1, n - 1); ++read) {
+            readRow(read);
+        }
+        window.liftEven(next, window.isAtMost(largestForUnupdate, next - 1, next + 1) ? k.unupdate : k.unupdateExact);
+        if (next >= 4) {
+            finishOdd(next - 3);
+        }
+        restored = next - 5;
+        next += 2;
+    }
+
+    void finish(int lastEven) {
         for (int i = lastEven - 1; i < n; i += 2) {
             finishOdd(i);
         }
         for (int j = n - 2 - n % 2; j < n; j += 2) {
             untransformRow(j);
         }
+        restored = n - 1;
     }
 
-private:
+    void readRow(int y) {
+        if (coarser && y % 2 == 0) {
+            window.read(y, coarser->restore(y / 2));
+        } else {
+            window.read(y);
+        }
+    }
+
     void finishOdd(int i) {
         const bool isEnd = i == 1 || i + 3 >= n;
         const bool mayWrap = !exactEverywhere && !isEnd;
@@ -227,55 +202,108 @@ private:
     void untransformRow(int y) {
         window.liftEvenAlong(y, window.isAtMost(largestForUnupdate, y - 4, y + 4) ? k.unupdate : k.unupdateExact);
         window.liftOddAlong(y, k.unpredict, k.unpredictExact);
-        window.write(y);
+        if (isFinest) {
+            window.write(y);
+        }
     }
 
+    Lattice<T> lattice;
     RowWindow<T> window;
     const RowKernels<T>& k;
     int n;
     bool exactEverywhere;
+    std::unique_ptr<InverseLevel> coarser;
+    bool isFinest = false;
+    int read = 0;      // rows
+    int next = 0;      // even row
+    int restored = -1; // all rows up to this one
 };
 
 template <typename T>
-bool applies(const Lattice<T>& lattice, const RowKernels<T>& kernels, long largestLong) {
-    if (lattice.columns() < shortestSignal || lattice.rows() < shortestSignal) {
-        return false;
-    }
+Lattice<T> coarserLattice(Lattice<T> lattice, int levels) {
+    lattice.step <<= levels;
+    return lattice;
+}
+
+template <typename T>
+bool isLongEnough(const Lattice<T>& lattice) {
+    return lattice.columns() >= shortestSignal && lattice.rows() >= shortestSignal;
+}
+
+// A bound of the magnitudes; only int rows need one.
+template <typename T>
+long largestSample(const Lattice<T>& lattice, const RowKernels<T>& kernels) {
+    long largest = 0;
     if constexpr (sizeof(T) > sizeof(short)) {
         for (int y = 0; y < lattice.height; y += lattice.step) {
-            if (kernels.largest(lattice.row(y), lattice.step, lattice.columns()) > largestLong) {
-                return false;
-            }
+            largest = std::max(largest, kernels.largest(lattice.row(y), lattice.step, lattice.columns()));
         }
     }
-    return true;
+    return largest;
+}
+
+template <typename T>
+int forwardLevelsInOnePass(const Lattice<T>& finest, int levels, const RowKernels<T>& kernels) {
+    if (!isLongEnough(finest)) {
+        return 0;
+    }
+    long largest = largestSample(finest, kernels);
+    int fit = 0;
+    while (fit < levels && largest <= largestLongForward && isLongEnough(coarserLattice(finest, fit))) {
+        largest = largestApproximation(largest);
+        ++fit;
+    }
+    return fit;
+}
+
+template <typename T>
+bool inverseFitsInOnePass(const Lattice<T>& finest, int levels, const RowKernels<T>& kernels) {
+    if (!isLongEnough(coarserLattice(finest, levels - 1))) {
+        return false;
+    }
+    const long details = largestSample(finest, kernels);
+    long approximation = details;
+    for (int level = levels - 1; level > 0 && approximation <= largestLongInverse; --level) {
+        approximation = largestRestored(approximation, details);
+    }
+    return approximation <= largestLongInverse;
+}
+
+// The chain of levels, the finest first.
+template <typename Level, typename T>
+std::unique_ptr<Level> chainOf(const Lattice<T>& finest, int levels, const RowKernels<T>& kernels) {
+    std::unique_ptr<Level> chain;
+    for (int level = levels - 1; level >= 0; --level) {
+        chain = std::make_unique<Level>(coarserLattice(finest, level), kernels, std::move(chain));
+    }
+    return chain;
 }
 
 } // namespace
 
 template <typename T>
-bool transformLevel(const Lattice<T>& lattice, Target target) {
+int transformLevels(const Lattice<T>& finest, int levels, Target target) {
     const RowKernels<T>& kernels = rowKernels<T>(target);
-    if (!applies(lattice, kernels, largestLongForward)) {
-        return false;
+    const int fit = forwardLevelsInOnePass(finest, levels, kernels);
+    if (fit > 0) {
+        chainOf<ForwardLevel<T>>(finest, fit, kernels)->run();
     }
-    ForwardLevel<T>(lattice, kernels).run();
-    return true;
+    return fit;
 }
 
 template <typename T>
-bool untransformLevel(const Lattice<T>& lattice, Target target) {
+bool untransformLevels(const Lattice<T>& finest, int levels, Target target) {
     const RowKernels<T>& kernels = rowKernels<T>(target);
-    if (!applies(lattice, kernels, largestLongInverse)) {
+    if (!inverseFitsInOnePass(finest, levels, kernels)) {
         return false;
     }
-    InverseLevel<T>(lattice, kernels).run();
+    chainOf<InverseLevel<T>>(finest, levels, kernels)->run();
     return true;
 }
 
-template bool transformLevel(const Lattice<short>&, Target);
-template bool transformLevel(const Lattice<long>&, Target);
-template bool untransformLevel(const Lattice<short>&, Target);
-template bool untransformLevel(const Lattice<long>&, Target);
+template int transformLevels(const Lattice<short>&, int, Target);
+template int transformLevels(const Lattice<long>&, int, Target);
+template bool untransformLevels(const Lattice<short>&, int, Target);
+template bool untransformLevels(const Lattice<long>&, int, Target);
 
 } // namespace teko

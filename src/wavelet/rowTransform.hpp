@@ -1,4 +1,4 @@
-// The decomposition in one pass over the plane per level, rows at a time: the fast form of Wavelet's transform
+// The decomposition in one pass over the plane, rows at a time: the fast form of Wavelet's transform
 // and untransform for Filter4_2.
 #pragma once
 
@@ -29,13 +29,16 @@ struct Lattice {
     static constexpr int directLength = 512;
 };
 
-// One level of the transform (row pass, then column pass) or of its inverse (column pass, then row pass), with
-// the row kernels of a target. Returns false, with the lattice untouched, where it does not apply: fewer than
-// six rows or columns, or samples too large for the kernels. Needs memory for twelve rows; throws
-// std::bad_alloc.
+// Levels of the transform (row pass, then column pass) from the finest lattice on, with the row kernels of a target.
+// Returns how many of them it did: fewer where a lattice has less than six rows or columns or samples may be too large
+// for the kernels, and none, with the plane untouched, where that is so at once. Needs memory for 24 rows at most;
+// throws std::bad_alloc before it changes anything.
 template <typename T>
-bool transformLevel(const Lattice<T>& lattice, Target target);
+int transformLevels(const Lattice<T>& finest, int levels, Target target);
+
+// The inverse of so many levels (column pass, then row pass), the coarsest first and the finest lattice last. Returns
+// false, with the plane untouched, where not all of them can be done so.
 template <typename T>
-bool untransformLevel(const Lattice<T>& lattice, Target target);
+bool untransformLevels(const Lattice<T>& finest, int levels, Target target);
 
 } // namespace teko

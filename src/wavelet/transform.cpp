@@ -67,6 +67,11 @@ void filterColumns(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation
     }
 }
 
+template <typename T>
+Lattice<T> latticeOf(const ImageData<T>& image, int channel, int level) {
+    return {image.planes[channel], image.width, image.height, image.stride, 1 << level};
+}
+
 // Whether whole levels may be run by row kernels: they know no filter but this one.
 template <typename T>
 bool mayUseRows(const Filter<T>& filter) {
@@ -80,9 +85,12 @@ void Wavelet<T>::transform(ImageData<T>* image) {
     const int levels = numberOfLevels(image->width, image->height);
     for (int c = 0; c < image->channels; ++c) {
         for (int k = 0; k < levels && skipTransform == 0; ++k) {
-            const Lattice<T> lattice{image->planes[c], image->width, image->height, image->stride, 1 << k};
-            if (mayUseRows(*filter) && transformLevel(lattice, activeTarget())) {
-                continue;
+            const Lattice<T> lattice = latticeOf(*image, c, k);
+            if (mayUseRows(*filter)) {
+                if (const int done = transformLevels(lattice, levels - k, activeTarget())) {
+                    k += done - 1;
+                    continue;
+                }
             }
             filterRows(lattice, *filter, &Filter<T>::transform);
             filterColumns(lattice, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
@@ -96,9 +104,14 @@ void Wavelet<T>::untransform(ImageData<T>* image) {
     const int levels = std::max(1, numberOfLevels(image->width, image->height));
     for (int c = 0; c < image->channels; ++c) {
         for (int k = levels - 1; k >= 0 && skipTransform == 0; --k) {
-            const Lattice<T> lattice{image->planes[c], image->width, image->height, image->stride, 1 << k};
-            if (mayUseRows(*filter) && untransformLevel(lattice, activeTarget())) {
-                continue;
+            const Lattice<T> lattice = latticeOf(*image, c, k);
+            if (mayUseRows(*filter)) {
+                if (untransformLevels(latticeOf(*image, c, 0), k + 1, activeTarget())) {
+                    break;
+                }
+                if (untransformLevels(lattice, 1, activeTarget())) {
+                    continue;
+                }
             }
             filterColumns(lattice, *filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
             filterRows(lattice, *filter, &Filter<T>::untransform);

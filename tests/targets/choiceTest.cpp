@@ -56,7 +56,8 @@ TEST(TargetChoice, IsNotForcedWhereTheProcessorCannotRunIt) {
 }
 
 TEST(TargetChoice, IsDeafToAnythingElse) {
-    for (const char* value : {"", "PLAIN", "plain ", " plain", "portable2", "avx", "avx2,plain", "avx5122", "0", "auto"}) {
+    for (const char* value :
+         {"", "PLAIN", "plain ", " plain", "portable2", "avx", "avx2,plain", "avx5122", "0", "auto"}) {
         EXPECT_EQ(targetsOfProcess(value), expected(bestTarget())) << '"' << value << '"';
     }
 }

@@ -1,4 +1,4 @@
-// One level of the decomposition by rows, against the filter on every row and every column.
+// Levels of the decomposition by rows, against the filter on every row and every column.
 #include "filter/filter4_2.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
@@ -74,9 +74,35 @@ protected:
         plainUntransformLevel(latticeOf(inverse, step));
         for (const Target target : fastTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", step " << step);
-            checkOne(image, forward, step, 1L << 21, target, transformLevel<T>);
-            checkOne(image, inverse, step, 1L << 23, target, untransformLevel<T>);
+            checkOne(image, forward, step, 25'000'000, target,
+                     [](const Lattice<T>& lattice, Target active) { return transformLevels(lattice, 1, active) == 1; });
+            checkOne(image, inverse, step, 24'000'000, target,
+                     [](const Lattice<T>& lattice, Target active) { return untransformLevels(lattice, 1, active); });
         }
+    }
+
+    // Both directions of several levels in one pass. Returns how many levels were done, forward and back, by a target.
+    std::pair<int, int> checkLevels(const Image& image, int levels) {
+        std::pair<int, int> done;
+        Image inverse = image;
+        for (int level = levels - 1; level >= 0; --level) {
+            plainUntransformLevel(latticeOf(inverse, 1 << level));
+        }
+        for (const Target target : fastTargets()) {
+            SCOPED_TRACE(testing::Message() << target << ", " << levels << " levels");
+            Image result = image;
+            done.first = transformLevels(latticeOf(result, 1), levels, target);
+            EXPECT_LE(done.first, levels);
+            Image forward = image;
+            for (int level = 0; level < done.first; ++level) {
+                plainTransformLevel(latticeOf(forward, 1 << level));
+            }
+            EXPECT_TRUE(sameMemory(result, forward));
+            Image back = image;
+            done.second = untransformLevels(latticeOf(back, 1), levels, target) ? levels : 0;
+            EXPECT_TRUE(sameMemory(back, done.second == levels ? inverse : image));
+        }
+        return done;
     }
 
     // Each size that can have a level takes its turn with every texture.
@@ -144,6 +170,56 @@ TYPED_TEST(TargetLevels, OfEverySmallSizeAreThePlainOnes) {
 
 TYPED_TEST(TargetLevels, OfSizesAroundVectorsAreThePlainOnes) {
     this->checkSizes(29, 37);
+}
+
+TYPED_TEST(TargetLevels, InOnePassAreThePlainOnesForEverySize) {
+    std::size_t turn = 0;
+    for (int rows = 6; rows <= 60; ++rows) {
+        for (int columns = 6; columns <= 60; columns += 1 + rows % 3) {
+            LaidOutImage<TypeParam> image(columns, rows, 1, {static_cast<int>(turn % 3), static_cast<int>(turn % 2)});
+            paint(image, allTextures[turn % allTextures.size()], this->random);
+            this->checkLevels(image, 1 + static_cast<int>(turn % 5));
+            ++turn;
+        }
+        if (this->HasFailure()) {
+            return;
+        }
+    }
+}
+
+TYPED_TEST(TargetLevels, InOnePassAreThePlainOnesForAllFive) {
+    for (int i = 0; i < 24; ++i) {
+        const int width = 161 + static_cast<int>(this->random() % 120);
+        const int height = 161 + static_cast<int>(this->random() % (i % 6 == 0 ? 900 : 120));
+        LaidOutImage<TypeParam> image(width, height, 1, {i % 4 == 0 ? 400 : 0, 0});
+        paint(image, allTextures[static_cast<std::size_t>(i) % allTextures.size()], this->random);
+        this->checkLevels(image, 5);
+    }
+}
+
+TYPED_TEST(TargetLevels, InOnePassAreThePlainOnesForSamplesOfEverySize) {
+    for (const long size : sizesThatMatter<TypeParam>()) {
+        for (int levels = 1; levels <= 5; ++levels) {
+            LaidOutImage<TypeParam> image(167, 165, 1);
+            image.fill([&](int, int, int) { return texture::extremeSample(size, this->random); });
+            this->checkLevels(image, levels);
+        }
+    }
+}
+
+// The magnitudes that a file's samples can have, and as many levels as they leave room for.
+TYPED_TEST(TargetLevels, RunInOnePassForSamplesOfFiles) {
+    struct Depth {
+        long largest;
+        int forward;
+    };
+    const auto depths = sizeof(TypeParam) == sizeof(short) ? std::vector<Depth>{{255, 5}}
+                                                           : std::vector<Depth>{{4095, 5}, {8191, 5}, {65535, 4}};
+    for (const Depth& depth : depths) {
+        LaidOutImage<TypeParam> image(193, 197, 1);
+        image.fill([&](int, int, int) { return static_cast<TypeParam>(this->random() % 2 == 0 ? 0 : depth.largest); });
+        EXPECT_EQ(this->checkLevels(image, 5), std::pair(depth.forward, 5)) << depth.largest;
+    }
 }
 
 TYPED_TEST(TargetLevels, WithColumnsInBlocksAreThePlainOnes) {

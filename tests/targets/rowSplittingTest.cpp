@@ -52,7 +52,8 @@ protected:
         ASSERT_LE(static_cast<unsigned long>(bound), largest < greatest ? std::bit_ceil(largest + 1) : greatest);
     }
 
-    static unsigned long largestOf(const RowBuffer<T>& plane, long step, int n) {
+    template <typename Sample>
+    static unsigned long largestOf(const RowBuffer<Sample>& plane, long step, int n) {
         unsigned long largest = 0;
         for (int i = 0; i < n; ++i) {
             largest = std::max(largest, magnitude(plane[size(i * step)]));
@@ -101,6 +102,32 @@ TYPED_TEST(RowSplitting, MergesIntoItsPlacesAlone) {
         kernels.merge(plane.row(), step, n, even.row(), odd.row());
         ASSERT_TRUE(plane.agreesWith(wanted, 0));
     });
+}
+
+TYPED_TEST(RowSplitting, SeparatesAndMergesCompactRows) {
+    for (const Target target : fastTargets()) {
+        const auto& kernels = rowKernels<TypeParam>(target);
+        for (const int n : rowLengths()) {
+            SCOPED_TRACE(testing::Message() << target << ", length " << n);
+            const auto row = this->buffer(this->size(n));
+            auto even = this->buffer(this->size((n + 1) / 2));
+            auto odd = this->buffer(this->size(n / 2));
+            auto wantedEven = even;
+            auto wantedOdd = odd;
+            for (int i = 0; i < n; ++i) {
+                (i % 2 == 0 ? wantedEven : wantedOdd)[this->size(i / 2)] = row[this->size(i)];
+            }
+            const unsigned long largest = this->largestOf(row, 1, n);
+            this->expectBound(kernels.splitCompact(row.row(), n, even.row(), odd.row()), largest);
+            ASSERT_TRUE(even.agreesWith(wantedEven, even.paddingSize()));
+            ASSERT_TRUE(odd.agreesWith(wantedOdd, odd.paddingSize()));
+            auto merged = this->buffer(this->size(n));
+            auto wanted = merged;
+            std::copy_n(row.row(), n, wanted.row());
+            this->expectBound(kernels.mergeCompact(merged.row(), n, even.row(), odd.row()), largest);
+            ASSERT_TRUE(merged.agreesWith(wanted, 0));
+        }
+    }
 }
 
 TYPED_TEST(RowSplitting, BoundsMagnitudesOfEverySize) {

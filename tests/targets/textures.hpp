@@ -31,7 +31,8 @@ std::vector<long> sizesThatMatter() {
     std::vector<long> sizes{255,  1000, 1023, 1024, 1025, 1212, 1213, 1300, 1400, 2047, 2048, 2049,  2400,  2798,
                             2799, 3100, 3700, 4095, 4096, 4097, 5500, 6000, 6001, 7000, 8192, 16384, 32767, 32768};
     if constexpr (sizeof(T) > sizeof(short)) {
-        for (const int bits : {16, 21, 23, 24, 28, 31, 32, 59, 62}) {
+        sizes.insert(sizes.end(), {23'999'999, 24'000'000, 24'000'001, 24'999'999, 25'000'000, 25'000'001});
+        for (const int bits : {16, 21, 23, 24, 25, 28, 31, 32, 59, 62}) {
             sizes.insert(sizes.end(), {(1L << bits) - 1, 1L << bits, (1L << bits) + 1});
         }
     }

@@ -27,6 +27,9 @@ struct RowKernels {
     long (*split)(const T* x, long step, int n, Row* even, Row* odd);
     // Puts them back.
     void (*merge)(T* x, long step, int n, const Row* even, const Row* odd);
+    // The same on compact rows; both return the bound.
+    long (*splitCompact)(const Row* x, int n, Row* even, Row* odd);
+    long (*mergeCompact)(Row* x, int n, const Row* even, const Row* odd);
     // The same bound alone.
     long (*largest)(const T* x, long step, int n);
 
@@ -46,7 +49,7 @@ struct RowKernels {
     void (*unupdateExact)(Row* even, const Row* before, const Row* after, int n);
 };
 
-// For int rows, "any values" is up to 2^24, and there is no difference between a kernel and its exact form.
+// For int rows, "any values" is up to 2^26, and there is no difference between a kernel and its exact form.
 
 // The kernels of a target; those of the plain target are those of the portable one.
 template <typename T>

@@ -123,7 +123,8 @@ inline void mergeWide(long* x, long step, int n, const int* even, const int* odd
     for (; i + 16 <= n; i += 16) {
         const __m256i evens = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(even + i / 2));
         const __m256i odds = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(odd + i / 2));
-        const __m512i both = _mm512_permutexvar_epi32(order, _mm512_inserti64x4(_mm512_castsi256_si512(evens), odds, 1));
+        const __m512i both =
+            _mm512_permutexvar_epi32(order, _mm512_inserti64x4(_mm512_castsi256_si512(evens), odds, 1));
         _mm512_storeu_si512(x + i, _mm512_cvtepi32_epi64(_mm512_castsi512_si256(both)));
         _mm512_storeu_si512(x + i + 8, _mm512_cvtepi32_epi64(_mm512_extracti64x4_epi64(both, 1)));
     }

@@ -73,6 +73,17 @@ long largest(const T* x, long step, int n) {
     return boundFrom(bits);
 }
 
+template <typename Row>
+long splitCompactRow(const Row* x, int n, Row* even, Row* odd) {
+    return split<Row>(x, 1, n, even, odd);
+}
+
+template <typename Row>
+long mergeCompactRow(Row* __restrict x, int n, const Row* __restrict even, const Row* __restrict odd) {
+    merge<Row>(x, 1, n, even, odd);
+    return largest<Row>(x, 1, n);
+}
+
 // rdiv(a, 2^shift): an arithmetic shift rounds halves up, and one less below zero makes that away from zero. In int,
 // with no test (1.4 times on the transform of 16-bit images against rdiv in its own width).
 template <int shift>
@@ -115,7 +126,8 @@ void updateRow(Row* __restrict even, const Row* before, const Row* after, int n)
 template <typename Row>
 void unupdateRow(Row* __restrict even, const Row* before, const Row* after, int n) {
     for (int i = 0; i < n; ++i) {
-        even[i] = static_cast<Row>(divideSymmetric<int>(even[i], 16 * even[i], 8, 19) - roundedShift<2>(before[i] + after[i]));
+        even[i] = static_cast<Row>(divideSymmetric<int>(even[i], 16 * even[i], 8, 19) -
+                                   roundedShift<2>(before[i] + after[i]));
     }
 }
 
@@ -125,6 +137,8 @@ constexpr RowKernels<T> genericRowKernels() {
     using Wrapped = std::conditional_t<sizeof(T) == sizeof(short), WrappedToSample, Exact>;
     return {splitRow<T>,
             mergeRow<T>,
+            splitCompactRow<Row>,
+            mergeCompactRow<Row>,
             largest<T>,
             predictRow<Row, Wrapped>,
             predictRow<Row, Exact>,

@@ -111,10 +111,21 @@ inline void mergeNarrow(short* x, long step, int n, const short* even, const sho
     }
 }
 
+inline long splitCompactNarrow(const short* x, int n, short* even, short* odd) {
+    return splitAdjacent(x, n, even, odd);
+}
+
+inline long mergeCompactNarrow(short* x, int n, const short* even, const short* odd) {
+    mergeNarrow(x, 1, n, even, odd);
+    return largest<short>(x, 1, n);
+}
+
 constexpr RowKernels<short> narrowRowKernels() {
     RowKernels<short> kernels = genericRowKernels<short>();
     kernels.split = splitNarrow;
     kernels.merge = mergeNarrow;
+    kernels.splitCompact = splitCompactNarrow;
+    kernels.mergeCompact = mergeCompactNarrow;
     kernels.predict = predictNarrow;
     kernels.update = updateNarrow;
     kernels.unpredict = unpredictNarrow;
