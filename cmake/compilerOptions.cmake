@@ -13,3 +13,5 @@ if(TEKO_COVERAGE)
   target_compile_options(teko_options INTERFACE --coverage)
   target_link_options(teko_options INTERFACE --coverage)
 endif()
+# For the rooms alone: what the fuzzing engine has to see. Comparisons are left out, they make everything slow.
+set(TEKO_FUZZ_OPTIONS $<$<BOOL:${TEKO_FUZZ}>:-fsanitize=fuzzer-no-link;-fno-sanitize-coverage=trace-cmp>)
