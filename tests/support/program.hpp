@@ -1,6 +1,7 @@
 // Runs the program as a user would and reports all that it says.
 #pragma once
 
+#include "support/emulator.hpp"
 #include "support/scratchFile.hpp"
 
 #include <cerrno>
@@ -90,11 +91,12 @@ inline bool dropPrivileges() {
 } // namespace program
 
 // Runs the program with these arguments (its own name goes in front) and waits for its end.
-inline Outcome runProgram(std::vector<std::string> arguments, const Circumstances& circumstances = {}) {
-    std::string name = TEKO_PROGRAM;
-    std::vector<char*> pointers{name.data()};
-    for (std::string& argument : arguments) {
-        pointers.push_back(argument.data());
+inline Outcome runProgram(const std::vector<std::string>& arguments, const Circumstances& circumstances = {}) {
+    std::vector<std::string> words = startOf(TEKO_PROGRAM);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
     }
     pointers.push_back(nullptr);
     const ScratchFile output;

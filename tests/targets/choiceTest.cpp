@@ -1,6 +1,7 @@
 // Which target runs.
 #include "coding/planes/planeCoding.hpp"
 #include "filter/rows/rowKernels.hpp"
+#include "support/emulator.hpp"
 #include "support/targets.hpp"
 
 #include <gtest/gtest.h>
@@ -16,7 +17,11 @@ namespace {
 // What a process of its own says when the variable has this value, or none.
 std::string targetsOfProcess(const std::optional<std::string>& value) {
     const std::string environment = value ? "TEKO_TARGET='" + *value + "'" : "-u TEKO_TARGET";
-    std::FILE* pipe = popen(("env " + environment + " '" TEKO_TARGET_NAME_PROGRAM "'").c_str(), "r");
+    std::string command = "env " + environment;
+    for (const std::string& word : startOf(TEKO_TARGET_NAME_PROGRAM)) {
+        command += " '" + word + "'";
+    }
+    std::FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
         return "no process";
     }
