@@ -4,7 +4,24 @@
 #include <cstdio>
 #include <cstdlib>
 
+#if defined(__unix__)
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
 namespace {
+
+// Fills the places of standard streams that we were started without. An output file that took one of them would get
+// our progress lines, too.
+void keepStandardStreams() {
+#if defined(__unix__)
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR);
+    }
+    close(descriptor);
+#endif
+}
 
 int usage(int status) {
     std::puts("Usage:\n"
@@ -42,6 +59,7 @@ int runComparison(char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    keepStandardStreams();
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // a run that ends abnormally keeps the lines before its end
     if (argc < 2 || argv[1][0] == '\0' || argv[1][1] != '\0') {
         return usage(1);

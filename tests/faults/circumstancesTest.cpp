@@ -76,6 +76,15 @@ protected:
                 .errors = program::text(errors)};
     }
 
+    // The status of a shell that runs the program with these redirections.
+    int runByShell(const std::string& redirections) const {
+        std::string command = "cd '" + stage.path().string() + "' && '" + TEKO_PROGRAM + "'";
+        for (const std::string& argument : stage.arguments()) {
+            command += " " + argument;
+        }
+        return std::system((command + " >/dev/null 2>/dev/null " + redirections).c_str());
+    }
+
     Outcome runIntoClosedStandardOutput() const {
         int ends[2];
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -130,6 +139,16 @@ TEST_P(SmallCircumstance, aClosedStandardOutputChangesNothingWhenItsSignalIsIgno
     EXPECT_EQ(outcome, Outcome());
     EXPECT_TRUE(stage.contents() == whole);
     countEndOf(outcome, "standard output is a closed pipe, SIGPIPE ignored");
+}
+
+// The output must not take the place of a stream that is missing.
+TEST_P(SmallCircumstance, aMissingStandardStreamChangesNothing) {
+    for (const char* closing : {"<&-", ">&-", "2>&-", "<&- >&-", "<&- 2>&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
+        stage.reset();
+        EXPECT_EQ(runByShell(closing), 0) << closing;
+        EXPECT_TRUE(stage.contents() == whole) << closing;
+        countEndOf({}, "standard streams are missing");
+    }
 }
 
 class CodingCircumstance : public Circumstance {};
