@@ -310,6 +310,7 @@ private:
     std::unique_ptr<Value<T>[]> coarseValues(int topPlane, bool unfolds) {
         const auto count = static_cast<std::size_t>(levels > 0 ? latticeCount(1) + 63 : 0);
         std::unique_ptr<Value<T>[]> coarse(new Value<T>[count]);
+        adviseFilling(coarse.get(), count * sizeof(Value<T>));
         long start = 0;
         for (int c = 1; c <= levels; ++c) {
             ClassReader<T>(classes[c], topPlane, unfolds).takeAll(coarse.get() + start);

@@ -4,6 +4,7 @@
 #include "coding/planes/planeCodingSets.hpp"
 #include "coding/planes/runTables.hpp"
 #include "coding/runLengthParameter.hpp"
+#include "image/memoryAdvice.hpp"
 #include "target/region.hpp"
 
 #include <algorithm>
