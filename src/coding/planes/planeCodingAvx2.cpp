@@ -10,13 +10,13 @@ namespace {
 
 #include "coding/planes/bitOperationsAvx2.hpp"
 
-#include "coding/planes/bitLengthsAvx2.hpp"
+#include "coding/planes/encoding/bitLengthsAvx2.hpp"
 
-#include "coding/planes/encoderChunk.hpp"
+#include "coding/planes/encoding/encoderChunk.hpp"
 
-#include "coding/planes/runCodes.hpp"
+#include "coding/planes/encoding/runCodes.hpp"
 
-#include "coding/planes/sparseRuns.hpp"
+#include "coding/planes/encoding/sparseRuns.hpp"
 
 #include "coding/planes/planeProcedures.hpp"
 

@@ -15,13 +15,13 @@ namespace {
 
 #include "coding/planes/bitOperationsAvx512.hpp"
 
-#include "coding/planes/bitLengthsAvx2.hpp"
+#include "coding/planes/encoding/bitLengthsAvx2.hpp"
 
-#include "coding/planes/encoderChunk.hpp"
+#include "coding/planes/encoding/encoderChunk.hpp"
 
-#include "coding/planes/runCodes.hpp"
+#include "coding/planes/encoding/runCodes.hpp"
 
-#include "coding/planes/sparseRunsAvx512.hpp"
+#include "coding/planes/encoding/sparseRunsAvx512.hpp"
 
 #include "coding/planes/planeProcedures.hpp"
 

@@ -6,13 +6,13 @@ namespace {
 
 #include "coding/planes/bitOperationsPortable.hpp"
 
-#include "coding/planes/bitLengthsPortable.hpp"
+#include "coding/planes/encoding/bitLengthsPortable.hpp"
 
-#include "coding/planes/encoderChunk.hpp"
+#include "coding/planes/encoding/encoderChunk.hpp"
 
-#include "coding/planes/runCodes.hpp"
+#include "coding/planes/encoding/runCodes.hpp"
 
-#include "coding/planes/sparseRuns.hpp"
+#include "coding/planes/encoding/sparseRuns.hpp"
 
 #include "coding/planes/planeProcedures.hpp"
 

@@ -1,8 +1,8 @@
 // What the procedures of every target need, included before its region begins.
 #pragma once
 
+#include "coding/planes/decoding/runTables.hpp"
 #include "coding/planes/planeCodingSets.hpp"
-#include "coding/planes/runTables.hpp"
 #include "coding/runLengthParameter.hpp"
 #include "image/memoryAdvice.hpp"
 #include "target/region.hpp"

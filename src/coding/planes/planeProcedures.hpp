@@ -3,15 +3,15 @@
 
 #include "coding/planes/classRows.hpp"
 
-#include "coding/planes/foldAndCount.hpp"
+#include "coding/planes/encoding/foldAndCount.hpp"
 
-#include "coding/planes/encoderPlanes.hpp"
+#include "coding/planes/encoding/encoderPlanes.hpp"
 
-#include "coding/planes/decoderState.hpp"
+#include "coding/planes/decoding/decoderState.hpp"
 
-#include "coding/planes/decoderRuns.hpp"
+#include "coding/planes/decoding/decoderRuns.hpp"
 
-#include "coding/planes/decoderPlanes.hpp"
+#include "coding/planes/decoding/decoderPlanes.hpp"
 
 template <typename T>
 constexpr PlaneCoding<T> procedures{foldAndCount<T>, codeCoefficients<T>, readCoefficients<T>};

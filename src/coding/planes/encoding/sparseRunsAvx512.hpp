@@ -103,8 +103,7 @@ struct SixteenCodes {
 };
 
 // The events of a plane of a chunk. passes: since the last event, before and after.
-[[gnu::noinline]] void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k,
-                                      std::uint64_t& passes) {
+inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
     EventPlaces events;
     gatherEvents(chunk, plane, passes, events);
     BitAppender out = appender;
