@@ -125,7 +125,7 @@ private:
     unsigned signIsNext = 0; // whether the next bit is the sign of the last candidate, which is known already
 };
 
-// Segments with a k that has a table: eleven bits at a time.
+// Segments with a k that has a table: twelve bits at a time.
 template <int k>
 class TableRuns {
 public:
@@ -134,9 +134,10 @@ public:
     // As DenseRuns.
     bool next(std::uint64_t candidates, CandidateBits& found) {
         waiting.startStretch(candidates, found);
+        takeWindows(candidates, found);
         while (waiting.count < candidates) {
             if (left >= mostRunCandidates && in.has(64)) {
-                takeWindow(candidates, found);
+                takeStep(found);
             } else {
                 readCarefully(found);
             }
@@ -148,22 +149,42 @@ public:
     void finish() {}
 
 private:
-    // All state is local: what is stored in `found` could change a member, for all the compiler knows.
-    void takeWindow(std::uint64_t candidates, CandidateBits& found) {
-        Word window = in.peek();
-        unsigned used = 0;
+    static constexpr unsigned stepsInWindow = 64 / runWindowBits;
+
+    // Returns its length.
+    static unsigned decode(Word window, std::uint64_t& place, CandidateBits& found) {
+        const RunDecodingStep step = runDecodingTable<k>.steps[window & ((1U << runWindowBits) - 1)];
+        WaitingCandidates::put(found, place, step.events(), depositBits(step.signs(), step.events()));
+        place += step.candidates();
+        return step.length();
+    }
+
+    // As many windows as fit for sure, each with a fixed number of steps: a loop that ends where the bits do is
+    // mispredicted in every window (1.07 times on decoding grey photographs, with twelve bits a step). All state is
+    // local: what is stored in `found` could change a member, for all the compiler knows.
+    void takeWindows(std::uint64_t candidates, CandidateBits& found) {
+        constexpr std::uint64_t mostOfAWindow = stepsInWindow * mostRunCandidates;
         std::uint64_t place = waiting.count;
-        const std::uint64_t end = std::min(candidates, place + left - mostRunCandidates + 1);
-        while (used <= 64 - runWindowBits && place < end) {
-            const RunDecodingStep step = runDecodingTable<k>.steps[window & ((1U << runWindowBits) - 1)];
-            WaitingCandidates::put(found, place, step.events(), depositBits(step.signs(), step.events()));
-            place += step.candidates();
-            used += step.length();
-            window >>= step.length();
+        const std::uint64_t end = std::min(candidates, place + left);
+        while (place + mostOfAWindow <= end && in.has(64)) {
+            Word window = in.peek();
+            unsigned used = 0;
+            for (unsigned i = 0; i < stepsInWindow; ++i) {
+                const unsigned length = decode(window, place, found);
+                used += length;
+                window >>= length;
+            }
+            in.skip(used);
         }
         left -= place - waiting.count;
         waiting.count = place;
-        in.skip(used);
+    }
+
+    void takeStep(CandidateBits& found) {
+        std::uint64_t place = waiting.count;
+        in.skip(decode(in.peek(), place, found));
+        left -= place - waiting.count;
+        waiting.count = place;
     }
 
     // One zero, or one code from its one on. What reaches beyond the last candidate is no event.

@@ -8,16 +8,17 @@
 namespace teko {
 
 // The whole codes, and the zeros, at the bottom of so many bits of a segment.
-constexpr int runWindowBits = 11;
+constexpr int runWindowBits = 12;
 constexpr unsigned mostRunCandidates = 48; // of one step
 
 struct RunDecodingStep {
     std::uint64_t packed;
 
-    constexpr std::uint64_t events() const { return packed & 0xFFFFFFFFFFFFU; } // among the candidates
-    constexpr unsigned candidates() const { return static_cast<unsigned>(packed >> 48 & 63U); }
-    constexpr unsigned length() const { return static_cast<unsigned>(packed >> 54 & 15U); } // in bits
-    constexpr std::uint64_t signs() const { return packed >> 58; }                          // of the events, in order
+    // In bits. Lowest, where a shift by it needs nothing more: the next step waits for that.
+    constexpr unsigned length() const { return static_cast<unsigned>(packed & 63U); }
+    constexpr unsigned candidates() const { return static_cast<unsigned>(packed >> 6 & 63U); }
+    constexpr std::uint64_t signs() const { return packed >> 12 & 15U; } // of the events, in order
+    constexpr std::uint64_t events() const { return packed >> 16; }      // among the candidates
 };
 
 template <int k>
@@ -53,7 +54,7 @@ private:
             }
             length += codeLength;
         }
-        return {events | std::uint64_t{candidates} << 48 | std::uint64_t{length} << 54 | signs << 58};
+        return {length | std::uint64_t{candidates} << 6 | signs << 12 | events << 16};
     }
 };
 
