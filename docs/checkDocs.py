@@ -5,7 +5,7 @@ usage: docs/checkDocs.py [PROGRAM]
 
   links     relative links in the documents lead to files, and to headings where they name one
   names     each name in the code that architecture.md gives for a term stands in a file that the row links
-  example   with PROGRAM: the samples and bytes of the worked example in format.md are what PROGRAM makes
+  example   with PROGRAM: the samples and bytes of the worked example are what PROGRAM makes
 
 Prints what is wrong. Exit status 0 when nothing is."""
 import pathlib
@@ -54,7 +54,7 @@ def checkNames():
 
 
 def example(title):
-    text = (ROOT / 'docs' / 'format.md').read_text()
+    text = (ROOT / 'docs' / 'workedExample.md').read_text()
     return re.search(rf'^<!-- example: {title} -->\n```\n(.*?)^```', text, flags=re.M | re.S).group(1)
 
 
@@ -70,7 +70,7 @@ def checkExample(program):
             subprocess.run([program, *map(str, arguments)], check=True, stdout=subprocess.DEVNULL)
 
         def differs(what, got, expected):
-            return [] if got == expected else [f'format.md: {what} is {got.hex(" ")}, not {expected.hex(" ")}']
+            return [] if got == expected else [f'workedExample.md: {what} is {got.hex(" ")}, not {expected.hex(" ")}']
 
         def decodesTo(what, expected):
             for mode in 'dD':
