@@ -67,17 +67,8 @@ std::atomic<Target>& active() {
 } // namespace
 
 const char* nameOf(Target target) {
-    switch (target) {
-    case Target::plain:
-        return "plain";
-    case Target::portable:
-        return "portable";
-    case Target::avx2:
-        return "avx2";
-    case Target::avx512:
-        return "avx512";
-    }
-    return "";
+    static constexpr std::array<const char*, allTargets.size()> names{"plain", "portable", "avx2", "avx512"};
+    return names[static_cast<std::size_t>(target)];
 }
 
 bool isRunnable(Target target) {

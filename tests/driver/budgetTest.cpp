@@ -74,4 +74,10 @@ TEST(ByteBudget, cannotBeFormedFromNoNumber) {
     EXPECT_THROW(budgetOf(1, 0, 0, std::nanf("")), std::bad_array_new_length);
 }
 
+TEST(ByteBudget, hasAtMost64Bits) {
+    EXPECT_EQ(budgetOf(1, 64, 64, 0x1p51F), (std::uint64_t{1} << 63) - 10);
+    EXPECT_THROW(budgetOf(1, 64, 64, 0x1p52F), std::bad_array_new_length);
+    EXPECT_THROW(budgetOf(1, 64, 64, std::numeric_limits<float>::infinity()), std::bad_array_new_length);
+}
+
 } // namespace teko
