@@ -180,10 +180,14 @@ TEST(RawWrite, throwsThreeWhenARowDoesNotFit) {
 }
 
 TEST(RawWrite, throwsThreeWhenTheFilesOwnBufferDoesNotFit) {
-    ImageData<short> image(1, 1, 1);
-    withSamples<short>(image, {1});
+    ImageData<short> bytes(1, 1, 1);
+    withSamples<short>(bytes, {1});
     const FullDevice full;
-    EXPECT_EQ(thrownBy([&] { image.rawWrite8(full.get(), 0); }), 3);
+    EXPECT_EQ(thrownBy([&] { bytes.rawWrite8(full.get(), 0); }), 3);
+    ImageData<long> words(1, 1, 1);
+    withSamples<long>(words, {1});
+    const FullDevice another;
+    EXPECT_EQ(thrownBy([&] { words.rawWrite16(another.get(), 0); }), 3);
 }
 
 TEST(RawWrite, throwsThreeInTheMiddleOfARowAndHasWrittenWhatFits) {

@@ -1,4 +1,4 @@
-// Allocations that fail on purpose, and a count of those that were not given back.
+// Allocations that fail on purpose, a count of those that were not given back, and how much all of them asked for.
 //
 // Replaces the program's allocation operators: include it in exactly one source file of a program.
 #pragma once
@@ -12,8 +12,9 @@
 namespace teko {
 
 struct AllocationLedger {
-    static inline long live = 0;          // allocations not yet given back
-    static inline long untilFailure = -1; // allocations that still succeed; negative: all of them
+    static inline long live = 0;             // allocations not yet given back
+    static inline long untilFailure = -1;    // allocations that still succeed; negative: all of them
+    static inline std::size_t requested = 0; // bytes, of all allocations
 
     static void* allocate(std::size_t bytes) {
         constexpr auto most = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max());
@@ -25,6 +26,7 @@ struct AllocationLedger {
         }
         void* memory = std::malloc(bytes == 0 ? 1 : bytes);
         live += memory != nullptr ? 1 : 0;
+        requested += bytes;
         return memory;
     }
 

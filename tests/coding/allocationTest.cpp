@@ -1,8 +1,10 @@
-// Memory that is refused to the encoder: everything is given back, and the image is left as promised.
+// Memory that is refused to the encoder: everything is given back, and the image is left as promised. Memory that the
+// decoder takes: no more than is promised.
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/codedStreams.hpp"
 #include "support/failingAllocation.hpp"
+#include "support/targets.hpp"
 
 #include <gtest/gtest.h>
 
@@ -64,6 +66,22 @@ TYPED_TEST(EncoderMemoryOf, isGivenBackWhenAnImageIsRefused) {
         const long before = AllocationLedger::live;
         EXPECT_EQ(thrownBy([&] { Wavelet<TypeParam>().writeWavelet(data, target.stream); }), 5);
         EXPECT_EQ(AllocationLedger::live, before);
+    }
+}
+
+template <typename T>
+class DecoderMemoryOf : public testing::Test {};
+TYPED_TEST_SUITE(DecoderMemoryOf, SampleTypes);
+
+TYPED_TEST(DecoderMemoryOf, isAtMostAQuarterOfThePlaneAndFourMebibytes) {
+    constexpr std::size_t mebibyte = 1 << 20;
+    constexpr std::size_t planeBytes = 4 * mebibyte * sizeof(TypeParam);
+    for (const Target target : fastTargets()) {
+        const TargetInUse use(target);
+        ImageData<TypeParam> image(2048, 2048, 1);
+        const std::size_t before = AllocationLedger::requested;
+        EXPECT_EQ(decodeFromMemory(image, {3, 0, 0, 0}), 1);
+        EXPECT_LE(AllocationLedger::requested - before, planeBytes / 4 + 4 * mebibyte) << target;
     }
 }
 
