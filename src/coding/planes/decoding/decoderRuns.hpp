@@ -238,9 +238,9 @@ public:
     void finish() {}
 
 private:
-    // Places events from `start` on, up to one whose successor is at the end of the stretch, of the segment or of
-    // the buffer, or far away. Leaves no code read ahead. A code is in the same register as those before it: 64
-    // bits last for several, and no step waits for memory.
+    // Places events from `start` on, up to one whose successor is behind the stretch, near the end of the buffer, or
+    // far away. Leaves no code read ahead. A code is in the same register as those before it: 64 bits last for
+    // several, and no step waits for memory.
     void takeEvents(std::uint64_t candidates, std::uint64_t& start, CandidateBits& found) {
         // The window is read at the stream's place and has lost 64 - valid bits at its bottom.
         Word window = 0;
@@ -249,14 +249,12 @@ private:
         const unsigned mostOfACode = k + 24;
         std::uint64_t place = start;
         std::uint64_t run = gap;
-        std::uint64_t rest = left;
         Word signBit = sign;
         const Word remainderMask = (Word{1} << k) - 1;
         for (;;) {
             place += run;
             found.setEvent(place, signBit);
             ++place;
-            rest -= run + 1;
             if (valid < needed) {
                 in.skip(64 - valid);
                 valid = 64;
@@ -270,7 +268,7 @@ private:
             const unsigned length = units + k + 2;
             const Word tail = window >> 1 >> (units & 63U);
             run = (static_cast<std::uint64_t>(units) << k) + (tail & remainderMask);
-            if (length > valid || run >= candidates - place || run >= rest) {
+            if (length > valid || run >= candidates - place) {
                 break;
             }
             signBit = tail >> k & 1;
@@ -278,8 +276,8 @@ private:
             valid -= length;
         }
         in.skip(64 - valid);
+        left -= place - start;
         start = place;
-        left = rest;
     }
 
     // Sets gap to the passes before the next event, and sign; a gap that reaches the segment's end is no event.
