@@ -21,6 +21,7 @@ import mutations
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 PLACE = ROOT / 'build' / 'mutants'
+EXPLAINED = ROOT / 'docs' / 'mutations.tsv'
 LONGEST_STEP = 120  # seconds; slower test programs are left out
 
 # The directories of the tests that are most likely to find a change in a room.
@@ -149,6 +150,9 @@ class Run:
         self.mutations = {path: mutations.mutationsOf(path, text) for path, text in texts.items()}
         sizes = {path: len(found) for path, found in self.mutations.items()}
         self.shares = mutations.shares(sizes, min(count, sum(sizes.values())))
+        lines = [line.split('\t') for line in EXPLAINED.read_text().splitlines()[1:]]
+        self.explained = {(path, before, after): why for path, before, after, why in lines}
+        self.withoutEffect = []
         self.results = []
         self.missing = 0  # mutations that a file owes because too few of its own compile
         self.lock = threading.Lock()
@@ -197,9 +201,12 @@ class Run:
         done = 0
         while done < share and self.mutations[path]:
             mutation = self.mutations[path].pop(0)
+            line, before, after = mutations.described(self.texts[path], mutation)
+            if (path, before, after) in self.explained:
+                self.withoutEffect.append((path, line, before, after, self.explained[path, before, after]))
+                continue
             start = time.monotonic()
             outcome = self.outcome(copy, mutation)
-            line, before, after = mutations.described(self.texts[path], mutation)
             if outcome is None:
                 print(f'{path}:{line}: does not compile: {after}', flush=True)
                 continue
@@ -248,6 +255,8 @@ class Run:
         print(f'{killed} of {len(rows)} killed: {100 * killed / len(rows):.1f} %')
         for path, line, before, after, _ in survivors:
             print(f'survived: {path}:{line}: {before} -> {after}')
+        for path, line, before, after, why in sorted(self.withoutEffect):
+            print(f'not counted: {path}:{line}: {before} -> {after}: {why}')
 
 
 def main():

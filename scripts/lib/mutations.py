@@ -148,9 +148,12 @@ def applied(text, mutation):
 
 
 def described(text, mutation):
-    """Line number, the line, and the line as it becomes."""
+    """Line number, the line, and the line as it becomes; with the line before where the file has several such."""
     first = text.rfind('\n', 0, mutation.start) + 1
     last = text.find('\n', mutation.end)
+    number = text.count('\n', 0, mutation.start) + 1
+    if [line.strip() for line in text.split('\n')].count(text[first:last].strip()) > 1 and first > 0:
+        first = text.rfind('\n', 0, first - 1) + 1
     before = ' '.join(text[first:last].split())
     after = ' '.join((text[first:mutation.start] + mutation.replacement + text[mutation.end:last]).split())
-    return text.count('\n', 0, mutation.start) + 1, before, after
+    return number, before, after
