@@ -6,16 +6,13 @@ namespace teko {
 
 namespace {
 
-constexpr int emptySegmentShift = 23;
-
 double segmentEntropy(std::uint64_t events, std::uint64_t candidates) {
     const auto passes = candidates - events;
     const auto e = static_cast<double>(events);
     const auto a = static_cast<double>(passes);
     const auto n = static_cast<double>(candidates);
     if (0.11 * n > e) {
-        const double eventShare =
-            events != 0 ? e * std::log(e / n) / std::log(2.0) : static_cast<double>(passes >> emptySegmentShift);
+        const double eventShare = events != 0 ? e * std::log(e / n) / std::log(2.0) : 0.0;
         return -(a * std::log(a / n) / std::log(2.0) + eventShare);
     }
     return n;

@@ -91,6 +91,13 @@ TEST(TargetChoice, TargetsHaveNamesOfTheirOwn) {
     EXPECT_STREQ(nameOf(Target::avx512), "avx512");
 }
 
+TEST(TargetChoice, OnlyTargetsForNewerProcessorsIncludeAvx2) {
+    EXPECT_FALSE(includesAvx2(Target::plain));
+    EXPECT_FALSE(includesAvx2(Target::portable));
+    EXPECT_TRUE(includesAvx2(Target::avx2));
+    EXPECT_TRUE(includesAvx2(Target::avx512));
+}
+
 template <typename T>
 class TargetProcedures : public testing::Test {};
 using SampleTypes = testing::Types<short, long>;

@@ -90,7 +90,7 @@ private:
         place = 32 * static_cast<std::uint64_t>(in.words()) - static_cast<std::uint64_t>(left);
         constexpr std::uint64_t reach = 72; // what peek touches
         const std::uint64_t bits = 32 * static_cast<std::uint64_t>(in.size);
-        limit = bits < reach ? 0 : bits - reach;
+        limit = bits - std::min(bits, reach);
     }
 
     BitStreamer& in;
