@@ -1,16 +1,6 @@
-// Bit operations with BMI2 and AVX2. Included inside a target's region and namespace. No include guard.
+// Bit operations with AVX2. Included inside a target's region and namespace. No include guard.
 
-inline int countBits(std::uint64_t value) {
-    return std::popcount(value);
-}
-
-inline std::uint64_t extractBits(std::uint64_t value, std::uint64_t mask) {
-    return _pext_u64(value, mask);
-}
-
-inline std::uint64_t depositBits(std::uint64_t value, std::uint64_t mask) {
-    return _pdep_u64(value, mask);
-}
+#include "coding/planes/bitOperationsBmi2.hpp"
 
 // words[b] gets bit b of 64 bytes, for b = 0 .. 7: the sign bits of all bytes, then all bytes doubled.
 inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
