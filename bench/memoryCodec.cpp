@@ -2,6 +2,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "driver/colourTransform.hpp"
+#include "driver/encodeRows.hpp"
 #include "driver/fileHeader.hpp"
 #include "driver/files.hpp"
 
@@ -46,13 +47,13 @@ FileHeader headerOf(const ImageEntry& entry) {
 
 // Codes behind the room that a header needs. A stream cut by its budget keeps to the bytes; a whole one ends with a
 // whole word, as in a file.
-template <typename T>
-Bytes codeBehindHeader(Wavelet<T>& wavelet, ImageData<T>& image, std::uint64_t capacity) {
+template <typename Write>
+Bytes codeBehindHeader(std::uint64_t capacity, Write write) {
     Bytes coded(payloadStart + capacity + wordBytes);
     BitStreamer out;
     out.setUpMemoryWriter(coded.memory.get() + payloadStart, static_cast<std::int64_t>(capacity));
     try {
-        wavelet.writeWavelet(&image, out);
+        write(out);
         coded.size = static_cast<std::size_t>((out.bitCount() + 31) / 32) * wordBytes;
     } catch (int) {
         coded.size = static_cast<std::size_t>((out.bitCount() + 7) / 8);
@@ -63,12 +64,22 @@ Bytes codeBehindHeader(Wavelet<T>& wavelet, ImageData<T>& image, std::uint64_t c
 }
 
 template <typename T>
-Bytes encode(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
+Bytes encodePayload(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
+    if (RowEncoder<T>::suits(entry.width, entry.height)) {
+        RowEncoder<T> encoder(entry.width, entry.height, entry.channels());
+        encodeRows(openToRead(raw).get(), entry.width, entry.height, entry.channels(), encoder);
+        return codeBehindHeader(capacity, [&](BitStreamer& out) { encoder.write(out); });
+    }
     MemoryCodec<T> codec(entry);
     codec.readPlanes(raw);
     codec.applyColour();
     codec.transform();
-    Bytes coded = codec.code(capacity);
+    return codec.code(capacity);
+}
+
+template <typename T>
+Bytes encode(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
+    Bytes coded = encodePayload<T>(entry, raw, capacity);
     coded.start = headerStart;
     coded.size += FileHeader::bytes;
     MemoryTarget header{coded.memory.get() + headerStart, FileHeader::bytes};
@@ -120,7 +131,7 @@ void MemoryCodec<T>::transform() {
 
 template <typename T>
 Bytes MemoryCodec<T>::code(std::uint64_t capacity) {
-    return codeBehindHeader(wavelet, image, capacity);
+    return codeBehindHeader(capacity, [this](BitStreamer& out) { wavelet.writeWavelet(&image, out); });
 }
 
 template <typename T>

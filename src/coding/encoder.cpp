@@ -9,12 +9,11 @@
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
 #include "coding/planes/planeCoding.hpp"
-#include "coding/runLengthParameter.hpp"
+#include "coding/segmentPlan.hpp"
 #include "coding/streamArrayManager.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <new>
 
 namespace teko {
@@ -66,74 +65,6 @@ Unsigned<T> foldInSlices(ImageData<T>& image, int levels, const PlaneCoding<T>& 
     }
 }
 
-// An upper bound of the positions in class c: those of all coarser classes are counted with it.
-template <typename T>
-std::uint64_t classRegion(const ImageData<T>& image, int c) {
-    const auto reduced = [c](int extent) { return ((1ULL << c) + static_cast<std::uint64_t>(extent) - 1) >> c; };
-    return reduced(image.width) * reduced(image.height);
-}
-
-// Calls visit(channel, class, plane) for every segment pair in the order of the stream; ends when it returns false.
-template <typename Visit>
-void forEachSegmentPair(int channels, int levels, int topPlane, Visit visit) {
-    for (int priority = topPlane + levels; priority >= 0; --priority) {
-        for (int channel = 0; channel < channels; ++channel) {
-            for (int c = 0; c <= levels; ++c) {
-                const int b = priority - c;
-                if (b >= 0 && b <= topPlane && !visit(channel, c, b)) {
-                    return;
-                }
-            }
-        }
-    }
-}
-
-// Fewer bits than a run segment can take: its parameter, its events, and the units that the passes fill even if
-// every run ends with the longest remainder.
-std::uint64_t fewestRunBits(const PlaneCount& count) {
-    const int k = runLengthParameter(count.events, count.candidates());
-    const std::uint64_t remainders = (count.events + 1) * ((std::uint64_t{1} << k) - 1);
-    const std::uint64_t units = count.passes > remainders ? (count.passes - remainders) >> k : 0;
-    return 5 + count.events * static_cast<std::uint64_t>(k + 2) + units;
-}
-
-// Bits that the writer takes before it throws, at most.
-std::uint64_t roomIn(const BitStreamer& out) {
-    return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
-}
-
-// The planes that a writer with that much room can see the beginning of: coding the others would cost time and
-// change nothing. Planes above the top plane mean that a class is not needed at all.
-template <typename T>
-void findLowestPlanes(const BitLengthHistogram<T>& histogram, int channels, int levels, int topPlane,
-                      std::uint64_t room, LowestPlanes& lowest) {
-    for (auto& channel : lowest) {
-        std::fill(std::begin(channel), std::end(channel), topPlane + 1);
-    }
-    std::uint64_t bits = 0;
-    forEachSegmentPair(channels, levels, topPlane, [&](int channel, int c, int b) {
-        lowest[channel][c] = b;
-        const PlaneCount count = histogram.plane(channel, c, b);
-        bits += histogram.coefficients(channel, c) - count.candidates() + fewestRunBits(count);
-        return bits <= room;
-    });
-}
-
-template <typename T>
-void setUpSubStreams(StreamArrayManager<T>& streams, const ImageData<T>& image, const BitLengthHistogram<T>& histogram,
-                     const LowestPlanes& lowest) {
-    for (int channel = 0; channel < streams.channels; ++channel) {
-        for (int c = 0; c <= streams.levels; ++c) {
-            for (int b = lowest[channel][c]; b <= streams.topPlane; ++b) {
-                const PlaneCount count = histogram.plane(channel, c, b);
-                streams.setUpRefinement(channel, c, b, classRegion(image, c) - count.candidates());
-                streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
-                                  runLengthParameter(count.events, count.candidates()));
-            }
-        }
-    }
-}
-
 // Sends one folded value to the sub-streams of its channel and class.
 template <typename T>
 void codeCoefficient(BitStreamer* refinements, RunCoder* coders, T folded, int lowestPlane, int topPlane) {
@@ -156,21 +87,6 @@ void codeCoefficients(ImageData<T>& image, StreamArrayManager<T>& streams, const
         codeCoefficient(streams.refinementStreams[channel][c], streams.runCoders[channel][c], folded,
                         lowest[channel][c], streams.topPlane);
     });
-}
-
-template <typename T>
-void assemble(StreamArrayManager<T>& streams, const LowestPlanes& lowest, BitStreamer& out) {
-    forEachSegmentPair(streams.channels, streams.levels, streams.topPlane, [&](int channel, int c, int b) {
-        if (b < lowest[channel][c]) {
-            return false;
-        }
-        out.append(streams.refinementStreams[channel][c][b]);
-        RunCoder& coder = streams.runCoders[channel][c][b];
-        coder.finish();
-        out.append(*coder.stream);
-        return true;
-    });
-    out.flush();
 }
 
 } // namespace
@@ -197,16 +113,15 @@ void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
     }
     histogram.sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);
-    LowestPlanes lowest;
-    findLowestPlanes(histogram, image->channels, levels, topPlane, roomIn(out), lowest);
+    const SegmentPlan<T> plan({image->width, image->height, image->channels, levels}, topPlane, histogram, out);
     StreamArrayManager<T> streams(image->channels, levels, topPlane);
-    setUpSubStreams(streams, *image, histogram, lowest);
+    plan.setUp(streams);
     if (planes != nullptr) {
-        planes->codeCoefficients(*image, streams, lowest);
+        planes->codeCoefficients(*image, streams, plan.lowest);
     } else {
-        codeCoefficients(*image, streams, lowest);
+        codeCoefficients(*image, streams, plan.lowest);
     }
-    assemble(streams, lowest, out);
+    plan.assemble(streams, out);
 }
 
 template void Wavelet<short>::writeWavelet(ImageData<short>*, BitStreamer&);

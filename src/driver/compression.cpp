@@ -1,5 +1,6 @@
 #include "coding/bitStreamer.hpp"
 #include "driver/colourTransform.hpp"
+#include "driver/encodeRows.hpp"
 #include "driver/files.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
@@ -58,7 +59,44 @@ void codeColour(const FileHeader& header, File raw, BitStreamer& out) {
     endQuietly([&] { codec.wavelet.writeWavelet(&codec.image, out); });
 }
 
+// Reads and transforms at once. The progress lines of what was done on the way come after it.
+template <typename T>
+void codeInRows(const FileHeader& header, int channels, File raw, BitStreamer& out) {
+    RowEncoder<T> encoder(header.xsize, header.ysize, channels);
+    std::puts("Reading...");
+    encodeRows(raw.get(), header.xsize, header.ysize, channels, encoder);
+    raw.reset();
+    if (channels == 3) {
+        std::puts("Transforming YUV...");
+    }
+    std::puts("Transforming...");
+    std::puts("Writing...");
+    endQuietly([&] { encoder.write(out); });
+}
+
+bool codeInRows(const FileHeader& header, File& raw, BitStreamer& out) {
+    if (!RowEncoder<short>::suits(header.xsize, header.ysize)) {
+        return false;
+    }
+    switch (header.bytesPerPixel) {
+    case 1:
+        codeInRows<short>(header, 1, std::move(raw), out);
+        return true;
+    case 2:
+        codeInRows<long>(header, 1, std::move(raw), out);
+        return true;
+    case 3:
+        codeInRows<short>(header, 3, std::move(raw), out);
+        return true;
+    default:
+        return false;
+    }
+}
+
 void codeImage(const FileHeader& header, File raw, BitStreamer& out) {
+    if (codeInRows(header, raw, out)) {
+        return;
+    }
     switch (header.bytesPerPixel) {
     case 1:
         codeGrey<short>(header, std::move(raw), &ImageData<short>::rawRead8, out);

@@ -20,11 +20,18 @@ struct Lattice {
     unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
     T* row(int y) const { return plane + static_cast<long>(y) * stride; }
 
+    // Of so many levels later.
+    Lattice coarser(int levels) const { return {plane, width, height, stride, step << levels}; }
+
+    // For row kernels.
+    bool isLongEnough() const { return columns() >= shortestSignal && rows() >= shortestSignal; }
+
     // Columns are filtered in place while their samples lie close or are few, else sixteen at a time through
     // contiguous copies: long columns of distant samples would fetch a cache line and a page for every sample.
     // The kernels on the copies round wide sums differently at the columns' ends, so this is part of the format.
     bool needsBlocks() const { return rowSpacing() > directSpacing && rows() > directLength; }
 
+    static constexpr int shortestSignal = 6;
     static constexpr unsigned long directSpacing = 512;
     static constexpr int directLength = 512;
 };

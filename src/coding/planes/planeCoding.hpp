@@ -14,7 +14,9 @@
 #pragma once
 
 #include "coding/histogram.hpp"
+#include "coding/segmentPlan.hpp"
 #include "coding/streamArrayManager.hpp"
+#include "filter/rows/rowKernels.hpp"
 #include "image/imageData.hpp"
 #include "target/target.hpp"
 
@@ -24,9 +26,6 @@ namespace teko {
 template <typename T>
 constexpr int highestSlicedPlane = sizeof(T) == sizeof(short) ? highestPlane<T> : 28;
 
-// The lowest plane of each channel and class that has to be coded.
-using LowestPlanes = int[4][maximumClasses];
-
 template <typename T>
 struct PlaneCoding {
     // Folds every coefficient in place and counts bit lengths (not yet summed). Returns the OR of all
@@ -35,6 +34,16 @@ struct PlaneCoding {
     Unsigned<T> (*foldAndCount)(ImageData<T>& image, int levels, BitLengthHistogram<T>& histogram);
     // Codes the folded values of an image into its sub-streams, down to the lowest planes.
     void (*codeCoefficients)(const ImageData<T>& image, StreamArrayManager<T>& streams, const LowestPlanes& lowest);
+
+    // The same a piece at a time, class by class. fold and foldPairs write the folded values of n samples, given in
+    // order or apart by even and odd places, and return the OR of the magnitudes. countLengths adds the bit lengths of
+    // n folded values, none of them longer than `longest`. codeClass codes a whole class of a channel down to plane
+    // `lowest`; up to 63 values behind it are overwritten.
+    Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, RowSample<T>* folded);
+    Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, RowSample<T>* folded);
+    void (*countLengths)(const RowSample<T>* values, int n, int longest, std::uint64_t* counts);
+    void (*codeClass)(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest);
+
     // Reads the segments of a stream, behind its top plane, into an image whose rows follow each other without
     // gaps. Leaves coefficients, or folded values. Returns 1 when the stream ended early, else 0. Needs memory
     // for a quarter of one plane; throws std::bad_alloc.

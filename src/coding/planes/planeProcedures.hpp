@@ -14,4 +14,6 @@
 #include "coding/planes/decoding/decoderPlanes.hpp"
 
 template <typename T>
-constexpr PlaneCoding<T> procedures{foldAndCount<T>, codeCoefficients<T>, readCoefficients<T>};
+constexpr PlaneCoding<T> procedures{
+    foldAndCount<T>,    codeCoefficients<T>, foldInOrder<RowSample<T>>, foldPairs<RowSample<T>>, countLengths<RowSample<T>>,
+    codeClass<T>, readCoefficients<T>};

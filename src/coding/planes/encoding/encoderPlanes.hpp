@@ -85,34 +85,46 @@ public:
             piece += count;
             n -= count;
             if (filled == chunkSamples) {
-                codeChunk();
+                codeWaiting();
             }
         }
     }
 
+    // The whole class at once. Its memory has room for whole words.
+    void addAll(Value<T>* all, long n) {
+        for (; n > 0; n -= chunkSamples) {
+            codeChunk(all, static_cast<int>(std::min<long>(n, chunkSamples)));
+            all += chunkSamples;
+        }
+    }
+
     void finish(StreamArrayManager<T>& streams) {
-        codeChunk();
+        codeWaiting();
         for (int b = lowest; b <= top; ++b) {
             planes[b].finish(streams.refinementStreams[channel][c][b], streams.runCoders[channel][c][b]);
         }
     }
 
 private:
-    // Planes above the highest of the chunk hold passes only.
-    void codeChunk() {
-        if (filled == 0) {
-            return;
+    void codeWaiting() {
+        if (filled > 0) {
+            codeChunk(values, filled);
         }
+        filled = 0;
+    }
+
+    // Planes above the highest of the chunk hold passes only.
+    void codeChunk(Value<T>* folded, int n) {
         Value<T> all = 0;
-        for (int i = 0; i < filled; ++i) {
-            all = static_cast<Value<T>>(all | values[i]);
+        for (int i = 0; i < n; ++i) {
+            all = static_cast<Value<T>>(all | folded[i]);
         }
         const int chunkTop = std::max(bitLength(all) - 2, 0);
         for (int b = std::max(lowest, chunkTop + 1); b <= top; ++b) {
-            planes[b].addPasses(static_cast<std::uint64_t>(filled));
+            planes[b].addPasses(static_cast<std::uint64_t>(n));
         }
         if (chunkTop >= lowest) {
-            slice(values, filled, lowest, chunkTop, chunk);
+            slice(folded, n, lowest, chunkTop, chunk);
         }
         for (int b = chunkTop; b >= lowest; --b) {
             if (b < chunkTop) { // nothing is significant yet in the first plane
@@ -120,7 +132,6 @@ private:
             }
             planes[b].code(chunk, b);
         }
-        filled = 0;
     }
 
     int channel;
@@ -151,4 +162,15 @@ void codeCoefficients(const ImageData<T>& image, StreamArrayManager<T>& streams,
             classes[static_cast<std::size_t>(c)].finish(streams);
         }
     }
+}
+
+template <typename T>
+void codeClass(Value<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest) {
+    if (lowest > streams.topPlane) {
+        return; // a budget ends before this class
+    }
+    const auto coder = std::make_unique<ClassCoder<T>>();
+    coder->start(streams, channel, c, lowest);
+    coder->addAll(values, n);
+    coder->finish(streams);
 }

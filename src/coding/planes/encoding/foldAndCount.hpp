@@ -1,16 +1,21 @@
 // The encoder's first pass: folding and counting. Included once per target, inside its region and namespace, after
 // its bit lengths and classRows.hpp. No include guard, no includes.
 
+template <typename V>
+constexpr V foldedWith(V sample, Unsigned<V>& magnitudes) {
+    const V sign = static_cast<V>(sample >> (8 * static_cast<int>(sizeof(V)) - 1));
+    const auto magnitude =
+        static_cast<Unsigned<V>>(static_cast<Unsigned<V>>(sample ^ sign) - static_cast<Unsigned<V>>(sign));
+    magnitudes = static_cast<Unsigned<V>>(magnitudes | magnitude);
+    return static_cast<V>(static_cast<Unsigned<V>>(magnitude << 1) - static_cast<Unsigned<V>>(sign));
+}
+
 // Folds a row in place; returns the OR of the magnitudes.
 template <typename T>
 Unsigned<T> foldRow(T* __restrict row, int n) {
     Unsigned<T> magnitudes = 0;
     for (int i = 0; i < n; ++i) {
-        const T sign = static_cast<T>(row[i] >> (sampleBits<T> - 1));
-        const auto magnitude =
-            static_cast<Unsigned<T>>(static_cast<Unsigned<T>>(row[i] ^ sign) - static_cast<Unsigned<T>>(sign));
-        magnitudes = static_cast<Unsigned<T>>(magnitudes | magnitude);
-        row[i] = static_cast<T>(static_cast<Unsigned<T>>(magnitude << 1) - static_cast<Unsigned<T>>(sign));
+        row[i] = foldedWith(row[i], magnitudes);
     }
     return magnitudes;
 }
@@ -31,4 +36,26 @@ Unsigned<T> foldAndCount(ImageData<T>& image, int levels, BitLengthHistogram<T>&
         }
     }
     return all;
+}
+
+template <typename V>
+Unsigned<V> foldInOrder(const V* __restrict samples, int n, V* __restrict folded) {
+    Unsigned<V> magnitudes = 0;
+    for (int i = 0; i < n; ++i) {
+        folded[i] = foldedWith(samples[i], magnitudes);
+    }
+    return magnitudes;
+}
+
+template <typename V>
+Unsigned<V> foldPairs(const V* __restrict even, const V* __restrict odd, int n, V* __restrict folded) {
+    Unsigned<V> magnitudes = 0;
+    for (int i = 0; i < n / 2; ++i) {
+        folded[2 * i] = foldedWith(even[i], magnitudes);
+        folded[2 * i + 1] = foldedWith(odd[i], magnitudes);
+    }
+    if (n % 2 != 0) {
+        folded[n - 1] = foldedWith(even[n / 2], magnitudes);
+    }
+    return magnitudes;
 }

@@ -1,0 +1,33 @@
+// The coefficients of one channel in memory class by class, each class in scan order.
+#pragma once
+
+#include "coding/subband.hpp"
+#include "filter/rows/rowKernels.hpp"
+
+#include <memory>
+
+namespace teko {
+
+template <typename T>
+class ClassSequences {
+public:
+    using Value = RowSample<T>;
+
+    // Values are left uninitialised. Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
+    ClassSequences(int width, int height);
+
+    // Behind each class is room for this many values more, which may be overwritten.
+    static constexpr long spare = 64;
+
+    Value* begin(int c) { return memory.get() + starts[c]; }
+    long count(int c) const { return starts[c + 1] - spare - starts[c]; }
+
+private:
+    long starts[maximumClasses + 1] = {};
+    std::unique_ptr<Value[]> memory;
+};
+
+extern template class ClassSequences<short>;
+extern template class ClassSequences<long>;
+
+} // namespace teko

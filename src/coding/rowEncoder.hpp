@@ -1,0 +1,51 @@
+// Compression of an image whose rows come one after another from the top: the fast form of the transform and
+// writeWavelet. No plane of samples is ever there: a row is transformed, folded and counted while it is in the cache, and
+// lies in memory class by class after that, ready to be coded.
+#pragma once
+
+#include "coding/histogram.hpp"
+#include "coding/planes/planeCoding.hpp"
+#include "coding/subband.hpp"
+#include "wavelet/rowStream.hpp"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace teko {
+
+struct BitStreamer;
+
+template <typename T>
+class ChannelFolder;
+
+template <typename T>
+class RowEncoder {
+public:
+    // Whether there is such an encoder for images of that shape, and a target for it.
+    static bool suits(int width, int height);
+
+    // For a shape that suits. Needs as much memory as planes of compact samples, and that for 32 rows of each channel.
+    // Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
+    RowEncoder(int width, int height, int channels);
+    ~RowEncoder();
+
+    // The next row of a channel, as ForwardStream takes it. Rows of the channels come independently.
+    void put(int channel, const RowSample<T>* samples);
+
+    // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
+    // Wavelet::writeWavelet.
+    void write(BitStreamer& out);
+
+private:
+    const ImageShape shape;
+    const PlaneCoding<T>& coding;
+    std::vector<std::unique_ptr<ChannelFolder<T>>> channels;
+    std::vector<ForwardStream<T>> transforms;
+    std::unique_ptr<BitLengthHistogram<T>> histogram;
+};
+
+extern template class RowEncoder<short>;
+extern template class RowEncoder<long>;
+
+} // namespace teko

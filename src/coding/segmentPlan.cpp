@@ -1,0 +1,84 @@
+#include "coding/segmentPlan.hpp"
+
+#include "coding/bitStreamer.hpp"
+#include "coding/runLengthParameter.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+namespace teko {
+
+namespace {
+
+// An upper bound of the positions in class c: those of all coarser classes are counted with it.
+std::uint64_t classRegion(const ImageShape& shape, int c) {
+    const auto reduced = [c](int extent) { return ((1ULL << c) + static_cast<std::uint64_t>(extent) - 1) >> c; };
+    return reduced(shape.width) * reduced(shape.height);
+}
+
+// Fewer bits than a run segment can take: its parameter, its events, and the units that the passes fill even if
+// every run ends with the longest remainder.
+std::uint64_t fewestRunBits(const PlaneCount& count) {
+    const int k = runLengthParameter(count.events, count.candidates());
+    const std::uint64_t remainders = (count.events + 1) * ((std::uint64_t{1} << k) - 1);
+    const std::uint64_t units = count.passes > remainders ? (count.passes - remainders) >> k : 0;
+    return 5 + count.events * static_cast<std::uint64_t>(k + 2) + units;
+}
+
+// Bits that the writer takes before it throws, at most.
+std::uint64_t roomIn(const BitStreamer& out) {
+    return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
+}
+
+} // namespace
+
+template <typename T>
+SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLengthHistogram<T>& counts,
+                            const BitStreamer& out)
+    : shape(imageShape), topPlane(top), histogram(counts) {
+    for (auto& channel : lowest) {
+        std::fill(std::begin(channel), std::end(channel), topPlane + 1);
+    }
+    const std::uint64_t room = roomIn(out);
+    std::uint64_t bits = 0;
+    forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
+        lowest[channel][c] = b;
+        const PlaneCount count = histogram.plane(channel, c, b);
+        bits += histogram.coefficients(channel, c) - count.candidates() + fewestRunBits(count);
+        return bits <= room;
+    });
+}
+
+template <typename T>
+void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
+    for (int channel = 0; channel < shape.channels; ++channel) {
+        for (int c = 0; c <= shape.levels; ++c) {
+            for (int b = lowest[channel][c]; b <= topPlane; ++b) {
+                const PlaneCount count = histogram.plane(channel, c, b);
+                streams.setUpRefinement(channel, c, b, classRegion(shape, c) - count.candidates());
+                streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
+                                  runLengthParameter(count.events, count.candidates()));
+            }
+        }
+    }
+}
+
+template <typename T>
+void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BitStreamer& out) const {
+    forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
+        if (b < lowest[channel][c]) {
+            return false;
+        }
+        out.append(streams.refinementStreams[channel][c][b]);
+        RunCoder& coder = streams.runCoders[channel][c][b];
+        coder.finish();
+        out.append(*coder.stream);
+        return true;
+    });
+    out.flush();
+}
+
+template class SegmentPlan<short>;
+template class SegmentPlan<long>;
+
+} // namespace teko

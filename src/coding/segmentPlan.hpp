@@ -1,0 +1,59 @@
+// The order of the segments in a coded stream, which of them a writer has room for, and their sub-streams.
+#pragma once
+
+#include "coding/histogram.hpp"
+#include "coding/streamArrayManager.hpp"
+
+namespace teko {
+
+struct ImageShape {
+    int width;
+    int height;
+    int channels;
+    int levels;
+};
+
+// The lowest plane of each channel and class that has to be coded.
+using LowestPlanes = int[4][maximumClasses];
+
+// Calls visit(channel, class, plane) for every segment pair in the order of the stream; ends when it returns false.
+template <typename Visit>
+void forEachSegmentPair(int channels, int levels, int topPlane, Visit visit) {
+    for (int priority = topPlane + levels; priority >= 0; --priority) {
+        for (int channel = 0; channel < channels; ++channel) {
+            for (int c = 0; c <= levels; ++c) {
+                const int b = priority - c;
+                if (b >= 0 && b <= topPlane && !visit(channel, c, b)) {
+                    return;
+                }
+            }
+        }
+    }
+}
+
+template <typename T>
+class SegmentPlan {
+public:
+    // For a writer that stands behind the top plane. The histogram is summed, and not copied.
+    SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, const BitStreamer& out);
+
+    // Allocates the sub-streams of the segments to be coded. Throws std::bad_alloc.
+    void setUp(StreamArrayManager<T>& streams) const;
+
+    // Appends the sub-streams in their order. Throws what the writer throws.
+    void assemble(StreamArrayManager<T>& streams, BitStreamer& out) const;
+
+    // The planes that the writer can see the beginning of: coding the others would cost time and change nothing. A
+    // plane above the top plane means that a class is not needed at all.
+    LowestPlanes lowest;
+
+private:
+    ImageShape shape;
+    int topPlane;
+    const BitLengthHistogram<T>& histogram;
+};
+
+extern template class SegmentPlan<short>;
+extern template class SegmentPlan<long>;
+
+} // namespace teko

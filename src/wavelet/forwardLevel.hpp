@@ -1,0 +1,111 @@
+// One level of the forward transform, row after row.
+#pragma once
+
+#include "filter/rows/rowKernels.hpp"
+#include "wavelet/rowWindow.hpp"
+
+#include <memory>
+#include <utility>
+
+namespace teko {
+
+// Up to which magnitude in the rows that a level starts from the update for small values gives the exact result
+// everywhere. A predicted sample is at most 2.25 times the largest, an updated one 2.53 times; a kernel meets
+// samples that have been through a row pass, so 2.25 * 2.53 * 2798 < 16383 is what an update may add.
+constexpr long largestForUpdate = 2798;
+
+// A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
+// level as soon as they are done, so that the plane is walked once for all levels. What is done goes to
+// pass(y, row), rows in their order.
+template <typename T, typename Pass>
+class ForwardLevel {
+public:
+    ForwardLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, const Pass& passOn,
+                 std::unique_ptr<ForwardLevel> coarserLevel)
+        : lattice(itsLattice), window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()),
+          wrapsEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
+
+    void run() {
+        for (int y = 0; y < n; ++y) {
+            window.read(y);
+            advanceTo(y);
+        }
+        finish();
+    }
+
+    void take(int y, const RowSample<T>* samples) {
+        window.take(y, samples);
+        if (y + 1 - advanced == RowWindow<T>::spareRows) {
+            advanceTo(y);
+        }
+    }
+
+    // After the last row.
+    void finish() {
+        advanceTo(n - 1);
+        const int lastOdd = n - 1 - n % 2;
+        for (int i = lastOdd - 2 + 2 * (n % 2); i <= lastOdd; i += 2) {
+            liftPair(i);
+        }
+        for (int j = lastOdd - 1; j < n; j += 2) {
+            finishEven(j);
+        }
+        if (lastOdd == n - 1) {
+            pass(lastOdd, window[lastOdd]);
+        }
+        if (coarser) {
+            coarser->finish();
+        }
+    }
+
+private:
+    // Odd row i is predicted from the even rows up to i + 3; then no other prediction needs even row i - 3: it
+    // is updated from its odd neighbours, and with it the row above is done.
+    void advance(int y) {
+        transformRow(y);
+        if (y >= 4 && y % 2 == 0) {
+            liftPair(y - 3);
+        }
+    }
+
+    void advanceTo(int y) {
+        while (advanced <= y) {
+            advance(advanced++);
+        }
+    }
+
+    void transformRow(int y) {
+        window.liftOddAlong(y, k.predict, k.predictExact);
+        window.liftEvenAlong(y, window.isAtMost(largestForUpdate, y, y) ? k.update : k.updateExact);
+    }
+
+    void liftPair(int i) {
+        const bool isEnd = i == 1 || i + 3 >= n;
+        window.liftOdd(i, isEnd && !wrapsEverywhere ? k.predictExact : k.predict);
+        if (i >= 3) {
+            finishEven(i - 3);
+        }
+    }
+
+    void finishEven(int j) {
+        window.liftEven(j, window.isAtMost(largestForUpdate, j - 4, j + 4) ? k.update : k.updateExact);
+        if (j > 0) {
+            pass(j - 1, window[j - 1]);
+        }
+        pass(j, window[j]);
+        if (coarser) {
+            coarser->take(j / 2, window[j].even);
+        }
+    }
+
+    Lattice<T> lattice;
+    RowWindow<T> window;
+    const RowKernels<T>& k;
+    Pass pass;
+    int n;
+    bool wrapsEverywhere;
+    std::unique_ptr<ForwardLevel> coarser;
+    int advanced = 0; // rows
+};
+
+} // namespace teko

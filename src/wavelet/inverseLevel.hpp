@@ -1,0 +1,112 @@
+// One level of the inverse transform, row after row.
+#pragma once
+
+#include "filter/rows/rowKernels.hpp"
+#include "wavelet/rowWindow.hpp"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace teko {
+
+// Up to which magnitudes in the rows that a level starts from the kernels for small values give the exact result
+// everywhere: steps of the inverse make samples at most 1.35 and 2.7 times as large, and exact sums need
+// 20 * 1.35 * 1212 < 32768.
+constexpr long largestForUnupdate = 6000;
+constexpr long largestForExactSum = 1212;
+
+// A level of the inverse. It asks the next coarser one for each row of its approximation when it comes to it; only the
+// finest level writes.
+template <typename T>
+class InverseLevel {
+public:
+    InverseLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, std::unique_ptr<InverseLevel> coarserLevel)
+        : lattice(itsLattice), window(lattice, kernels), k(kernels), n(lattice.rows()),
+          exactEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
+
+    void run() {
+        isFinest = true;
+        restore(n - 1);
+    }
+
+private:
+    // Row y, to be used before the next is asked for.
+    const SplitRow<RowSample<T>>& restore(int y) {
+        if (restored < y) {
+            for (const int ahead = std::min(y + RowWindow<T>::spareRows - 1, n - 1); restored < ahead;) {
+                advance();
+            }
+        }
+        return window[y];
+    }
+
+    // Even row j is restored from its odd neighbours; then odd row j - 3 has its four even neighbours, and no
+    // later row needs even row j - 6.
+    void advance() {
+        const int lastEven = n - 2 + n % 2;
+        if (next > lastEven) {
+            finish(lastEven);
+            return;
+        }
+        for (; read <= std::min(next + 1, n - 1); ++read) {
+            readRow(read);
+        }
+        window.liftEven(next, window.isAtMost(largestForUnupdate, next - 1, next + 1) ? k.unupdate : k.unupdateExact);
+        if (next >= 4) {
+            finishOdd(next - 3);
+        }
+        restored = next - 5;
+        next += 2;
+    }
+
+    void finish(int lastEven) {
+        for (int i = lastEven - 1; i < n; i += 2) {
+            finishOdd(i);
+        }
+        for (int j = n - 2 - n % 2; j < n; j += 2) {
+            untransformRow(j);
+        }
+        restored = n - 1;
+    }
+
+    void readRow(int y) {
+        if (coarser && y % 2 == 0) {
+            window.read(y, coarser->restore(y / 2));
+        } else {
+            window.read(y);
+        }
+    }
+
+    void finishOdd(int i) {
+        const bool isEnd = i == 1 || i + 3 >= n;
+        const bool mayWrap = !exactEverywhere && !isEnd;
+        const bool fits = window.isAtMost(largestForExactSum, i - 4, i + 4);
+        window.liftOdd(i, mayWrap || fits ? k.unpredict : k.unpredictExact);
+        if (i >= 3) {
+            untransformRow(i - 3);
+        }
+        untransformRow(i);
+    }
+
+    void untransformRow(int y) {
+        window.liftEvenAlong(y, window.isAtMost(largestForUnupdate, y - 4, y + 4) ? k.unupdate : k.unupdateExact);
+        window.liftOddAlong(y, k.unpredict, k.unpredictExact);
+        if (isFinest) {
+            window.write(y);
+        }
+    }
+
+    Lattice<T> lattice;
+    RowWindow<T> window;
+    const RowKernels<T>& k;
+    int n;
+    bool exactEverywhere;
+    std::unique_ptr<InverseLevel> coarser;
+    bool isFinest = false;
+    int read = 0;      // rows
+    int next = 0;      // even row
+    int restored = -1; // all rows up to this one
+};
+
+} // namespace teko

@@ -1,0 +1,99 @@
+#include "wavelet/rowStream.hpp"
+
+#include "wavelet/forwardLevel.hpp"
+#include "wavelet/levels.hpp"
+#include "wavelet/rowTransform.hpp"
+
+#include <utility>
+
+namespace teko {
+
+namespace {
+
+template <typename T>
+Lattice<T> finestLattice(int width, int height) {
+    return {nullptr, width, height, width, 1};
+}
+
+// Passes the coefficients of finished rows on: all but those that the next coarser level splits.
+template <typename T>
+class PassToSink {
+public:
+    PassToSink(const Lattice<T>& lattice, int level, int levels, CoefficientSink<T>& itsSink)
+        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), sink(itsSink) {}
+
+    void operator()(int y, const SplitRow<RowSample<T>>& row) const {
+        if (y % 2 != 0) {
+            sink.takePairs(c, row.even, row.odd, columns);
+            return;
+        }
+        sink.take(c, row.odd, columns / 2);
+        if (isCoarsest) {
+            sink.take(c + 1, row.even, (columns + 1) / 2);
+        }
+    }
+
+private:
+    int columns;
+    int c;
+    bool isCoarsest;
+    CoefficientSink<T>& sink;
+};
+
+} // namespace
+
+bool suitsRowStreams(int width, int height) {
+    const int levels = numberOfLevels(width, height);
+    return levels > 0 && finestLattice<short>(width, height).coarser(levels - 1).isLongEnough();
+}
+
+// The levels, the finest first. Int rows never get too large for their kernels: an approximation is at most
+// 1.79 * 1.79 times as large as the samples that it is made from, the sum of the magnitudes of the filter's weights in
+// both directions, so five levels of 16-bit samples start from less than what a level may start from.
+template <typename T>
+class ForwardStream<T>::Chain {
+public:
+    using Level = ForwardLevel<T, PassToSink<T>>;
+
+    Chain(int width, int height, Target target, CoefficientSink<T>& sink) : rows(height) {
+        const RowKernels<T>& kernels = rowKernels<T>(target);
+        const int levels = numberOfLevels(width, height);
+        for (int level = levels - 1; level >= 0; --level) {
+            const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
+            finest = std::make_unique<Level>(lattice, kernels, PassToSink<T>(lattice, level, levels, sink),
+                                             std::move(finest));
+        }
+    }
+
+    void put(const RowSample<T>* samples) {
+        finest->take(y++, samples);
+        if (y == rows) {
+            finest->finish();
+        }
+    }
+
+private:
+    std::unique_ptr<Level> finest;
+    int rows;
+    int y = 0;
+};
+
+template <typename T>
+ForwardStream<T>::ForwardStream(int width, int height, Target target, CoefficientSink<T>& sink)
+    : chain(std::make_unique<Chain>(width, height, target, sink)) {}
+
+template <typename T>
+ForwardStream<T>::~ForwardStream() = default;
+
+template <typename T>
+ForwardStream<T>::ForwardStream(ForwardStream&&) noexcept = default;
+
+template <typename T>
+void ForwardStream<T>::put(const RowSample<T>* samples) {
+    chain->put(samples);
+}
+
+template class ForwardStream<short>;
+template class ForwardStream<long>;
+
+} // namespace teko

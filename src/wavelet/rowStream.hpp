@@ -1,0 +1,51 @@
+// The transform of planes that are never there as a whole: row after row from samples to coefficients, without a pass
+// over memory in between.
+#pragma once
+
+#include "filter/rows/rowKernels.hpp"
+#include "target/target.hpp"
+
+#include <memory>
+
+namespace teko {
+
+// Whether images of that shape can be transformed so: they have levels, all of them with six rows and columns at least.
+bool suitsRowStreams(int width, int height);
+
+// What becomes of the coefficients of a plane. Those of class c come in scan order; classes take turns as rows are done.
+template <typename T>
+class CoefficientSink {
+public:
+    using Row = RowSample<T>;
+
+    // The next n of class c.
+    virtual void take(int c, const Row* samples, int n) = 0;
+    // The same from a row whose samples at even and at odd places lie apart.
+    virtual void takePairs(int c, const Row* even, const Row* odd, int n) = 0;
+
+protected:
+    ~CoefficientSink() = default;
+};
+
+// The forward transform of one plane.
+template <typename T>
+class ForwardStream {
+public:
+    // For a shape that suits. The sink is not owned. Needs memory for 32 rows; throws std::bad_alloc.
+    ForwardStream(int width, int height, Target target, CoefficientSink<T>& sink);
+    ~ForwardStream();
+    ForwardStream(ForwardStream&&) noexcept;
+
+    // The next row: samples of 8 or 16 bits, or differences of two samples of 8 bits. With the last row, all
+    // coefficients have been passed on.
+    void put(const RowSample<T>* samples);
+
+private:
+    class Chain;
+    std::unique_ptr<Chain> chain;
+};
+
+extern template class ForwardStream<short>;
+extern template class ForwardStream<long>;
+
+} // namespace teko
