@@ -80,13 +80,13 @@ bool RowEncoder<T>::suits(int width, int height) {
 }
 
 template <typename T>
-RowEncoder<T>::RowEncoder(int width, int height, int channelCount)
-    : shape{width, height, channelCount, numberOfLevels(width, height)}, coding(*planeCoding<T>(activeTarget())),
+RowEncoder<T>::RowEncoder(int width, int height, int channels)
+    : shape{width, height, channels, numberOfLevels(width, height)}, coding(*planeCoding<T>(activeTarget())),
       histogram(std::make_unique<BitLengthHistogram<T>>()) {
-    for (int channel = 0; channel < channelCount; ++channel) {
-        channels.push_back(std::make_unique<ChannelFolder<T>>(shape, coding));
-        channels.back()->counts = histogram->bitLengthCount[channel];
-        transforms.emplace_back(width, height, activeTarget(), *channels.back());
+    for (int channel = 0; channel < channels; ++channel) {
+        folders.push_back(std::make_unique<ChannelFolder<T>>(shape, coding));
+        folders.back()->counts = histogram->bitLengthCount[channel];
+        transforms.emplace_back(width, height, activeTarget(), *folders.back());
     }
 }
 
@@ -94,16 +94,11 @@ template <typename T>
 RowEncoder<T>::~RowEncoder() = default;
 
 template <typename T>
-void RowEncoder<T>::put(int channel, const RowSample<T>* samples) {
-    transforms[static_cast<std::size_t>(channel)].put(samples);
-}
-
-template <typename T>
 void RowEncoder<T>::write(BitStreamer& out) {
     Unsigned<T> magnitudes = 0;
-    for (const auto& channel : channels) {
-        channel->finishCounts(shape.levels);
-        magnitudes |= channel->magnitudes;
+    for (const auto& folder : folders) {
+        folder->finishCounts(shape.levels);
+        magnitudes |= folder->magnitudes;
     }
     const int topPlane = topPlaneOf<T>(magnitudes);
     if (topPlane > highestSlicedPlane<T>) {
@@ -115,7 +110,7 @@ void RowEncoder<T>::write(BitStreamer& out) {
     StreamArrayManager<T> streams(shape.channels, shape.levels, topPlane);
     plan.setUp(streams);
     for (int channel = 0; channel < shape.channels; ++channel) {
-        ClassSequences<T>& sequences = channels[static_cast<std::size_t>(channel)]->sequences;
+        ClassSequences<T>& sequences = folders[static_cast<std::size_t>(channel)]->sequences;
         for (int c = 0; c <= shape.levels; ++c) {
             coding.codeClass(sequences.begin(c), sequences.count(c), streams, channel, c, plan.lowest[channel][c]);
         }

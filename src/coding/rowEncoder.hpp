@@ -30,8 +30,8 @@ public:
     RowEncoder(int width, int height, int channels);
     ~RowEncoder();
 
-    // The next row of a channel, as ForwardStream takes it. Rows of the channels come independently.
-    void put(int channel, const RowSample<T>* samples);
+    // What the rows of a channel are put into. The channels are independent.
+    ForwardStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
 
     // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
     // Wavelet::writeWavelet.
@@ -40,7 +40,7 @@ public:
 private:
     const ImageShape shape;
     const PlaneCoding<T>& coding;
-    std::vector<std::unique_ptr<ChannelFolder<T>>> channels;
+    std::vector<std::unique_ptr<ChannelFolder<T>>> folders;
     std::vector<ForwardStream<T>> transforms;
     std::unique_ptr<BitLengthHistogram<T>> histogram;
 };

@@ -1,38 +1,75 @@
 #include "driver/encodeRows.hpp"
 
 #include "driver/colourTransform.hpp"
-#include "image/rawRow.hpp"
-#include "image/rgbRows.hpp"
+#include "image/splitRawRows.hpp"
+#include "target/target.hpp"
 
+#include <algorithm>
 #include <memory>
 
 namespace teko {
 
 namespace {
 
-template <int Bytes, typename T>
-void encodeGrey(std::FILE* raw, int width, int height, RowEncoder<T>& encoder) {
-    RawRow<Bytes> row(width, 1);
-    const std::unique_ptr<RowSample<T>[]> samples(new RowSample<T>[static_cast<std::size_t>(width)]);
-    for (int y = 0; y < height; ++y) {
-        row.read(raw);
-        row.take(0, 1, samples.get(), width);
-        encoder.put(0, samples.get());
+constexpr std::size_t bytesAtOnce = 65536;
+
+// The rows of a raw file, read several at a time: large enough pieces go from the system to their place.
+class RawRows {
+public:
+    RawRows(std::FILE* raw, std::size_t rowBytes, int height)
+        : file(raw), size(rowBytes), left(static_cast<std::size_t>(height)),
+          held(std::max<std::size_t>(1, bytesAtOnce / std::max<std::size_t>(1, rowBytes))),
+          memory(new unsigned char[std::min(held, left) * size]) {}
+
+    // Throws 3 when the file ends early.
+    const unsigned char* next() {
+        if (ready == 0) {
+            ready = std::min(held, left);
+            if (std::fread(memory.get(), size, ready, file) != ready) {
+                throw 3;
+            }
+            left -= ready;
+            row = memory.get();
+        } else {
+            row += size;
+        }
+        --ready;
+        return row;
     }
+
+private:
+    std::FILE* file;
+    std::size_t size;
+    std::size_t left; // rows
+    std::size_t held;
+    std::size_t ready = 0;
+    std::unique_ptr<unsigned char[]> memory;
+    const unsigned char* row = nullptr;
+};
+
+constexpr long largestByte = 256; // bounds may be powers of two
+constexpr long largestWord = 65536;
+
+template <typename Row>
+SplitSamples<Row> samplesOf(SplitRow<Row>& row, long largest) {
+    row.largest = largest;
+    return {row.even, row.odd};
 }
 
 void encodeColour(std::FILE* raw, int width, int height, RowEncoder<short>& encoder) {
     constexpr int channels = 3;
-    RawRow<1> row(width, channels);
-    const std::unique_ptr<short[]> samples(new short[static_cast<std::size_t>(channels * width)]);
-    short* const rows[channels] = {samples.get(), samples.get() + width, samples.get() + 2L * width};
-    const RgbRowKernels& kernels = rgbRowKernels(activeTarget());
+    RawRows rows(raw, static_cast<std::size_t>(channels) * static_cast<std::size_t>(width), height);
+    const auto split = splitRawRows(activeTarget()).rgb;
     for (int y = 0; y < height; ++y) {
-        row.read(raw);
-        kernels.split(row.bytes(), width, rows[0], rows[1], rows[2]);
-        colourTransformRow(rows[0], rows[1], rows[2], width);
+        SplitSamples<short> samples[channels];
         for (int c = 0; c < channels; ++c) {
-            encoder.put(c, rows[c]);
+            samples[c] = samplesOf(encoder.channel(c).next(), largestByte);
+        }
+        split(rows.next(), width, samples);
+        colourTransformRow(samples[0].even, samples[1].even, samples[2].even, (width + 1) / 2);
+        colourTransformRow(samples[0].odd, samples[1].odd, samples[2].odd, width / 2);
+        for (int c = 0; c < channels; ++c) {
+            encoder.channel(c).advance();
         }
     }
 }
@@ -43,12 +80,20 @@ void encodeRows(std::FILE* raw, int width, int height, int channels, RowEncoder<
     if (channels == 3) {
         encodeColour(raw, width, height, encoder);
     } else {
-        encodeGrey<1>(raw, width, height, encoder);
+        RawRows rows(raw, static_cast<std::size_t>(width), height);
+        for (int y = 0; y < height; ++y) {
+            splitRawRows(activeTarget()).bytes(rows.next(), width, samplesOf(encoder.channel(0).next(), largestByte));
+            encoder.channel(0).advance();
+        }
     }
 }
 
 void encodeRows(std::FILE* raw, int width, int height, int, RowEncoder<long>& encoder) {
-    encodeGrey<2>(raw, width, height, encoder);
+    RawRows rows(raw, 2 * static_cast<std::size_t>(width), height);
+    for (int y = 0; y < height; ++y) {
+        splitRawRows(activeTarget()).words(rows.next(), width, samplesOf(encoder.channel(0).next(), largestWord));
+        encoder.channel(0).advance();
+    }
 }
 
 } // namespace teko

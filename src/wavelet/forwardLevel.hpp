@@ -35,6 +35,12 @@ public:
 
     void take(int y, const RowSample<T>* samples) {
         window.take(y, samples);
+        taken(y);
+    }
+
+    // Where row y is to be put; then it has been.
+    SplitRow<RowSample<T>>& place(int y) { return window[y]; }
+    void taken(int y) {
         if (y + 1 - advanced == RowWindow<T>::spareRows) {
             advanceTo(y);
         }

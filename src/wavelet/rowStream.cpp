@@ -65,8 +65,10 @@ public:
         }
     }
 
-    void put(const RowSample<T>* samples) {
-        finest->take(y++, samples);
+    SplitRow<RowSample<T>>& next() { return finest->place(y); }
+
+    void advance() {
+        finest->taken(y++);
         if (y == rows) {
             finest->finish();
         }
@@ -89,8 +91,13 @@ template <typename T>
 ForwardStream<T>::ForwardStream(ForwardStream&&) noexcept = default;
 
 template <typename T>
-void ForwardStream<T>::put(const RowSample<T>* samples) {
-    chain->put(samples);
+SplitRow<RowSample<T>>& ForwardStream<T>::next() {
+    return chain->next();
+}
+
+template <typename T>
+void ForwardStream<T>::advance() {
+    chain->advance();
 }
 
 template class ForwardStream<short>;

@@ -36,9 +36,11 @@ public:
     ~ForwardStream();
     ForwardStream(ForwardStream&&) noexcept;
 
-    // The next row: samples of 8 or 16 bits, or differences of two samples of 8 bits. With the last row, all
-    // coefficients have been passed on.
-    void put(const RowSample<T>* samples);
+    // Where the next row goes, with its bound: samples of 8 or 16 bits, or differences of two samples of 8 bits. Behind
+    // both parts is room for a vector of 32 samples.
+    SplitRow<RowSample<T>>& next();
+    // After it is there. With the last row, all coefficients have been passed on.
+    void advance();
 
 private:
     class Chain;

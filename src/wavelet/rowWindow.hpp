@@ -6,17 +6,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <memory>
 
 namespace teko {
-
-// A row on its way through a level, its samples at even places and those at odd places apart.
-template <typename Row>
-struct SplitRow {
-    Row* even;
-    Row* odd;
-    long largest; // magnitude, when it was read
-};
 
 // The last rows read, by their number. Every row has room for neighbours beyond its ends and for a whole vector
 // more, so that the kernels need no special ends.
@@ -33,9 +26,10 @@ public:
     RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels)
         : lattice(source), kernels(rowKernels), evens((lattice.columns() + 1) / 2), odds(lattice.columns() / 2),
           half((evens + 2 * margin + vector - 1) / vector * vector),
-          memory(new Row[static_cast<std::size_t>(2 * half) * held]()) {
+          memory(new Row[static_cast<std::size_t>(2 * half) * held + vector]()) {
+        Row* const start = memory.get() + alignedStart();
         for (std::size_t i = 0; i < held; ++i) {
-            rows[i].even = memory.get() + 2 * half * static_cast<long>(i) + margin;
+            rows[i].even = start + 2 * half * static_cast<long>(i) + margin;
             rows[i].odd = rows[i].even + half;
         }
     }
@@ -112,6 +106,12 @@ public:
     }
 
 private:
+    // Rows start on cache lines.
+    long alignedStart() const {
+        constexpr std::uintptr_t line = 64;
+        return static_cast<long>((line - reinterpret_cast<std::uintptr_t>(memory.get()) % line) % line / sizeof(Row));
+    }
+
     // One even sample to the left and two to the right, as if the row were mirrored about its ends.
     void extendEvens(const SplitRow<Row>& row) const {
         row.even[-1] = row.even[1];

@@ -18,6 +18,14 @@ namespace teko {
 template <typename T>
 using RowSample = std::conditional_t<sizeof(T) == sizeof(short), short, int>;
 
+// A row, its samples at even places and those at odd places apart.
+template <typename Row>
+struct SplitRow {
+    Row* even;
+    Row* odd;
+    long largest; // a bound of its magnitudes
+};
+
 template <typename T>
 struct RowKernels {
     using Row = RowSample<T>;

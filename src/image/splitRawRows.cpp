@@ -1,0 +1,115 @@
+#include "image/splitRawRows.hpp"
+
+#include "target/region.hpp"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace teko {
+
+namespace {
+
+#include "image/splitRawRowsGeneric.hpp"
+
+} // namespace
+
+#if defined(__x86_64__)
+
+TEKO_REGION_BEGIN(TEKO_AVX2_FEATURES)
+
+namespace avx2 {
+
+namespace {
+
+#include "image/splitRawRowsGeneric.hpp"
+
+void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+    int x = 0;
+    for (; x + 32 <= width; x += 32) {
+        const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + x));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.even + x / 2),
+                            _mm256_and_si256(pairs, _mm256_set1_epi16(0xFF)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.odd + x / 2), _mm256_srli_epi16(pairs, 8));
+    }
+    splitBytes(raw + x, width - x, {samples.even + x / 2, samples.odd + x / 2});
+}
+
+void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples<int>& samples) {
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + 2L * x));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.even + x / 2),
+                            _mm256_and_si256(pairs, _mm256_set1_epi32(0xFFFF)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.odd + x / 2), _mm256_srli_epi32(pairs, 16));
+    }
+    splitWords(raw + 2L * x, width - x, {samples.even + x / 2, samples.odd + x / 2});
+}
+
+// Where the bytes of 16 samples of a channel, those at even places first, come from in one of three neighbouring groups
+// of 16 bytes; -1 where from another group.
+struct RgbShuffles {
+    alignas(16) signed char places[3][3][16]; // [channel][group]
+
+    constexpr RgbShuffles() : places() {
+        for (int c = 0; c < 3; ++c) {
+            for (int group = 0; group < 3; ++group) {
+                for (int i = 0; i < 16; ++i) {
+                    const int source = 3 * (i < 8 ? 2 * i : 2 * (i - 8) + 1) + c;
+                    places[c][group][i] = static_cast<signed char>(source / 16 == group ? source % 16 : -1);
+                }
+            }
+        }
+    }
+};
+
+constexpr RgbShuffles rgbShuffles;
+
+inline __m128i gathered(const __m128i* groups, const signed char (*places)[16]) {
+    __m128i result = _mm_setzero_si128();
+    for (int i = 0; i < 3; ++i) {
+        const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i*>(places[i]));
+        result = _mm_or_si128(result, _mm_shuffle_epi8(groups[i], shuffle));
+    }
+    return result;
+}
+
+// Sixteen pixels at a time: nine byte shuffles where the plain loop moves 48 samples.
+void splitRgbInVectors(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        __m128i groups[3];
+        for (int g = 0; g < 3; ++g) {
+            groups[g] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(raw + 3 * x + 16 * g));
+        }
+        for (int c = 0; c < 3; ++c) {
+            const __m128i bytes = gathered(groups, rgbShuffles.places[c]);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(channels[c].even + x / 2), _mm_cvtepu8_epi16(bytes));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(channels[c].odd + x / 2),
+                             _mm_cvtepu8_epi16(_mm_srli_si128(bytes, 8)));
+        }
+    }
+    splitRgbFrom(x, raw, width, channels);
+}
+
+} // namespace
+
+} // namespace avx2
+
+TEKO_REGION_END
+
+#endif
+
+const SplitRawRows& splitRawRows(Target target) {
+    static constexpr SplitRawRows portable{splitBytes, splitWords, splitRgb};
+#if defined(__x86_64__)
+    static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors, avx2::splitRgbInVectors};
+    if (includesAvx2(target)) {
+        return fast;
+    }
+#endif
+    static_cast<void>(target);
+    return portable;
+}
+
+} // namespace teko

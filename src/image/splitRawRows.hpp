@@ -1,0 +1,27 @@
+// Rows of raw files as the row transform takes them: samples at even places and those at odd places apart.
+#pragma once
+
+#include "target/target.hpp"
+
+namespace teko {
+
+// Of one channel.
+template <typename Row>
+struct SplitSamples {
+    Row* even;
+    Row* odd;
+};
+
+// Each takes `width` pixels. Up to 32 samples beyond them may be written. Every target gives the same.
+struct SplitRawRows {
+    // One byte a pixel.
+    void (*bytes)(const unsigned char* raw, int width, const SplitSamples<short>& samples);
+    // Two bytes a pixel, the least significant first.
+    void (*words)(const unsigned char* raw, int width, const SplitSamples<int>& samples);
+    // Three bytes a pixel, for three channels.
+    void (*rgb)(const unsigned char* raw, int width, const SplitSamples<short>* channels);
+};
+
+const SplitRawRows& splitRawRows(Target target);
+
+} // namespace teko
