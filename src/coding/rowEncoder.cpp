@@ -112,7 +112,8 @@ void RowEncoder<T>::write(BitStreamer& out) {
     for (int channel = 0; channel < shape.channels; ++channel) {
         ClassSequences<T>& sequences = folders[static_cast<std::size_t>(channel)]->sequences;
         for (int c = 0; c <= shape.levels; ++c) {
-            coding.codeClass(sequences.begin(c), sequences.count(c), streams, channel, c, plan.lowest[channel][c]);
+            coding.codeClass(sequences.begin(c), sequences.count(c), streams, channel, c, plan.lowest[channel][c],
+                             plan.lowestSparsePlane(channel, c));
         }
     }
     plan.assemble(streams, out);

@@ -50,6 +50,16 @@ SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLeng
 }
 
 template <typename T>
+int SegmentPlan<T>::lowestSparsePlane(int channel, int c) const {
+    const std::uint64_t all = histogram.coefficients(channel, c);
+    int b = topPlane + 1;
+    while (b > 0 && sparseShare * (all - histogram.plane(channel, c, b - 1).passes) <= all) {
+        --b;
+    }
+    return b;
+}
+
+template <typename T>
 void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
     for (int channel = 0; channel < shape.channels; ++channel) {
         for (int c = 0; c <= shape.levels; ++c) {

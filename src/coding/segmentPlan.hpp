@@ -37,6 +37,10 @@ public:
     // For a writer that stands behind the top plane. The histogram is summed, and not copied.
     SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, const BitStreamer& out);
 
+    // The lowest plane of a class from which on few coefficients are significant, one of so many.
+    int lowestSparsePlane(int channel, int c) const;
+    static constexpr std::uint64_t sparseShare = 16;
+
     // Allocates the sub-streams of the segments to be coded. Throws std::bad_alloc.
     void setUp(StreamArrayManager<T>& streams) const;
 

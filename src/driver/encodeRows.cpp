@@ -1,6 +1,5 @@
 #include "driver/encodeRows.hpp"
 
-#include "driver/colourTransform.hpp"
 #include "image/splitRawRows.hpp"
 #include "target/target.hpp"
 
@@ -59,15 +58,13 @@ SplitSamples<Row> samplesOf(SplitRow<Row>& row, long largest) {
 void encodeColour(std::FILE* raw, int width, int height, RowEncoder<short>& encoder) {
     constexpr int channels = 3;
     RawRows rows(raw, static_cast<std::size_t>(channels) * static_cast<std::size_t>(width), height);
-    const auto split = splitRawRows(activeTarget()).rgb;
+    const auto split = splitRawRows(activeTarget()).colours;
     for (int y = 0; y < height; ++y) {
         SplitSamples<short> samples[channels];
         for (int c = 0; c < channels; ++c) {
             samples[c] = samplesOf(encoder.channel(c).next(), largestByte);
         }
         split(rows.next(), width, samples);
-        colourTransformRow(samples[0].even, samples[1].even, samples[2].even, (width + 1) / 2);
-        colourTransformRow(samples[0].odd, samples[1].odd, samples[2].odd, width / 2);
         for (int c = 0; c < channels; ++c) {
             encoder.channel(c).advance();
         }

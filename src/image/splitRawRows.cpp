@@ -74,22 +74,29 @@ inline __m128i gathered(const __m128i* groups, const signed char (*places)[16]) 
     return result;
 }
 
+// The samples at even places, then those at odd ones.
+inline void storeSplit(const __m256i& samples, const SplitSamples<short>& to, int i) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to.even + i), _mm256_castsi256_si128(samples));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to.odd + i), _mm256_extracti128_si256(samples, 1));
+}
+
 // Sixteen pixels at a time: nine byte shuffles where the plain loop moves 48 samples.
-void splitRgbInVectors(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+void splitColoursInVectors(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
     int x = 0;
     for (; x + 16 <= width; x += 16) {
         __m128i groups[3];
-        for (int g = 0; g < 3; ++g) {
-            groups[g] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(raw + 3 * x + 16 * g));
+        for (int i = 0; i < 3; ++i) {
+            groups[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(raw + 3 * x + 16 * i));
         }
-        for (int c = 0; c < 3; ++c) {
-            const __m128i bytes = gathered(groups, rgbShuffles.places[c]);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(channels[c].even + x / 2), _mm_cvtepu8_epi16(bytes));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(channels[c].odd + x / 2),
-                             _mm_cvtepu8_epi16(_mm_srli_si128(bytes, 8)));
-        }
+        const __m256i r = _mm256_cvtepu8_epi16(gathered(groups, rgbShuffles.places[0]));
+        const __m256i g = _mm256_cvtepu8_epi16(gathered(groups, rgbShuffles.places[1]));
+        const __m256i b = _mm256_cvtepu8_epi16(gathered(groups, rgbShuffles.places[2]));
+        const __m256i sum = _mm256_add_epi16(_mm256_add_epi16(r, b), _mm256_add_epi16(g, g));
+        storeSplit(_mm256_srli_epi16(sum, 2), channels[0], x / 2);
+        storeSplit(_mm256_sub_epi16(r, g), channels[1], x / 2);
+        storeSplit(_mm256_sub_epi16(b, g), channels[2], x / 2);
     }
-    splitRgbFrom(x, raw, width, channels);
+    splitColoursFrom(x, raw, width, channels);
 }
 
 } // namespace
@@ -101,9 +108,9 @@ TEKO_REGION_END
 #endif
 
 const SplitRawRows& splitRawRows(Target target) {
-    static constexpr SplitRawRows portable{splitBytes, splitWords, splitRgb};
+    static constexpr SplitRawRows portable{splitBytes, splitWords, splitColours};
 #if defined(__x86_64__)
-    static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors, avx2::splitRgbInVectors};
+    static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors, avx2::splitColoursInVectors};
     if (includesAvx2(target)) {
         return fast;
     }

@@ -18,8 +18,8 @@ struct SplitRawRows {
     void (*bytes)(const unsigned char* raw, int width, const SplitSamples<short>& samples);
     // Two bytes a pixel, the least significant first.
     void (*words)(const unsigned char* raw, int width, const SplitSamples<int>& samples);
-    // Three bytes a pixel, for three channels.
-    void (*rgb)(const unsigned char* raw, int width, const SplitSamples<short>* channels);
+    // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
+    void (*colours)(const unsigned char* raw, int width, const SplitSamples<short>* channels);
 };
 
 const SplitRawRows& splitRawRows(Target target);

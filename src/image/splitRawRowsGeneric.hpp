@@ -25,21 +25,25 @@ inline void splitWords(const unsigned char* __restrict raw, int width, const Spl
     }
 }
 
-// From pixel `from` on, which is at an even place.
-inline void splitRgbFrom(int from, const unsigned char* __restrict raw, int width,
-                         const SplitSamples<short>* channels) {
-    for (int c = 0; c < 3; ++c) {
-        short* __restrict even = channels[c].even;
-        short* __restrict odd = channels[c].odd;
-        for (int x = from; x < width; x += 2) {
-            even[x / 2] = raw[3 * x + c];
-        }
-        for (int x = from + 1; x < width; x += 2) {
-            odd[x / 2] = raw[3 * x + c];
-        }
+// Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of colourTransform.hpp.
+inline void splitColourPixels(int first, const unsigned char* __restrict raw, int width, short* __restrict luminance,
+                              short* __restrict red, short* __restrict blue) {
+    for (int x = first; x < width; x += 2) {
+        const int r = raw[3 * x];
+        const int g = raw[3 * x + 1];
+        const int b = raw[3 * x + 2];
+        luminance[x / 2] = static_cast<short>((r + 2 * g + b) >> 2);
+        red[x / 2] = static_cast<short>(r - g);
+        blue[x / 2] = static_cast<short>(b - g);
     }
 }
 
-inline void splitRgb(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
-    splitRgbFrom(0, raw, width, channels);
+// From pixel `from` on, which is at an even place.
+inline void splitColoursFrom(int from, const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+    splitColourPixels(from, raw, width, channels[0].even, channels[1].even, channels[2].even);
+    splitColourPixels(from + 1, raw, width, channels[0].odd, channels[1].odd, channels[2].odd);
+}
+
+inline void splitColours(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+    splitColoursFrom(0, raw, width, channels);
 }

@@ -38,11 +38,13 @@ struct PlaneCoding {
     // The same a piece at a time, class by class. fold and foldPairs write the folded values of n samples, given in
     // order or apart by even and odd places, and return the OR of the magnitudes. countLengths adds the bit lengths of
     // n folded values, none of them longer than `longest`. codeClass codes a whole class of a channel down to plane
-    // `lowest`; up to 63 values behind it are overwritten.
+    // `lowest`; in planes from lowestSparse on few coefficients are significant. Up to 63 values behind the class are
+    // overwritten.
     Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, RowSample<T>* folded);
     Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, RowSample<T>* folded);
     void (*countLengths)(const RowSample<T>* values, int n, int longest, std::uint64_t* counts);
-    void (*codeClass)(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest);
+    void (*codeClass)(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
+                      int lowestSparse);
 
     // Reads the segments of a stream, behind its top plane, into an image whose rows follow each other without
     // gaps. Leaves coefficients, or folded values. Returns 1 when the stream ended early, else 0. Needs memory

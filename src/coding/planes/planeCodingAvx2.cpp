@@ -18,6 +18,8 @@ namespace {
 
 #include "coding/planes/encoding/sparseRuns.hpp"
 
+#include "coding/planes/encoding/listedPlanesNone.hpp"
+
 #include "coding/planes/planeProcedures.hpp"
 
 } // namespace

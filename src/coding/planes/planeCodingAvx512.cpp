@@ -15,13 +15,15 @@ namespace {
 
 #include "coding/planes/bitOperationsAvx512.hpp"
 
-#include "coding/planes/encoding/bitLengthsAvx2.hpp"
+#include "coding/planes/encoding/bitLengthsAvx512.hpp"
 
 #include "coding/planes/encoding/encoderChunk.hpp"
 
 #include "coding/planes/encoding/runCodes.hpp"
 
 #include "coding/planes/encoding/sparseRunsAvx512.hpp"
+
+#include "coding/planes/encoding/listedPlanesAvx512.hpp"
 
 #include "coding/planes/planeProcedures.hpp"
 

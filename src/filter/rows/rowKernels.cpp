@@ -7,13 +7,10 @@ namespace teko {
 template <typename T>
 const RowKernels<T>& rowKernels(Target target) {
 #if defined(__x86_64__)
-    // Rows of short samples gain nothing from wider vectors: less than a hundredth of a whole run.
-    if constexpr (sizeof(T) > sizeof(short)) {
-        if (target == Target::avx512) {
-            return avx512::rowKernelSet<T>();
-        }
+    if (target == Target::avx512) {
+        return avx512::rowKernelSet<T>();
     }
-    if (includesAvx2(target)) {
+    if (target == Target::avx2) {
         return avx2::rowKernelSet<T>();
     }
 #endif

@@ -40,12 +40,17 @@ void takeBytes(const V* values, int shift, unsigned char* bytes) {
     }
 }
 
-// Signs and planes lowest .. topPlane of n folded values. Their memory has room for whole words.
+// Fills the last word of n values, which have the room, with zeros.
 template <typename V>
-void slice(V* values, int n, int lowest, int topPlane, Chunk& chunk) {
+void setLength(V* values, int n, Chunk& chunk) {
     chunk.words = (n + 63) / 64;
     chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - n);
     std::fill(values + n, values + 64 * chunk.words, V{0});
+}
+
+// Signs and planes lowest .. topPlane of folded values, as many as the chunk has words for.
+template <typename V>
+void slice(const V* values, int lowest, int topPlane, Chunk& chunk) {
     for (int w = 0; w < chunk.words; ++w) {
         unsigned char bytes[64];
         takeBytes(values + 64 * w, 0, bytes);
@@ -58,6 +63,5 @@ void slice(V* values, int n, int lowest, int topPlane, Chunk& chunk) {
                 chunk.planes[plane + b][w] = bits[b];
             }
         }
-        chunk.significant[w] = 0;
     }
 }

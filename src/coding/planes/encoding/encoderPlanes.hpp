@@ -39,6 +39,12 @@ struct PlaneCoder {
         refinements = out;
     }
 
+    // The same for a chunk whose coefficients of this plane and above are listed.
+    void codeListed(const auto& listed, int plane) {
+        listed.refine(refinements, plane);
+        codeListedRuns(runs, listed, plane, k, passes);
+    }
+
     void code(Chunk& chunk, int plane) {
         if (k == 0) {
             codeDense(chunk, plane);
@@ -63,10 +69,12 @@ private:
 template <typename T>
 class ClassCoder {
 public:
-    void start(StreamArrayManager<T>& streams, int ch, int cl, int lowestPlane) {
+    // Planes from lowestListed on, if the target has lists, are coded from these; their k is not 0.
+    void start(StreamArrayManager<T>& streams, int ch, int cl, int lowestPlane, int lowestListed) {
         channel = ch;
         c = cl;
         lowest = lowestPlane;
+        listed = std::max(lowest, lowestListed);
         top = streams.topPlane;
         filled = 0;
         for (int b = lowest; b <= top; ++b) {
@@ -119,29 +127,54 @@ private:
         for (int i = 0; i < n; ++i) {
             all = static_cast<Value<T>>(all | folded[i]);
         }
-        const int chunkTop = std::max(bitLength(all) - 2, 0);
-        for (int b = std::max(lowest, chunkTop + 1); b <= top; ++b) {
-            planes[b].addPasses(static_cast<std::uint64_t>(n));
+        int b = std::max(bitLength(all) - 2, 0);
+        for (int above = std::max(lowest, b + 1); above <= top; ++above) {
+            planes[above].addPasses(static_cast<std::uint64_t>(n));
         }
-        if (chunkTop >= lowest) {
-            slice(folded, n, lowest, chunkTop, chunk);
+        if (b < lowest) {
+            return;
         }
-        for (int b = chunkTop; b >= lowest; --b) {
-            if (b < chunkTop) { // nothing is significant yet in the first plane
+        setLength(folded, n, chunk);
+        bool areSignificant = false;
+        if (ListedCoefficients<Value<T>>::isUsed && b >= listed) {
+            b = codeListed(folded, n, b);
+            areSignificant = true;
+        } else {
+            std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
+        }
+        if (b >= lowest) {
+            slice(folded, lowest, b, chunk);
+        }
+        for (; b >= lowest; --b) {
+            if (areSignificant) {
                 planes[b].refine(chunk, b);
             }
             planes[b].code(chunk, b);
+            areSignificant = true;
         }
+    }
+
+    // Returns the first plane that is left.
+    int codeListed(const Value<T>* folded, int n, int chunkTop) {
+        if constexpr (ListedCoefficients<Value<T>>::isUsed) {
+            list.find(folded, n, listed, chunk);
+            for (int b = chunkTop; b >= listed; --b) {
+                planes[b].codeListed(list, b);
+            }
+        }
+        return listed - 1;
     }
 
     int channel;
     int c;
     int lowest;
+    int listed;
     int top;
     int filled;
     PlaneCoder planes[highestSlicedPlane<T> + 1];
     Value<T> values[chunkSamples];
     Chunk chunk;
+    ListedCoefficients<Value<T>> list;
 };
 
 template <typename T>
@@ -150,7 +183,8 @@ void codeCoefficients(const ImageData<T>& image, StreamArrayManager<T>& streams,
     const std::unique_ptr<ClassCoder<T>[]> classes(new ClassCoder<T>[maximumClasses]);
     for (int channel = 0; channel < image.channels; ++channel) {
         for (int c = 0; c <= streams.levels; ++c) {
-            classes[static_cast<std::size_t>(c)].start(streams, channel, c, lowest[channel][c]);
+            classes[static_cast<std::size_t>(c)].start(streams, channel, c, lowest[channel][c],
+                                                       streams.topPlane + 1);
         }
         for (int y = 0; y < image.height; ++y) {
             const T* row = image.planes[channel] + static_cast<long>(y) * image.stride;
@@ -165,12 +199,13 @@ void codeCoefficients(const ImageData<T>& image, StreamArrayManager<T>& streams,
 }
 
 template <typename T>
-void codeClass(Value<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest) {
+void codeClass(Value<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
+               int lowestListed) {
     if (lowest > streams.topPlane) {
         return; // a budget ends before this class
     }
     const auto coder = std::make_unique<ClassCoder<T>>();
-    coder->start(streams, channel, c, lowest);
+    coder->start(streams, channel, c, lowest, lowestListed);
     coder->addAll(values, n);
     coder->finish(streams);
 }

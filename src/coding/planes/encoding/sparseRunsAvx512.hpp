@@ -102,10 +102,7 @@ struct SixteenCodes {
     }
 };
 
-// The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
-    EventPlaces events;
-    gatherEvents(chunk, plane, passes, events);
+inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
     BitAppender out = appender;
     for (unsigned i = 0; i < events.count; i += 16) {
         const SixteenCodes codes = SixteenCodes::of(events, i, k);
@@ -118,4 +115,11 @@ inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsig
         }
     }
     appender = out;
+}
+
+// The events of a plane of a chunk. passes: since the last event, before and after.
+inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
+    EventPlaces events;
+    gatherEvents(chunk, plane, passes, events);
+    putEvents(appender, events, k);
 }
