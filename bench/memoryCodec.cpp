@@ -1,7 +1,9 @@
 #include "bench/memoryCodec.hpp"
 
 #include "coding/bitStreamer.hpp"
+#include "coding/decoder.hpp"
 #include "driver/colourTransform.hpp"
+#include "driver/decodeRows.hpp"
 #include "driver/encodeRows.hpp"
 #include "driver/fileHeader.hpp"
 #include "driver/files.hpp"
@@ -88,7 +90,28 @@ Bytes encode(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
 }
 
 template <typename T>
+bool decodeInRows(const ImageEntry& entry, ByteView payload, std::span<unsigned char> raw) {
+    if (!RowDecoder<T>::suits(entry.width, entry.height)) {
+        return false;
+    }
+    RowDecoder<T> decoder(entry.width, entry.height, entry.channels());
+    BitStreamer in;
+    in.setUpMemoryReader(const_cast<unsigned char*>(payload.data()), static_cast<std::int64_t>(payload.size()));
+    const int topPlane = readTopPlane(in);
+    if (!RowDecoder<T>::suits(topPlane)) {
+        return false;
+    }
+    decoder.read(topPlane, in);
+    MemoryTarget target{raw.data(), raw.size()};
+    decodeRows(decoder, entry.width, entry.height, entry.channels(), 0, openToWrite(target).get());
+    return true;
+}
+
+template <typename T>
 void decode(const ImageEntry& entry, ByteView payload, std::span<unsigned char> raw) {
+    if (decodeInRows<T>(entry, payload, raw)) {
+        return;
+    }
     MemoryCodec<T> codec(entry);
     codec.decode(payload);
     codec.untransform();

@@ -1,6 +1,7 @@
 // The coefficients of one channel in memory class by class, each class in scan order.
 #pragma once
 
+#include "coding/imageShape.hpp"
 #include "coding/subband.hpp"
 #include "filter/rows/rowKernels.hpp"
 
@@ -14,7 +15,7 @@ public:
     using Value = RowSample<T>;
 
     // Values are left uninitialised. Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
-    ClassSequences(int width, int height);
+    explicit ClassSequences(const ImageShape& shape);
 
     // Behind each class is room for this many values more, which may be overwritten.
     static constexpr long spare = 64;

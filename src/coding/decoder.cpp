@@ -1,6 +1,8 @@
 // The decoder: the encoder's order, read backwards into the planes. A partly decoded coefficient is a folded
 // value in its place in the plane, 0 until it becomes significant, then in the middle of the interval that the
 // bits read leave open; so a stream may end after any bit.
+#include "coding/decoder.hpp"
+
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
 #include "coding/planes/planeCoding.hpp"
@@ -152,16 +154,28 @@ bool isSlicable(const ImageData<T>& image, int levels, int topPlane) {
 
 } // namespace
 
+int readTopPlane(BitStreamer& in) {
+    const auto topPlane = static_cast<int>(in.getBits(8));
+    return topPlane == noPlanes ? -1 : topPlane;
+}
+
+template <typename T>
+int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BitStreamer& in) {
+    const int levels = numberOfLevels(image.width, image.height);
+    const PlaneCoding<T>* planes = planeCoding<T>(activeTarget());
+    if (planes != nullptr && wavelet.truncateDecode == 0 && isSlicable(image, levels, topPlane)) {
+        return planes->readCoefficients(image, levels, topPlane, wavelet.skipTransform == 0, in);
+    }
+    return readPlainly(image, levels, topPlane, wavelet, in);
+}
+
+template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, BitStreamer&);
+template int readBelowTopPlane(const Wavelet<long>&, ImageData<long>&, int, BitStreamer&);
+
 template <typename T>
 int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {
-    const int levels = numberOfLevels(image->width, image->height);
-    const auto topByte = static_cast<int>(in.getBits(8));
-    const int topPlane = topByte == noPlanes ? -1 : topByte;
-    const PlaneCoding<T>* planes = planeCoding<T>(activeTarget());
-    if (planes != nullptr && truncateDecode == 0 && isSlicable(*image, levels, topPlane)) {
-        return planes->readCoefficients(*image, levels, topPlane, skipTransform == 0, in);
-    }
-    return readPlainly(*image, levels, topPlane, *this, in);
+    const int topPlane = readTopPlane(in);
+    return readBelowTopPlane(*this, *image, topPlane, in);
 }
 
 template int Wavelet<short>::readWavelet(ImageData<short>*, BitStreamer&);

@@ -16,7 +16,7 @@ public:
     using Value = RowSample<T>;
 
     ChannelFolder(const ImageShape& shape, const PlaneCoding<T>& itsCoding)
-        : sequences(shape.width, shape.height), coding(itsCoding) {
+        : sequences(shape), coding(itsCoding) {
         for (int c = 0; c <= shape.levels; ++c) {
             classes[c].end = sequences.begin(c);
             classes[c].counted = classes[c].end;
@@ -81,7 +81,7 @@ bool RowEncoder<T>::suits(int width, int height) {
 
 template <typename T>
 RowEncoder<T>::RowEncoder(int width, int height, int channels)
-    : shape{width, height, channels, numberOfLevels(width, height)}, coding(*planeCoding<T>(activeTarget())),
+    : shape(shapeOf(width, height, channels)), coding(*planeCoding<T>(activeTarget())),
       histogram(std::make_unique<BitLengthHistogram<T>>()) {
     for (int channel = 0; channel < channels; ++channel) {
         folders.push_back(std::make_unique<ChannelFolder<T>>(shape, coding));

@@ -10,12 +10,6 @@ namespace teko {
 
 namespace {
 
-// An upper bound of the positions in class c: those of all coarser classes are counted with it.
-std::uint64_t classRegion(const ImageShape& shape, int c) {
-    const auto reduced = [c](int extent) { return ((1ULL << c) + static_cast<std::uint64_t>(extent) - 1) >> c; };
-    return reduced(shape.width) * reduced(shape.height);
-}
-
 // Fewer bits than a run segment can take: its parameter, its events, and the units that the passes fill even if
 // every run ends with the longest remainder.
 std::uint64_t fewestRunBits(const PlaneCount& count) {
@@ -65,7 +59,9 @@ void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
         for (int c = 0; c <= shape.levels; ++c) {
             for (int b = lowest[channel][c]; b <= topPlane; ++b) {
                 const PlaneCount count = histogram.plane(channel, c, b);
-                streams.setUpRefinement(channel, c, b, classRegion(shape, c) - count.candidates());
+                // the lattice holds the coarser classes too: an upper bound
+                const auto region = static_cast<std::uint64_t>(latticeSamples(shape, c));
+                streams.setUpRefinement(channel, c, b, region - count.candidates());
                 streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
                                   runLengthParameter(count.events, count.candidates()));
             }

@@ -2,16 +2,10 @@
 #pragma once
 
 #include "coding/histogram.hpp"
+#include "coding/imageShape.hpp"
 #include "coding/streamArrayManager.hpp"
 
 namespace teko {
-
-struct ImageShape {
-    int width;
-    int height;
-    int channels;
-    int levels;
-};
 
 // The lowest plane of each channel and class that has to be coded.
 using LowestPlanes = int[4][maximumClasses];

@@ -1,5 +1,7 @@
 #include "coding/bitStreamer.hpp"
+#include "coding/decoder.hpp"
 #include "driver/colourTransform.hpp"
+#include "driver/decodeRows.hpp"
 #include "driver/files.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
@@ -17,15 +19,14 @@ int sampleLimit(const FileHeader& header, int endedEarly) {
     return endedEarly == 0 ? 0 : static_cast<int>(1U << (header.bitsPerPixel % 32));
 }
 
+// Stage by stage, in planes.
 template <typename T>
-void decode(const FileHeader& header, BitStreamer& in, File coded, std::FILE* raw, int channels,
-            int (ImageData<T>::*write)(std::FILE*, int)) {
-    ImageData<T> image(header.xsize, header.ysize, channels);
+void decodeInPlanes(const FileHeader& header, int channels, int topPlane, BitStreamer& in, File coded,
+                    ImageData<T>& image, std::FILE* raw) {
     Filter4_2<T> filter;
     Wavelet<T> wavelet;
     wavelet.filter = &filter;
-    std::puts("Reading...");
-    const int endedEarly = wavelet.readWavelet(&image, in);
+    const int endedEarly = readBelowTopPlane(wavelet, image, topPlane, in);
     coded.reset();
     std::puts("Transforming...");
     wavelet.untransform(&image);
@@ -36,19 +37,54 @@ void decode(const FileHeader& header, BitStreamer& in, File coded, std::FILE* ra
         }
     }
     std::puts("Writing...");
-    (image.*write)(raw, sampleLimit(header, endedEarly));
+    const int limit = sampleLimit(header, endedEarly);
+    sizeof(T) == sizeof(short) ? image.rawWrite8(raw, limit) : image.rawWrite16(raw, limit);
+}
+
+// Row by row behind the stream.
+template <typename T>
+void decodeInRows(const FileHeader& header, int channels, int topPlane, BitStreamer& in, File coded,
+                  RowDecoder<T>& decoder, std::FILE* raw) {
+    const int endedEarly = decoder.read(topPlane, in);
+    coded.reset();
+    std::puts("Transforming...");
+    if (channels == 3) {
+        std::puts("Transforming RGB...");
+    }
+    std::puts("Writing...");
+    decodeRows(decoder, header.xsize, header.ysize, channels, sampleLimit(header, endedEarly), raw);
+}
+
+template <typename T>
+void decode(const FileHeader& header, int channels, BitStreamer& in, File coded, std::FILE* raw) {
+    std::unique_ptr<RowDecoder<T>> rows;
+    std::unique_ptr<ImageData<T>> image;
+    if (RowDecoder<T>::suits(header.xsize, header.ysize)) {
+        rows = std::make_unique<RowDecoder<T>>(header.xsize, header.ysize, channels);
+    } else {
+        image = std::make_unique<ImageData<T>>(header.xsize, header.ysize, channels);
+    }
+    std::puts("Reading...");
+    const int topPlane = readTopPlane(in);
+    if (rows && RowDecoder<T>::suits(topPlane)) {
+        decodeInRows(header, channels, topPlane, in, std::move(coded), *rows, raw);
+        return;
+    }
+    if (rows) {
+        rows.reset();
+        image = std::make_unique<ImageData<T>>(header.xsize, header.ysize, channels);
+    }
+    decodeInPlanes(header, channels, topPlane, in, std::move(coded), *image, raw);
 }
 
 void decodeImage(const FileHeader& header, BitStreamer& in, File coded, std::FILE* raw) {
     switch (header.bytesPerPixel) {
     case 1:
-        decode<short>(header, in, std::move(coded), raw, 1, &ImageData<short>::rawWrite8);
+    case 3:
+        decode<short>(header, header.bytesPerPixel, in, std::move(coded), raw);
         break;
     case 2:
-        decode<long>(header, in, std::move(coded), raw, 1, &ImageData<long>::rawWrite16);
-        break;
-    case 3:
-        decode<short>(header, in, std::move(coded), raw, 3, &ImageData<short>::rawWrite8);
+        decode<long>(header, 1, in, std::move(coded), raw);
         break;
     default:
         break;

@@ -3,6 +3,7 @@
 #include "image/memoryAdvice.hpp"
 #include "image/rawRow.hpp"
 #include "image/rgbRows.hpp"
+#include "image/sampleLimit.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,13 +23,6 @@ std::size_t planeSamples(int stride, int height) {
         throw std::bad_array_new_length();
     }
     return static_cast<std::size_t>(samples);
-}
-
-// The limit of 31 bits per sample is negative, and one less wraps.
-template <typename T>
-T clampedTo(int limit, T sample) {
-    const auto highest = static_cast<int>(static_cast<unsigned>(limit) - 1U);
-    return sample < 0 ? T{0} : sample >= limit ? static_cast<T>(highest) : sample;
 }
 
 template <typename T>

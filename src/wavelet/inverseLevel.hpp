@@ -16,21 +16,16 @@ namespace teko {
 constexpr long largestForUnupdate = 6000;
 constexpr long largestForExactSum = 1212;
 
-// A level of the inverse. It asks the next coarser one for each row of its approximation when it comes to it; only the
-// finest level writes.
-template <typename T>
+// A level of the inverse. fill(y, row) gives it the coefficients of a row, in the order of the rows; it asks the next
+// coarser level for each row of its approximation when it comes to it.
+template <typename T, typename Fill>
 class InverseLevel {
 public:
-    InverseLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, std::unique_ptr<InverseLevel> coarserLevel)
-        : lattice(itsLattice), window(lattice, kernels), k(kernels), n(lattice.rows()),
+    InverseLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, Fill fillRow,
+                 std::unique_ptr<InverseLevel> coarserLevel)
+        : lattice(itsLattice), window(lattice, kernels), k(kernels), fill(std::move(fillRow)), n(lattice.rows()),
           exactEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
 
-    void run() {
-        isFinest = true;
-        restore(n - 1);
-    }
-
-private:
     // Row y, to be used before the next is asked for.
     const SplitRow<RowSample<T>>& restore(int y) {
         if (restored < y) {
@@ -41,6 +36,7 @@ private:
         return window[y];
     }
 
+private:
     // Even row j is restored from its odd neighbours; then odd row j - 3 has its four even neighbours, and no
     // later row needs even row j - 6.
     void advance() {
@@ -71,10 +67,9 @@ private:
     }
 
     void readRow(int y) {
+        fill(y, window[y]);
         if (coarser && y % 2 == 0) {
-            window.read(y, coarser->restore(y / 2));
-        } else {
-            window.read(y);
+            window.merge(y, coarser->restore(y / 2));
         }
     }
 
@@ -92,18 +87,15 @@ private:
     void untransformRow(int y) {
         window.liftEvenAlong(y, window.isAtMost(largestForUnupdate, y - 4, y + 4) ? k.unupdate : k.unupdateExact);
         window.liftOddAlong(y, k.unpredict, k.unpredictExact);
-        if (isFinest) {
-            window.write(y);
-        }
     }
 
     Lattice<T> lattice;
     RowWindow<T> window;
     const RowKernels<T>& k;
+    Fill fill;
     int n;
     bool exactEverywhere;
     std::unique_ptr<InverseLevel> coarser;
-    bool isFinest = false;
     int read = 0;      // rows
     int next = 0;      // even row
     int restored = -1; // all rows up to this one

@@ -1,9 +1,11 @@
 #include "wavelet/rowStream.hpp"
 
 #include "wavelet/forwardLevel.hpp"
+#include "wavelet/inverseLevel.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/rowTransform.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace teko {
@@ -38,6 +40,41 @@ private:
     int c;
     bool isCoarsest;
     CoefficientSink<T>& sink;
+};
+
+// Gives a level the coefficients of its rows: all but those that the next coarser level restores.
+template <typename T>
+class TakeFromSource {
+public:
+    using Row = RowSample<T>;
+
+    TakeFromSource(const Lattice<T>& lattice, int level, int levels, const RowKernels<T>& itsKernels,
+                   CoefficientSource<T>& itsSource)
+        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), kernels(itsKernels),
+          source(itsSource), whole(new Row[static_cast<std::size_t>(columns)]) {}
+
+    void operator()(int y, SplitRow<Row>& row) {
+        if (y % 2 != 0) {
+            source.take(c, whole.get(), columns);
+            row.largest = kernels.splitCompact(whole.get(), columns, row.even, row.odd);
+            return;
+        }
+        source.take(c, row.odd, columns / 2);
+        row.largest = kernels.largestCompact(row.odd, columns / 2);
+        if (isCoarsest) {
+            const int evens = (columns + 1) / 2;
+            source.take(c + 1, row.even, evens);
+            row.largest = std::max(row.largest, kernels.largestCompact(row.even, evens));
+        }
+    }
+
+private:
+    int columns;
+    int c;
+    bool isCoarsest;
+    const RowKernels<T>& kernels;
+    CoefficientSource<T>& source;
+    std::unique_ptr<Row[]> whole;
 };
 
 } // namespace
@@ -100,7 +137,47 @@ void ForwardStream<T>::advance() {
     chain->advance();
 }
 
+template <typename T>
+class InverseStream<T>::Chain {
+public:
+    using Level = InverseLevel<T, TakeFromSource<T>>;
+
+    Chain(int width, int height, Target target, CoefficientSource<T>& source) {
+        const RowKernels<T>& kernels = rowKernels<T>(target);
+        const int levels = numberOfLevels(width, height);
+        for (int level = levels - 1; level >= 0; --level) {
+            const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
+            finest = std::make_unique<Level>(lattice, kernels,
+                                             TakeFromSource<T>(lattice, level, levels, kernels, source),
+                                             std::move(finest));
+        }
+    }
+
+    const SplitRow<RowSample<T>>& next() { return finest->restore(y++); }
+
+private:
+    std::unique_ptr<Level> finest;
+    int y = 0;
+};
+
+template <typename T>
+InverseStream<T>::InverseStream(int width, int height, Target target, CoefficientSource<T>& source)
+    : chain(std::make_unique<Chain>(width, height, target, source)) {}
+
+template <typename T>
+InverseStream<T>::~InverseStream() = default;
+
+template <typename T>
+InverseStream<T>::InverseStream(InverseStream&&) noexcept = default;
+
+template <typename T>
+const SplitRow<RowSample<T>>& InverseStream<T>::next() {
+    return chain->next();
+}
+
 template class ForwardStream<short>;
 template class ForwardStream<long>;
+template class InverseStream<short>;
+template class InverseStream<long>;
 
 } // namespace teko

@@ -47,7 +47,41 @@ private:
     std::unique_ptr<Chain> chain;
 };
 
+// Where the coefficients of a plane come from.
+template <typename T>
+class CoefficientSource {
+public:
+    // The next n of class c, in scan order.
+    virtual void take(int c, RowSample<T>* samples, int n) = 0;
+
+protected:
+    ~CoefficientSource() = default;
+};
+
+// The inverse transform of one plane.
+template <typename T>
+class InverseStream {
+public:
+    // Magnitudes below 2^bits, whatever the coefficients are, keep all sums in the samples' range.
+    static constexpr int safeBits = sizeof(T) == sizeof(short) ? 16 : 19;
+
+    // For a shape that suits and coefficients of at most safeBits. The source is not owned. Needs memory for 36 rows;
+    // throws std::bad_alloc.
+    InverseStream(int width, int height, Target target, CoefficientSource<T>& source);
+    ~InverseStream();
+    InverseStream(InverseStream&&) noexcept;
+
+    // The next row, from the top; to be used before the next is asked for, and may be changed.
+    const SplitRow<RowSample<T>>& next();
+
+private:
+    class Chain;
+    std::unique_ptr<Chain> chain;
+};
+
 extern template class ForwardStream<short>;
 extern template class ForwardStream<long>;
+extern template class InverseStream<short>;
+extern template class InverseStream<long>;
 
 } // namespace teko

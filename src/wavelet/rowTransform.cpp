@@ -40,6 +40,23 @@ private:
     const RowKernels<T>& kernels;
 };
 
+// Gives a level the rows of a plane, with what a coarser level will replace.
+template <typename T>
+class TakeFromPlane {
+public:
+    TakeFromPlane(const Lattice<T>& itsLattice, const RowKernels<T>& itsKernels)
+        : lattice(itsLattice), kernels(itsKernels) {}
+
+    void operator()(int y, SplitRow<RowSample<T>>& row) const {
+        row.largest =
+            kernels.split(lattice.row(y * lattice.step), lattice.step, lattice.columns(), row.even, row.odd);
+    }
+
+private:
+    Lattice<T> lattice;
+    const RowKernels<T>& kernels;
+};
+
 // A bound of the magnitudes; only int rows need one.
 template <typename T>
 long largestSample(const Lattice<T>& lattice, const RowKernels<T>& kernels) {
@@ -93,10 +110,13 @@ std::unique_ptr<ForwardLevel<T, PlaceInPlane<T>>> forwardChain(const Lattice<T>&
 }
 
 template <typename T>
-std::unique_ptr<InverseLevel<T>> inverseChain(const Lattice<T>& finest, int levels, const RowKernels<T>& kernels) {
-    std::unique_ptr<InverseLevel<T>> chain;
+std::unique_ptr<InverseLevel<T, TakeFromPlane<T>>> inverseChain(const Lattice<T>& finest, int levels,
+                                                                const RowKernels<T>& kernels) {
+    std::unique_ptr<InverseLevel<T, TakeFromPlane<T>>> chain;
     for (int level = levels - 1; level >= 0; --level) {
-        chain = std::make_unique<InverseLevel<T>>(finest.coarser(level), kernels, std::move(chain));
+        const Lattice<T> lattice = finest.coarser(level);
+        chain = std::make_unique<InverseLevel<T, TakeFromPlane<T>>>(
+            lattice, kernels, TakeFromPlane<T>(lattice, kernels), std::move(chain));
     }
     return chain;
 }
@@ -119,7 +139,11 @@ bool untransformLevels(const Lattice<T>& finest, int levels, Target target) {
     if (!inverseFitsInOnePass(finest, levels, kernels)) {
         return false;
     }
-    inverseChain<T>(finest, levels, kernels)->run();
+    const auto chain = inverseChain<T>(finest, levels, kernels);
+    const PlaceInPlane<T> place(finest, kernels);
+    for (int y = 0; y < finest.rows(); ++y) {
+        place(y, chain->restore(y));
+    }
     return true;
 }
 

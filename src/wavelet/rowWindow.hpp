@@ -50,16 +50,10 @@ public:
         SplitRow<Row>& row = (*this)[y];
         row.largest = kernels.splitCompact(samples, lattice.columns(), row.even, row.odd);
     }
-    // Row y from the plane, its even samples from a row that the next coarser level has restored.
-    void read(int y, const SplitRow<Row>& restored) {
-        read(y);
+    // The even samples of row y from a row that the next coarser level has restored.
+    void merge(int y, const SplitRow<Row>& restored) {
         SplitRow<Row>& row = (*this)[y];
-        const long largest = kernels.mergeCompact(row.even, evens, restored.even, restored.odd);
-        row.largest = std::max(row.largest, largest);
-    }
-    void write(int y) {
-        const SplitRow<Row>& row = (*this)[y];
-        kernels.merge(lattice.row(y * lattice.step), lattice.step, lattice.columns(), row.even, row.odd);
+        row.largest = std::max(row.largest, kernels.mergeCompact(row.even, evens, restored.even, restored.odd));
     }
 
     using Step = void (*)(Row*, const Row*, const Row*, const Row*, const Row*, int);

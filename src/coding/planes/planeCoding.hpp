@@ -20,11 +20,27 @@
 #include "image/imageData.hpp"
 #include "target/target.hpp"
 
+#include <memory>
+
 namespace teko {
 
 // The highest plane that the sliced procedures hold; images with higher ones take the plain way.
 template <typename T>
 constexpr int highestSlicedPlane = sizeof(T) == sizeof(short) ? highestPlane<T> : 28;
+
+// The coefficients of an image, decoded and still sliced.
+template <typename T>
+class SlicedImage {
+public:
+    virtual ~SlicedImage() = default;
+
+    // Reads the segments of a stream, behind its top plane, which is at most highestSlicedPlane. Returns 1 when the stream
+    // ended early, else 0. Once.
+    virtual int read(int topPlane, BitStreamer& in) = 0;
+
+    // After read: the next n coefficients of a class of a channel, in scan order.
+    virtual void take(int channel, int c, RowSample<T>* to, long n) = 0;
+};
 
 template <typename T>
 struct PlaneCoding {
@@ -50,6 +66,8 @@ struct PlaneCoding {
     // gaps. Leaves coefficients, or folded values. Returns 1 when the stream ended early, else 0. Needs memory
     // for a quarter of one plane; throws std::bad_alloc.
     int (*readCoefficients)(ImageData<T>& image, int levels, int topPlane, bool unfolds, BitStreamer& in);
+    // Room for the same without an image. Throws std::bad_alloc.
+    std::unique_ptr<SlicedImage<T>> (*makeSliced)(const ImageShape& shape);
 };
 
 // What a target does with bit planes; null where it takes the plain way.

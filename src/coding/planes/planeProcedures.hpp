@@ -13,7 +13,9 @@
 
 #include "coding/planes/decoding/decoderPlanes.hpp"
 
+#include "coding/planes/decoding/slicedClasses.hpp"
+
 template <typename T>
 constexpr PlaneCoding<T> procedures{
     foldAndCount<T>,    codeCoefficients<T>, foldInOrder<RowSample<T>>, foldPairs<RowSample<T>>, countLengths<RowSample<T>>,
-    codeClass<T>, readCoefficients<T>};
+    codeClass<T>, readCoefficients<T>, makeSliced<T>};

@@ -40,6 +40,7 @@ struct RowKernels {
     long (*mergeCompact)(Row* x, int n, const Row* even, const Row* odd);
     // The same bound alone.
     long (*largest)(const T* x, long step, int n);
+    long (*largestCompact)(const Row* x, int n);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);

@@ -74,6 +74,11 @@ long largest(const T* x, long step, int n) {
 }
 
 template <typename Row>
+long largestCompactRow(const Row* x, int n) {
+    return largest<Row>(x, 1, n);
+}
+
+template <typename Row>
 long splitCompactRow(const Row* x, int n, Row* even, Row* odd) {
     return split<Row>(x, 1, n, even, odd);
 }
@@ -140,6 +145,7 @@ constexpr RowKernels<T> genericRowKernels() {
             splitCompactRow<Row>,
             mergeCompactRow<Row>,
             largest<T>,
+            largestCompactRow<Row>,
             predictRow<Row, Wrapped>,
             predictRow<Row, Exact>,
             updateRow<Row>,

@@ -217,7 +217,7 @@ private:
     long block = 0;
     long made = 0; // of the values
     long next = 0;
-    std::unique_ptr<Value<T>[]> values { new Value<T>[ 64 * mostRowWords ] };
+    std::unique_ptr<Value<T>[]> values { new Value<T>[ static_cast<std::size_t>(state.samplesInBlock()) ] };
 };
 
 // One channel while it is being decoded.
@@ -346,24 +346,30 @@ private:
     long starts[maximumClasses] = {};
 };
 
-template <typename T>
-void readSegments(std::vector<ChannelState<T>>& channels, int levels, int topPlane, StreamView& in) {
-    for (int priority = topPlane + levels; priority >= 0; --priority) {
-        for (ChannelState<T>& channel : channels) {
-            for (int c = 0; c <= levels; ++c) {
-                const int b = priority - c;
-                if (b < 0 || b > topPlane) {
-                    continue;
-                }
-                ClassState<T>& state = channel.classes[c];
-                if (state.significantCount > 0) {
-                    state.lowestPlane = b;
-                }
-                readRefinements(state, b, in);
+// Reads all segments into channels with their classes. Returns 1 when the stream ended early, else 0.
+template <typename Channel>
+int readSegments(std::vector<Channel>& channels, int levels, int topPlane, BitStreamer& stream) {
+    StreamView in(stream);
+    try {
+        forEachSegmentPair(static_cast<int>(channels.size()), levels, topPlane, [&](int channel, int c, int b) {
+            auto& state = channels[static_cast<std::size_t>(channel)].classes[c];
+            if (state.significantCount > 0) {
                 state.lowestPlane = b;
-                readRuns(state, b, in);
+            }
+            readRefinements(state, b, in);
+            state.lowestPlane = b;
+            readRuns(state, b, in);
+            return true;
+        });
+        in.detach();
+        return 0;
+    } catch (int) {
+        for (Channel& channel : channels) {
+            for (int c = 0; c <= levels; ++c) {
+                setMidpoints(channel.classes[c]);
             }
         }
+        return 1;
     }
 }
 
@@ -374,20 +380,8 @@ int readCoefficients(ImageData<T>& image, int levels, int topPlane, bool unfolds
     for (int channel = 0; channel < image.channels; ++channel) {
         channels.emplace_back(image.planes[channel], image.width, image.height, levels);
     }
-    int endedEarly = 0;
-    StreamView in(stream);
-    try {
-        readSegments(channels, levels, topPlane, in);
-        in.detach();
-    } catch (int) {
-        endedEarly = 1;
-    }
+    const int endedEarly = readSegments(channels, levels, topPlane, stream);
     for (ChannelState<T>& channel : channels) {
-        if (endedEarly != 0) {
-            for (int c = 0; c <= levels; ++c) {
-                setMidpoints(channel.classes[c]);
-            }
-        }
         channel.assemble(topPlane, unfolds);
     }
     return endedEarly;

@@ -1,0 +1,51 @@
+#include "coding/rowDecoder.hpp"
+
+#include "target/target.hpp"
+
+#include <algorithm>
+
+namespace teko {
+
+template <typename T>
+class RowDecoder<T>::ChannelSource final : public CoefficientSource<T> {
+public:
+    ChannelSource(SlicedImage<T>& slicedImage, int ofChannel) : sliced(slicedImage), channel(ofChannel) {}
+
+    void take(int c, RowSample<T>* samples, int n) override { sliced.take(channel, c, samples, n); }
+
+private:
+    SlicedImage<T>& sliced;
+    int channel;
+};
+
+template <typename T>
+bool RowDecoder<T>::suits(int width, int height) {
+    return planeCoding<T>(activeTarget()) != nullptr && suitsRowStreams(width, height);
+}
+
+template <typename T>
+bool RowDecoder<T>::suits(int topPlane) {
+    return topPlane <= std::min(highestSlicedPlane<T>, InverseStream<T>::safeBits - 1);
+}
+
+template <typename T>
+RowDecoder<T>::RowDecoder(int width, int height, int channels)
+    : sliced(planeCoding<T>(activeTarget())->makeSliced(shapeOf(width, height, channels))) {
+    for (int channel = 0; channel < channels; ++channel) {
+        sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
+        transforms.emplace_back(width, height, activeTarget(), *sources.back());
+    }
+}
+
+template <typename T>
+RowDecoder<T>::~RowDecoder() = default;
+
+template <typename T>
+int RowDecoder<T>::read(int topPlane, BitStreamer& in) {
+    return sliced->read(topPlane, in);
+}
+
+template class RowDecoder<short>;
+template class RowDecoder<long>;
+
+} // namespace teko

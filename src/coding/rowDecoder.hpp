@@ -1,0 +1,43 @@
+// Decompression of an image into rows, one after another from the top: the fast form of readWavelet and the inverse
+// transform. No plane of samples is ever there: coefficients stay sliced in memory until a row needs them.
+#pragma once
+
+#include "coding/planes/planeCoding.hpp"
+#include "wavelet/rowStream.hpp"
+
+#include <memory>
+#include <vector>
+
+namespace teko {
+
+template <typename T>
+class RowDecoder {
+public:
+    // Whether there is such a decoder for images of that shape, and a target for it.
+    static bool suits(int width, int height);
+    // Whether it can read a stream with that top plane. Damaged streams can have higher ones.
+    static bool suits(int topPlane);
+
+    // For a shape that suits. Needs as much memory as planes of compact samples, and that for 36 rows of each channel.
+    // Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
+    RowDecoder(int width, int height, int channels);
+    ~RowDecoder();
+
+    // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once.
+    int read(int topPlane, BitStreamer& in);
+
+    // After read: the rows of a channel. The channels are independent.
+    InverseStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
+
+private:
+    class ChannelSource;
+
+    std::unique_ptr<SlicedImage<T>> sliced;
+    std::vector<std::unique_ptr<ChannelSource>> sources;
+    std::vector<InverseStream<T>> transforms;
+};
+
+extern template class RowDecoder<short>;
+extern template class RowDecoder<long>;
+
+} // namespace teko

@@ -1,0 +1,21 @@
+// Rows of raw files from those of the row transform, which have the samples at even and at odd places apart.
+#pragma once
+
+#include "image/splitRawRows.hpp"
+#include "target/target.hpp"
+
+namespace teko {
+
+// Each makes `width` pixels and keeps the low bits of what does not fit. Every target gives the same.
+struct JoinRawRows {
+    // One byte a pixel.
+    void (*bytes)(const SplitSamples<short>& samples, int width, unsigned char* raw);
+    // Two bytes a pixel, the least significant first.
+    void (*words)(const SplitSamples<int>& samples, int width, unsigned char* raw);
+    // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
+    void (*colours)(const SplitSamples<short>* channels, int width, unsigned char* raw);
+};
+
+const JoinRawRows& joinRawRows(Target target);
+
+} // namespace teko
