@@ -42,3 +42,5 @@ inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), low);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes + 32), high);
 }
+
+#include "coding/planes/unsliceRowsByWords.hpp"

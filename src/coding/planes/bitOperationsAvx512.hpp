@@ -16,10 +16,43 @@ inline std::uint64_t sliceLowestBits(const unsigned char* bytes) {
     return _mm512_test_epi8_mask(_mm512_loadu_si512(bytes), _mm512_set1_epi8(1));
 }
 
-inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {
-    __m512i result = _mm512_setzero_si512();
-    for (int b = 7; b >= 0; --b) {
-        result = _mm512_sub_epi8(_mm512_add_epi8(result, result), _mm512_movm_epi8(words[b]));
+constexpr int wordsAtOnce = 8;
+
+// Quarters of a vector, 128 bytes apart.
+inline void storeLanes(__m512i vector, unsigned char* to) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_castsi512_si128(vector));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 128), _mm512_extracti64x2_epi64(vector, 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 256), _mm512_extracti64x2_epi64(vector, 2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 384), _mm512_extracti64x2_epi64(vector, 3));
+}
+
+// Transposes the eight bits of each of eight rows, all at once: the columns of a matrix are its products with the unit
+// vectors.
+inline __m512i transposedBits(__m512i matrices) {
+    const __m512i unitVectors = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201ULL));
+    return _mm512_gf2p8affine_epi64_epi8(unitVectors, matrices, 0);
+}
+
+// 64 bytes for each of wordsAtOnce words from w on: bit b is from rows[b]. Bytes of the rows are brought together by
+// interleaving, the last row first as the matrix product wants it.
+template <typename RowWord>
+void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
+    __m512i pairs[8];
+    for (int i = 0; i < 4; ++i) {
+        const __m512i upper = _mm512_loadu_si512(rows[7 - 2 * i] + w);
+        const __m512i lower = _mm512_loadu_si512(rows[6 - 2 * i] + w);
+        pairs[i] = _mm512_unpacklo_epi8(upper, lower);
+        pairs[4 + i] = _mm512_unpackhi_epi8(upper, lower);
     }
-    _mm512_storeu_si512(bytes, result);
+    for (int half = 0; half < 2; ++half) {
+        const __m512i* of = pairs + 4 * half;
+        const __m512i fours[4] = {_mm512_unpacklo_epi16(of[0], of[1]), _mm512_unpacklo_epi16(of[2], of[3]),
+                                  _mm512_unpackhi_epi16(of[0], of[1]), _mm512_unpackhi_epi16(of[2], of[3])};
+        for (int quarter = 0; quarter < 2; ++quarter) {
+            const __m512i* both = fours + 2 * quarter;
+            unsigned char* to = bytes + 64 * half + 32 * quarter;
+            storeLanes(transposedBits(_mm512_unpacklo_epi32(both[0], both[1])), to);
+            storeLanes(transposedBits(_mm512_unpackhi_epi32(both[0], both[1])), to + 16);
+        }
+    }
 }

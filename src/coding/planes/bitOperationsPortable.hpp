@@ -111,3 +111,5 @@ inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {
         }
     }
 }
+
+#include "coding/planes/unsliceRowsByWords.hpp"

@@ -148,22 +148,26 @@ struct FilledRows {
             rows[b + 1] = block.plane(b);
         }
     }
+
+    // Of the values.
+    bool isByteEmpty(int byte) const {
+        return std::all_of(rows + 8 * byte, rows + 8 * byte + 8, [](const PlaneWord* row) { return row == emptyRow; });
+    }
 };
 
-// The values of `words` words of a block.
+// The values of `words` words of a block, and of up to seven words more.
 template <typename T>
 void unslice(const FilledRows<T>& filled, int words, bool unfolds, Value<T>* values) {
     constexpr int bytes = static_cast<int>(sizeof(Value<T>));
-    for (int w = 0; w < words; ++w) {
-        unsigned char parts[bytes][64];
+    constexpr int samples = 64 * wordsAtOnce;
+    unsigned char parts[bytes][samples] = {};
+    for (int w = 0; w < words; w += wordsAtOnce) {
         for (int i = 0; i < bytes; ++i) {
-            Word bits[8];
-            for (int b = 0; b < 8; ++b) {
-                bits[b] = filled.rows[8 * i + b][w];
+            if (!filled.isByteEmpty(i)) {
+                unsliceRows(filled.rows + 8 * i, w, parts[i]);
             }
-            unsliceBytes(bits, parts[i]);
         }
-        for (int j = 0; j < 64; ++j) {
+        for (int j = 0; j < samples; ++j) {
             Value<T> value = 0;
             for (int i = 0; i < bytes; ++i) {
                 value = static_cast<Value<T>>(value | parts[i][j] << (8 * i));
@@ -197,7 +201,7 @@ public:
         }
     }
 
-    // All of them. Writes up to 63 more.
+    // All of them. Writes fewer than 64 * wordsAtOnce more.
     void takeAll(Value<T>* to) {
         while (block < state.blocks()) {
             to += makeBlock(to);
@@ -308,7 +312,7 @@ private:
 
     // The values of all classes but the finest, class by class; the plane's start is free then.
     std::unique_ptr<Value<T>[]> coarseValues(int topPlane, bool unfolds) {
-        const auto count = static_cast<std::size_t>(levels > 0 ? latticeCount(1) + 63 : 0);
+        const auto count = static_cast<std::size_t>(levels > 0 ? latticeCount(1) + 64 * wordsAtOnce : 0);
         std::unique_ptr<Value<T>[]> coarse(new Value<T>[count]);
         adviseFilling(coarse.get(), count * sizeof(Value<T>));
         long start = 0;
