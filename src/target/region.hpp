@@ -6,7 +6,7 @@
 #define TEKO_AVX2_FEATURES "avx2,bmi,bmi2,lzcnt,popcnt"
 
 #define TEKO_AVX512_FEATURES                                                                                           \
-    "avx2,bmi,bmi2,lzcnt,popcnt,avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi2,avx512vpopcntdq,gfni"
+    "avx2,bmi,bmi2,lzcnt,popcnt,avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,avx512vbmi2,avx512vpopcntdq,gfni"
 
 #define TEKO_PRAGMA(text) _Pragma(#text)
 

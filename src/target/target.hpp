@@ -12,7 +12,7 @@ enum class Target {
     plain,    // the readable procedures, one sample and one bit at a time: what all others are measured against
     portable, // bit planes and rows in standard C++
     avx2,     // AVX2 and BMI2, on processors whose pext and pdep are fast
-    avx512,   // the same with AVX-512, including VBMI2 and VPOPCNTDQ, and GFNI
+    avx512,   // the same with AVX-512, including VBMI, VBMI2 and VPOPCNTDQ, and GFNI
 };
 
 constexpr std::array<Target, 4> allTargets{Target::plain, Target::portable, Target::avx2, Target::avx512};

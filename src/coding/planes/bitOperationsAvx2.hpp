@@ -15,15 +15,6 @@ inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     }
 }
 
-// Bit 0 of 64 bytes.
-inline std::uint64_t sliceLowestBits(const unsigned char* bytes) {
-    const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
-    const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes + 32));
-    return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_slli_epi16(low, 7))) |
-           static_cast<std::uint64_t>(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_slli_epi16(high, 7))))
-               << 32;
-}
-
 // -1 in each of 32 bytes whose bit is set.
 inline __m256i spreadBits(std::uint32_t bits) {
     const __m256i byteOfBit = _mm256_setr_epi64x(0, 0x0101010101010101, 0x0202020202020202, 0x0303030303030303);

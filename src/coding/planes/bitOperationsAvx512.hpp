@@ -2,18 +2,33 @@
 
 #include "coding/planes/bitOperationsBmi2.hpp"
 
-// words[b] gets bit b of 64 bytes, for b = 0 .. 7: the sign bits of all bytes, then all bytes doubled.
-inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
-    __m512i shifted = _mm512_loadu_si512(bytes);
-    for (int b = 7; b >= 0; --b) {
-        words[b] = _mm512_movepi8_mask(shifted);
-        shifted = _mm512_add_epi8(shifted, shifted);
-    }
+// Transposes the eight bits of each of eight rows, the last row first, all at once: the columns of a matrix are its
+// products with the unit vectors.
+inline __m512i transposedBits(__m512i matrices) {
+    const __m512i unitVectors = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201ULL));
+    return _mm512_gf2p8affine_epi64_epi8(unitVectors, matrices, 0);
 }
 
-// Bit 0 of 64 bytes.
-inline std::uint64_t sliceLowestBits(const unsigned char* bytes) {
-    return _mm512_test_epi8_mask(_mm512_loadu_si512(bytes), _mm512_set1_epi8(1));
+struct ByteOrders {
+    alignas(64) unsigned char lastRowFirst[64]; // in each word
+    alignas(64) unsigned char byRow[64];        // byte b of each word to word b
+
+    constexpr ByteOrders() : lastRowFirst(), byRow() {
+        for (unsigned i = 0; i < 64; ++i) {
+            lastRowFirst[i] = static_cast<unsigned char>(i / 8 * 8 + 7 - i % 8);
+            byRow[i] = static_cast<unsigned char>(i % 8 * 8 + i / 8);
+        }
+    }
+};
+
+constexpr ByteOrders byteOrders;
+
+// words[b] gets bit b of 64 bytes, for b = 0 .. 7.
+inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
+    const __m512i matrices =
+        _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.lastRowFirst), _mm512_loadu_si512(bytes));
+    _mm512_storeu_si512(words,
+                        _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transposedBits(matrices)));
 }
 
 constexpr int wordsAtOnce = 8;
@@ -24,13 +39,6 @@ inline void storeLanes(__m512i vector, unsigned char* to) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 128), _mm512_extracti64x2_epi64(vector, 1));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 256), _mm512_extracti64x2_epi64(vector, 2));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 384), _mm512_extracti64x2_epi64(vector, 3));
-}
-
-// Transposes the eight bits of each of eight rows, all at once: the columns of a matrix are its products with the unit
-// vectors.
-inline __m512i transposedBits(__m512i matrices) {
-    const __m512i unitVectors = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201ULL));
-    return _mm512_gf2p8affine_epi64_epi8(unitVectors, matrices, 0);
 }
 
 // 64 bytes for each of wordsAtOnce words from w on: bit b is from rows[b]. Bytes of the rows are brought together by

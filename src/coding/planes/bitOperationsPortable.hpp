@@ -86,19 +86,6 @@ inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     }
 }
 
-// Bit 0 of 64 bytes.
-inline std::uint64_t sliceLowestBits(const unsigned char* bytes) {
-    std::uint64_t word = 0;
-    for (int i = 0; i < 8; ++i) {
-        std::uint64_t group = 0;
-        for (int j = 0; j < 8; ++j) {
-            group |= static_cast<std::uint64_t>(bytes[8 * i + j] & 1U) << (8 * j);
-        }
-        word |= (group * 0x0102040810204080U >> 56) << (8 * i); // byte j to bit j
-    }
-    return word;
-}
-
 inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {
     for (int i = 0; i < 8; ++i) {
         std::uint64_t rows = 0;

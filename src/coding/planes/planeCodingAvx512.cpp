@@ -5,6 +5,7 @@
 // GCC 12 takes the undefined sources of its own masked intrinsics for a mistake.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 
 TEKO_REGION_BEGIN(TEKO_AVX512_FEATURES)

@@ -18,15 +18,17 @@ struct Candidates {
 struct Chunk {
     int words;
     std::uint64_t lastValid; // the places in the last word that hold coefficients
-    std::uint64_t signs[chunkWords];
     std::uint64_t significant[chunkWords];
-    std::uint64_t planes[29][chunkWords];
+    alignas(64) std::uint64_t bits[chunkWords][32]; // of the folded values: the sign, then the planes
+
+    std::uint64_t signs(int w) const { return bits[w][0]; }
+    std::uint64_t plane(int b, int w) const { return bits[w][b + 1]; }
 
     // The candidates of word w on a plane; its events become significant.
     Candidates takeCandidates(int plane, int w) {
         const std::uint64_t valid = w == words - 1 ? lastValid : ~std::uint64_t{0};
         const std::uint64_t candidates = ~significant[w] & valid;
-        const std::uint64_t events = planes[plane][w] & candidates;
+        const std::uint64_t events = this->plane(plane, w) & candidates;
         significant[w] |= events;
         return {candidates, events};
     }
@@ -54,14 +56,10 @@ void slice(const V* values, int lowest, int topPlane, Chunk& chunk) {
     for (int w = 0; w < chunk.words; ++w) {
         unsigned char bytes[64];
         takeBytes(values + 64 * w, 0, bytes);
-        chunk.signs[w] = sliceLowestBits(bytes);
-        for (int plane = lowest; plane <= topPlane; plane += 8) {
-            std::uint64_t bits[8];
-            takeBytes(values + 64 * w, plane + 1, bytes); // above the sign
-            sliceBytes(bytes, bits);
-            for (int b = 0; b < std::min(8, topPlane - plane + 1); ++b) {
-                chunk.planes[plane + b][w] = bits[b];
-            }
+        sliceBytes(bytes, chunk.bits[w]);
+        for (int bit = std::max(8, (lowest + 1) / 8 * 8); bit <= topPlane + 1; bit += 8) {
+            takeBytes(values + 64 * w, bit, bytes);
+            sliceBytes(bytes, chunk.bits[w] + bit);
         }
     }
 }

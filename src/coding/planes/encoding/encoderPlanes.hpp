@@ -34,7 +34,7 @@ struct PlaneCoder {
         BitAppender out = refinements;
         for (int w = 0; w < chunk.words; ++w) {
             const std::uint64_t significant = chunk.significant[w];
-            out.put(extractBits(chunk.planes[plane][w], significant), static_cast<unsigned>(countBits(significant)));
+            out.put(extractBits(chunk.plane(plane, w), significant), static_cast<unsigned>(countBits(significant)));
         }
         refinements = out;
     }
@@ -59,7 +59,7 @@ private:
         for (int w = 0; w < chunk.words; ++w) {
             const Candidates candidates = chunk.takeCandidates(plane, w);
             putDenseWord(out, candidates.gathered(), candidates.count(),
-                         extractBits(chunk.signs[w], candidates.events));
+                         extractBits(chunk.signs(w), candidates.events));
         }
         runs = out;
     }

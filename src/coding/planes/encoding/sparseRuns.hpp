@@ -13,7 +13,7 @@ inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsig
             run += count;
             continue;
         }
-        std::uint64_t signs = extractBits(chunk.signs[w], candidates.events);
+        std::uint64_t signs = extractBits(chunk.signs(w), candidates.events);
         auto last = static_cast<unsigned>(std::countr_zero(gaps));
         putEvent(out, run + last, k, signs & 1);
         for (gaps &= gaps - 1, signs >>= 1; gaps != 0; signs >>= 2) {

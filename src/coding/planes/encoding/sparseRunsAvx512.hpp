@@ -43,7 +43,7 @@ inline void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPl
     found.places[0] = 0 - static_cast<std::uint32_t>(passes) - 1;
     for (int w = 0; w < chunk.words; ++w) {
         const Candidates candidates = chunk.takeCandidates(plane, w);
-        const __mmask64 signs = extractBits(chunk.signs[w], candidates.all);
+        const __mmask64 signs = extractBits(chunk.signs(w), candidates.all);
         const __m512i placesAndSigns = _mm512_mask_add_epi8(ascending, signs, ascending, signBit);
         const __m512i bytes = _mm512_maskz_compress_epi8(candidates.gathered(), placesAndSigns);
         const __m512i wordStart = _mm512_set1_epi32(static_cast<int>(start));
