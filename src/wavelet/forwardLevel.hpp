@@ -9,9 +9,11 @@
 
 namespace teko {
 
-// Up to which magnitude in the rows that a level starts from the update for small values gives the exact result
-// everywhere. A predicted sample is at most 2.25 times the largest, an updated one 2.53 times; a kernel meets
-// samples that have been through a row pass, so 2.25 * 2.53 * 2798 < 16383 is what an update may add.
+// Up to which magnitudes in its rows a level may use the updates for smaller values. A predicted sample is at most 2.25
+// times the largest, and before it is scaled an updated one 1.5 times: the sums of the magnitudes of the filter's weights.
+// A kernel meets samples that have been through a row pass, so it meets 2.25 * 1.5 * 600 < 2047 at most, or
+// 2.25 * 2.25 * 2798 < 16383 and 2.25 * 1.5 * 2798 < 24575.
+constexpr long largestForSmallUpdate = 600;
 constexpr long largestForUpdate = 2798;
 
 // A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
@@ -28,7 +30,7 @@ public:
     void run() {
         for (int y = 0; y < n; ++y) {
             window.read(y);
-            advanceTo(y);
+            taken(y);
         }
         finish();
     }
@@ -41,6 +43,12 @@ public:
     // Where row y is to be put; then it has been.
     SplitRow<RowSample<T>>& place(int y) { return window[y]; }
     void taken(int y) {
+        if (window[y].largest > largest) {
+            largest = window[y].largest;
+            update = largest <= largestForSmallUpdate ? k.updateSmall
+                     : largest <= largestForUpdate    ? k.update
+                                                      : k.updateExact;
+        }
         if (y + 1 - advanced == RowWindow<T>::spareRows) {
             advanceTo(y);
         }
@@ -82,7 +90,7 @@ private:
 
     void transformRow(int y) {
         window.liftOddAlong(y, k.predict, k.predictExact);
-        window.liftEvenAlong(y, window.isAtMost(largestForUpdate, y, y) ? k.update : k.updateExact);
+        window.liftEvenAlong(y, update);
     }
 
     void liftPair(int i) {
@@ -94,7 +102,7 @@ private:
     }
 
     void finishEven(int j) {
-        window.liftEven(j, window.isAtMost(largestForUpdate, j - 4, j + 4) ? k.update : k.updateExact);
+        window.liftEven(j, update);
         if (j > 0) {
             pass(j - 1, window[j - 1]);
         }
@@ -112,6 +120,8 @@ private:
     bool wrapsEverywhere;
     std::unique_ptr<ForwardLevel> coarser;
     int advanced = 0; // rows
+    long largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
+    typename RowWindow<T>::EvenStep update = nullptr;
 };
 
 } // namespace teko

@@ -48,7 +48,7 @@ private:
         for (; read <= std::min(next + 1, n - 1); ++read) {
             readRow(read);
         }
-        window.liftEven(next, window.isAtMost(largestForUnupdate, next - 1, next + 1) ? k.unupdate : k.unupdateExact);
+        window.liftEven(next, unupdate);
         if (next >= 4) {
             finishOdd(next - 3);
         }
@@ -71,13 +71,16 @@ private:
         if (coarser && y % 2 == 0) {
             window.merge(y, coarser->restore(y / 2));
         }
+        if (window[y].largest > largest) {
+            largest = window[y].largest;
+            unupdate = largest <= largestForUnupdate ? k.unupdate : k.unupdateExact;
+        }
     }
 
     void finishOdd(int i) {
         const bool isEnd = i == 1 || i + 3 >= n;
         const bool mayWrap = !exactEverywhere && !isEnd;
-        const bool fits = window.isAtMost(largestForExactSum, i - 4, i + 4);
-        window.liftOdd(i, mayWrap || fits ? k.unpredict : k.unpredictExact);
+        window.liftOdd(i, mayWrap || largest <= largestForExactSum ? k.unpredict : k.unpredictExact);
         if (i >= 3) {
             untransformRow(i - 3);
         }
@@ -85,7 +88,7 @@ private:
     }
 
     void untransformRow(int y) {
-        window.liftEvenAlong(y, window.isAtMost(largestForUnupdate, y - 4, y + 4) ? k.unupdate : k.unupdateExact);
+        window.liftEvenAlong(y, unupdate);
         window.liftOddAlong(y, k.unpredict, k.unpredictExact);
     }
 
@@ -99,6 +102,8 @@ private:
     int read = 0;      // rows
     int next = 0;      // even row
     int restored = -1; // all rows up to this one
+    long largest = -1; // of all rows so far
+    typename RowWindow<T>::EvenStep unupdate = nullptr;
 };
 
 } // namespace teko

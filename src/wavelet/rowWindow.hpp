@@ -91,14 +91,6 @@ public:
         step(row.even, row.odd - 1, row.odd, evens);
     }
 
-    bool isAtMost(long bound, int firstRow, int lastRow) {
-        bool all = true;
-        for (int y = firstRow; y <= lastRow; ++y) {
-            all = all && (*this)[y].largest <= bound;
-        }
-        return all;
-    }
-
 private:
     // Rows start on cache lines.
     long alignedStart() const {

@@ -46,7 +46,10 @@ struct RowKernels {
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     // The same with the exact sum; any values.
     void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
-    // even = scale(even + rdiv(before + after, 4)), for even up to 24575 and before, after up to 16383.
+    // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up to
+    // 4095.
+    void (*updateSmall)(Row* even, const Row* before, const Row* after, int n);
+    // The same, for sums up to 24575 and before, after up to 16383.
     void (*update)(Row* even, const Row* before, const Row* after, int n);
     // The same; any values.
     void (*updateExact)(Row* even, const Row* before, const Row* after, int n);

@@ -150,6 +150,7 @@ constexpr RowKernels<T> genericRowKernels() {
             predictRow<Row, Exact>,
             updateRow<Row>,
             updateRow<Row>,
+            updateRow<Row>,
             unpredictRow<Row, Wrapped>,
             unpredictRow<Row, Exact>,
             unupdateRow<Row>,
