@@ -7,6 +7,9 @@
 #include "driver/encodeRows.hpp"
 #include "driver/fileHeader.hpp"
 #include "driver/files.hpp"
+#include "filter/filter4_2.hpp"
+#include "image/imageData.hpp"
+#include "wavelet/wavelet.hpp"
 
 #include <algorithm>
 #include <vector>
@@ -65,17 +68,50 @@ Bytes codeBehindHeader(std::uint64_t capacity, Write write) {
     return coded;
 }
 
+void setUpReader(BitStreamer& in, ByteView payload) {
+    in.setUpMemoryReader(const_cast<unsigned char*>(payload.data()), static_cast<std::int64_t>(payload.size()));
+}
+
+// What images and targets without rows take: planes, stage by stage.
+template <typename T>
+struct Planes {
+    explicit Planes(const ImageEntry& entry) : image(entry.width, entry.height, entry.channels()) {
+        wavelet.filter = &filter;
+    }
+
+    Bytes encode(ByteView raw, std::uint64_t capacity) {
+        const File file = openToRead(raw);
+        sizeof(T) == sizeof(short) ? image.rawRead8(file.get()) : image.rawRead16(file.get());
+        if constexpr (sizeof(T) == sizeof(short)) {
+            colourTransform(&image);
+        }
+        wavelet.transform(&image);
+        return codeBehindHeader(capacity, [this](BitStreamer& out) { wavelet.writeWavelet(&image, out); });
+    }
+
+    void decode(BitStreamer& in, std::span<unsigned char> raw) {
+        wavelet.readWavelet(&image, in);
+        wavelet.untransform(&image);
+        if constexpr (sizeof(T) == sizeof(short)) {
+            colourUntransform(&image);
+        }
+        MemoryTarget target{raw.data(), raw.size()};
+        const File file = openToWrite(target);
+        sizeof(T) == sizeof(short) ? image.rawWrite8(file.get(), 0) : image.rawWrite16(file.get(), 0);
+    }
+
+    ImageData<T> image;
+    Filter4_2<T> filter;
+    Wavelet<T> wavelet;
+};
+
 template <typename T>
 Bytes encodePayload(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
-    if (RowEncoder<T>::suits(entry.width, entry.height)) {
-        RowEncoder<T> encoder(entry.width, entry.height, entry.channels());
-        encodeRows(openToRead(raw).get(), entry.width, entry.height, entry.channels(), encoder);
-        return codeBehindHeader(capacity, [&](BitStreamer& out) { encoder.write(out); });
+    if (!RowCodec<T>::suits(entry)) {
+        return Planes<T>(entry).encode(raw, capacity);
     }
-    MemoryCodec<T> codec(entry);
-    codec.readPlanes(raw);
-    codec.applyColour();
-    codec.transform();
+    RowCodec<T> codec(entry);
+    codec.transform(raw);
     return codec.code(capacity);
 }
 
@@ -90,33 +126,16 @@ Bytes encode(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
 }
 
 template <typename T>
-bool decodeInRows(const ImageEntry& entry, ByteView payload, std::span<unsigned char> raw) {
-    if (!RowDecoder<T>::suits(entry.width, entry.height)) {
-        return false;
-    }
-    RowDecoder<T> decoder(entry.width, entry.height, entry.channels());
-    BitStreamer in;
-    in.setUpMemoryReader(const_cast<unsigned char*>(payload.data()), static_cast<std::int64_t>(payload.size()));
-    const int topPlane = readTopPlane(in);
-    if (!RowDecoder<T>::suits(topPlane)) {
-        return false;
-    }
-    decoder.read(topPlane, in);
-    MemoryTarget target{raw.data(), raw.size()};
-    decodeRows(decoder, entry.width, entry.height, entry.channels(), 0, openToWrite(target).get());
-    return true;
-}
-
-template <typename T>
 void decode(const ImageEntry& entry, ByteView payload, std::span<unsigned char> raw) {
-    if (decodeInRows<T>(entry, payload, raw)) {
-        return;
+    if (RowCodec<T>::suits(entry)) {
+        RowCodec<T> codec(entry);
+        codec.decode(payload);
+        codec.restore(raw);
+    } else {
+        BitStreamer in;
+        setUpReader(in, payload);
+        Planes<T>(entry).decode(in, raw);
     }
-    MemoryCodec<T> codec(entry);
-    codec.decode(payload);
-    codec.untransform();
-    codec.revertColour();
-    codec.writePlanes(raw);
 }
 
 Bytes encodeWithCapacity(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
@@ -126,65 +145,35 @@ Bytes encodeWithCapacity(const ImageEntry& entry, ByteView raw, std::uint64_t ca
 } // namespace
 
 template <typename T>
-MemoryCodec<T>::MemoryCodec(const ImageEntry& entry) : image(entry.width, entry.height, entry.channels()) {
-    wavelet.filter = &filter;
+bool RowCodec<T>::suits(const ImageEntry& entry) {
+    return RowEncoder<T>::suits(entry.width, entry.height);
 }
 
 template <typename T>
-void MemoryCodec<T>::readPlanes(ByteView raw) {
-    const File file = openToRead(raw);
-    if constexpr (sizeof(T) == sizeof(short)) {
-        image.rawRead8(file.get());
-    } else {
-        image.rawRead16(file.get());
-    }
+void RowCodec<T>::transform(ByteView raw) {
+    encoder.reset();
+    encoder = std::make_unique<RowEncoder<T>>(entry.width, entry.height, entry.channels());
+    encodeRows(openToRead(raw).get(), entry.width, entry.height, entry.channels(), *encoder);
 }
 
 template <typename T>
-void MemoryCodec<T>::applyColour() {
-    if constexpr (sizeof(T) == sizeof(short)) {
-        colourTransform(&image);
-    }
+Bytes RowCodec<T>::code(std::uint64_t capacity) {
+    return codeBehindHeader(capacity, [this](BitStreamer& out) { encoder->write(out); });
 }
 
 template <typename T>
-void MemoryCodec<T>::transform() {
-    wavelet.transform(&image);
-}
-
-template <typename T>
-Bytes MemoryCodec<T>::code(std::uint64_t capacity) {
-    return codeBehindHeader(capacity, [this](BitStreamer& out) { wavelet.writeWavelet(&image, out); });
-}
-
-template <typename T>
-void MemoryCodec<T>::decode(ByteView payload) {
+void RowCodec<T>::decode(ByteView payload) {
+    decoder.reset();
+    decoder = std::make_unique<RowDecoder<T>>(entry.width, entry.height, entry.channels());
     BitStreamer in;
-    in.setUpMemoryReader(const_cast<unsigned char*>(payload.data()), static_cast<std::int64_t>(payload.size()));
-    wavelet.readWavelet(&image, in);
+    setUpReader(in, payload);
+    decoder->read(readTopPlane(in), in);
 }
 
 template <typename T>
-void MemoryCodec<T>::untransform() {
-    wavelet.untransform(&image);
-}
-
-template <typename T>
-void MemoryCodec<T>::revertColour() {
-    if constexpr (sizeof(T) == sizeof(short)) {
-        colourUntransform(&image);
-    }
-}
-
-template <typename T>
-void MemoryCodec<T>::writePlanes(std::span<unsigned char> raw) {
+void RowCodec<T>::restore(std::span<unsigned char> raw) {
     MemoryTarget target{raw.data(), raw.size()};
-    const File file = openToWrite(target);
-    if constexpr (sizeof(T) == sizeof(short)) {
-        image.rawWrite8(file.get(), 0);
-    } else {
-        image.rawWrite16(file.get(), 0);
-    }
+    decodeRows(*decoder, entry.width, entry.height, entry.channels(), 0, openToWrite(target).get());
 }
 
 Bytes encodeWhole(const ImageEntry& entry, ByteView raw) {
@@ -211,7 +200,7 @@ void decodeWhole(const ImageEntry& entry, ByteView coded, std::span<unsigned cha
     }
 }
 
-template class MemoryCodec<short>;
-template class MemoryCodec<long>;
+template class RowCodec<short>;
+template class RowCodec<long>;
 
 } // namespace teko::bench

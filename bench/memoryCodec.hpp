@@ -3,35 +3,32 @@
 
 #include "bench/bytes.hpp"
 #include "bench/imageList.hpp"
-#include "filter/filter4_2.hpp"
-#include "image/imageData.hpp"
-#include "wavelet/wavelet.hpp"
+#include "coding/rowDecoder.hpp"
+#include "coding/rowEncoder.hpp"
 
 #include <cstdint>
+#include <memory>
 
 namespace teko::bench {
 
-// The planes of one image and what works on them. Stages run in the order of their names here; each throws
-// what it calls throws.
+// The stages of the row by row codec. Each throws what it calls throws.
 template <typename T>
-class MemoryCodec {
+class RowCodec {
 public:
-    explicit MemoryCodec(const ImageEntry& entry);
+    // Whether images of that shape go row by row, with the target in use.
+    static bool suits(const ImageEntry& entry);
 
-    void readPlanes(ByteView raw);
-    void applyColour(); // both do nothing for grey
-    void transform();
-    Bytes code(std::uint64_t capacity); // payload only; cut where the capacity ends
-    void decode(ByteView payload);      // aligned to a word
-    void untransform();
-    void revertColour();
-    void writePlanes(std::span<unsigned char> raw);
+    explicit RowCodec(const ImageEntry& imageEntry) : entry(imageEntry) {}
 
-    ImageData<T> image;
+    void transform(ByteView raw);               // up to folded and counted coefficients
+    Bytes code(std::uint64_t capacity);         // those: payload only, cut where the capacity ends; once
+    void decode(ByteView payload);              // aligned to a word; up to sliced coefficients
+    void restore(std::span<unsigned char> raw); // from those; once
 
 private:
-    Filter4_2<T> filter;
-    Wavelet<T> wavelet;
+    ImageEntry entry;
+    std::unique_ptr<RowEncoder<T>> encoder;
+    std::unique_ptr<RowDecoder<T>> decoder;
 };
 
 // A coded file as modes c and C make it: lossless, or cut to a part of the raw size.
@@ -40,7 +37,7 @@ Bytes encodeWithin(float rate, const ImageEntry& entry, ByteView raw);
 // Its raw bytes again. The shape is the entry's.
 void decodeWhole(const ImageEntry& entry, ByteView coded, std::span<unsigned char> raw);
 
-extern template class MemoryCodec<short>;
-extern template class MemoryCodec<long>;
+extern template class RowCodec<short>;
+extern template class RowCodec<long>;
 
 } // namespace teko::bench

@@ -29,22 +29,8 @@ constexpr float rateOfCutFiles = 0.05F;
 template <typename T>
 class Subject {
 public:
-    // How far the planes have come on the way to coefficients.
-    enum Progress { raw, planes, colours, coefficients };
-
     explicit Subject(const ImageEntry& imageEntry)
         : entry(imageEntry), original(readRaw(entry)), result(original.size()), codec(entry) {}
-
-    void bringTo(Progress progress) {
-        if (!saved[progress]) {
-            savePlanes(progress);
-        }
-        const std::vector<T>& samples = *saved[progress];
-        for (int c = 0; c < codec.image.channels; ++c) {
-            std::copy_n(samples.data() + static_cast<std::size_t>(c) * entry.pixels(), entry.pixels(),
-                        codec.image.planes[c]);
-        }
-    }
 
     const Bytes& wholeCoded() {
         if (!whole) {
@@ -58,25 +44,9 @@ public:
     ImageEntry entry;
     std::vector<unsigned char> original;
     std::vector<unsigned char> result;
-    MemoryCodec<T> codec;
+    RowCodec<T> codec;
 
 private:
-    void savePlanes(Progress progress) {
-        codec.readPlanes(original);
-        if (progress >= colours) {
-            codec.applyColour();
-        }
-        if (progress >= coefficients) {
-            codec.transform();
-        }
-        saved[progress].emplace();
-        for (int c = 0; c < codec.image.channels; ++c) {
-            const T* plane = codec.image.planes[c];
-            saved[progress]->insert(saved[progress]->end(), plane, plane + entry.pixels());
-        }
-    }
-
-    std::optional<std::vector<T>> saved[coefficients + 1];
     std::optional<Bytes> whole;
 };
 
@@ -107,7 +77,7 @@ struct Stage {
     std::function<void(Subject<T>&)> prepare; // not timed
     std::function<void(Subject<T>&)> run;
     bool restoresImage = false; // `result` must be the raw image afterwards
-    bool needsColour = false;
+    bool needsRows = false;     // a part of the row by row codec
 };
 
 template <typename T>
@@ -136,11 +106,9 @@ template <typename T>
 std::vector<Stage<T>> stagesOfEncoder() {
     using S = Subject<T>;
     return {
-        {"readRaw", [](S&) {}, [](S& s) { s.codec.readPlanes(s.original); }},
-        {"colourTransform", [](S& s) { s.bringTo(S::planes); }, [](S& s) { s.codec.applyColour(); }, false, true},
-        {"transform", [](S& s) { s.bringTo(S::colours); }, [](S& s) { s.codec.transform(); }},
-        {"writeWavelet", [](S& s) { s.bringTo(S::coefficients); },
-         [](S& s) { benchmark::DoNotOptimize(s.codec.code(codedCapacity(s.original.size()))); }},
+        {"readAndTransform", [](S&) {}, [](S& s) { s.codec.transform(s.original); }, false, true},
+        {"codeClasses", [](S& s) { s.codec.transform(s.original); },
+         [](S& s) { benchmark::DoNotOptimize(s.codec.code(codedCapacity(s.original.size()))); }, false, true},
         {"wholeEncode", [](S&) {}, [](S& s) { benchmark::DoNotOptimize(encodeWhole(s.entry, s.original)); }},
         {"wholeEncodeAtRate", [](S&) {},
          [](S& s) { benchmark::DoNotOptimize(encodeWithin(rateOfCutFiles, s.entry, s.original)); }},
@@ -152,10 +120,13 @@ std::vector<Stage<T>> stagesOfDecoder() {
     using S = Subject<T>;
     const auto clear = [](S& s) { std::fill(s.result.begin(), s.result.end(), static_cast<unsigned char>(0)); };
     return {
-        {"readWavelet", [](S& s) { s.wholeCoded(); }, [](S& s) { s.codec.decode(s.payload()); }},
-        {"untransform", [](S& s) { s.bringTo(S::coefficients); }, [](S& s) { s.codec.untransform(); }},
-        {"colourUntransform", [](S& s) { s.bringTo(S::colours); }, [](S& s) { s.codec.revertColour(); }, false, true},
-        {"writeRaw", [](S& s) { s.bringTo(S::planes); }, [](S& s) { s.codec.writePlanes(s.result); }, true},
+        {"readSegments", [](S& s) { s.wholeCoded(); }, [](S& s) { s.codec.decode(s.payload()); }, false, true},
+        {"untransformAndWrite",
+         [clear](S& s) {
+             s.codec.decode(s.payload());
+             clear(s);
+         },
+         [](S& s) { s.codec.restore(s.result); }, true, true},
         {"wholeDecode",
          [clear](S& s) {
              s.wholeCoded();
@@ -168,7 +139,7 @@ std::vector<Stage<T>> stagesOfDecoder() {
 template <typename T>
 void registerStages(const ImageEntry& entry, const std::vector<Stage<T>>& stages) {
     for (const Stage<T>& stage : stages) {
-        if (stage.needsColour && !entry.isColour()) {
+        if (stage.needsRows && !RowCodec<T>::suits(entry)) {
             continue;
         }
         const std::string name = std::string(entry.kind()) + '/' + entry.name + '/' + stage.name;

@@ -3,7 +3,7 @@
 
 #include "coding/imageShape.hpp"
 #include "coding/subband.hpp"
-#include "filter/rows/rowKernels.hpp"
+#include "wavelet/rowStream.hpp"
 
 #include <memory>
 

@@ -5,12 +5,10 @@
 
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
-#include "coding/planes/planeCoding.hpp"
 #include "coding/subband.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
-#include <cstdint>
 
 namespace teko {
 
@@ -127,8 +125,16 @@ void changeEverySample(ImageData<T>& image, Change change) {
     }
 }
 
+} // namespace
+
+int readTopPlane(BitStreamer& in) {
+    const auto topPlane = static_cast<int>(in.getBits(8));
+    return topPlane == noPlanes ? -1 : topPlane;
+}
+
 template <typename T>
-int readPlainly(ImageData<T>& image, int levels, int topPlane, const Wavelet<T>& wavelet, BitStreamer& in) {
+int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BitStreamer& in) {
+    const int levels = numberOfLevels(image.width, image.height);
     changeEverySample(image, [](T) { return T{0}; });
     int endedEarly = 0;
     try {
@@ -140,33 +146,6 @@ int readPlainly(ImageData<T>& image, int levels, int topPlane, const Wavelet<T>&
         changeEverySample(image, unfold<T>);
     }
     return endedEarly;
-}
-
-// Whether the planes' memory can hold sliced coefficients: words, without gaps between the rows.
-template <typename T>
-bool isSlicable(const ImageData<T>& image, int levels, int topPlane) {
-    bool isAligned = true;
-    for (int channel = 0; channel < image.channels; ++channel) {
-        isAligned = isAligned && reinterpret_cast<std::uintptr_t>(image.planes[channel]) % sizeof(std::uint64_t) == 0;
-    }
-    return isAligned && levels >= 0 && topPlane <= highestSlicedPlane<T> && image.stride == image.width;
-}
-
-} // namespace
-
-int readTopPlane(BitStreamer& in) {
-    const auto topPlane = static_cast<int>(in.getBits(8));
-    return topPlane == noPlanes ? -1 : topPlane;
-}
-
-template <typename T>
-int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BitStreamer& in) {
-    const int levels = numberOfLevels(image.width, image.height);
-    const PlaneCoding<T>* planes = planeCoding<T>(activeTarget());
-    if (planes != nullptr && wavelet.truncateDecode == 0 && isSlicable(image, levels, topPlane)) {
-        return planes->readCoefficients(image, levels, topPlane, wavelet.skipTransform == 0, in);
-    }
-    return readPlainly(image, levels, topPlane, wavelet, in);
 }
 
 template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, BitStreamer&);

@@ -8,13 +8,11 @@
 // Every segment is collected in a sub-stream of its own, so the coefficients are visited once for coding.
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/planes/planeCoding.hpp"
 #include "coding/segmentPlan.hpp"
 #include "coding/streamArrayManager.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
-#include <new>
 
 namespace teko {
 
@@ -53,18 +51,6 @@ void countBitLengths(ImageData<T>& image, int levels, BitLengthHistogram<T>& his
                   [&](int channel, int c, T& folded) { ++histogram.bitLengthCount[channel][c][bitLength(folded)]; });
 }
 
-// Folds and counts at once. Folds also when there is no memory for that.
-template <typename T>
-Unsigned<T> foldInSlices(ImageData<T>& image, int levels, const PlaneCoding<T>& planes,
-                         BitLengthHistogram<T>& histogram) {
-    try {
-        return planes.foldAndCount(image, levels, histogram);
-    } catch (const std::bad_alloc&) {
-        foldAll(image);
-        throw;
-    }
-}
-
 // Sends one folded value to the sub-streams of its channel and class.
 template <typename T>
 void codeCoefficient(BitStreamer* refinements, RunCoder* coders, T folded, int lowestPlane, int topPlane) {
@@ -98,29 +84,18 @@ void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
     if (levels < 0 && !isEmpty) {
         throw 5;
     }
-    const PlaneCoding<T>* planes = planeCoding<T>(activeTarget());
-    BitLengthHistogram<T> histogram;
-    const Unsigned<T> magnitudes =
-        planes != nullptr ? foldInSlices(*image, levels, *planes, histogram) : foldAll(*image);
-    const int topPlane = topPlaneOf<T>(magnitudes);
+    const int topPlane = topPlaneOf<T>(foldAll(*image));
     if (topPlane > highestPlane<T>) {
         throw 5;
     }
-    if (planes == nullptr || topPlane > highestSlicedPlane<T>) {
-        planes = nullptr;
-        histogram = {};
-        countBitLengths(*image, levels, histogram);
-    }
+    BitLengthHistogram<T> histogram;
+    countBitLengths(*image, levels, histogram);
     histogram.sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);
     const SegmentPlan<T> plan({image->width, image->height, image->channels, levels}, topPlane, histogram, out);
     StreamArrayManager<T> streams(image->channels, levels, topPlane);
     plan.setUp(streams);
-    if (planes != nullptr) {
-        planes->codeCoefficients(*image, streams, plan.lowest);
-    } else {
-        codeCoefficients(*image, streams, plan.lowest);
-    }
+    codeCoefficients(*image, streams, plan.lowest);
     plan.assemble(streams, out);
 }
 

@@ -30,19 +30,19 @@ bool RowDecoder<T>::suits(int topPlane) {
 
 template <typename T>
 RowDecoder<T>::RowDecoder(int width, int height, int channels)
-    : sliced(planeCoding<T>(activeTarget())->makeSliced(shapeOf(width, height, channels))) {
-    for (int channel = 0; channel < channels; ++channel) {
-        sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
-        transforms.emplace_back(width, height, activeTarget(), *sources.back());
-    }
-}
+    : shape(shapeOf(width, height, channels)), sliced(planeCoding<T>(activeTarget())->makeSliced(shape)) {}
 
 template <typename T>
 RowDecoder<T>::~RowDecoder() = default;
 
 template <typename T>
 int RowDecoder<T>::read(int topPlane, BitStreamer& in) {
-    return sliced->read(topPlane, in);
+    const int endedEarly = sliced->read(topPlane, in);
+    for (int channel = 0; channel < shape.channels; ++channel) {
+        sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
+        transforms.emplace_back(shape.width, shape.height, activeTarget(), *sources.back());
+    }
+    return endedEarly;
 }
 
 template class RowDecoder<short>;

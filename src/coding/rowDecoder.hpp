@@ -2,6 +2,7 @@
 // transform. No plane of samples is ever there: coefficients stay sliced in memory until a row needs them.
 #pragma once
 
+#include "coding/imageShape.hpp"
 #include "coding/planes/planeCoding.hpp"
 #include "wavelet/rowStream.hpp"
 
@@ -18,12 +19,13 @@ public:
     // Whether it can read a stream with that top plane. Damaged streams can have higher ones.
     static bool suits(int topPlane);
 
-    // For a shape that suits. Needs as much memory as planes of compact samples, and that for 36 rows of each channel.
-    // Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
+    // For a shape that suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
+    // stream is read, and then that for 36 rows of each channel. Throws std::bad_alloc, and std::bad_array_new_length
+    // beyond 2^31 - 1 samples.
     RowDecoder(int width, int height, int channels);
     ~RowDecoder();
 
-    // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once.
+    // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once. Throws std::bad_alloc.
     int read(int topPlane, BitStreamer& in);
 
     // After read: the rows of a channel. The channels are independent.
@@ -32,6 +34,7 @@ public:
 private:
     class ChannelSource;
 
+    const ImageShape shape;
     std::unique_ptr<SlicedImage<T>> sliced;
     std::vector<std::unique_ptr<ChannelSource>> sources;
     std::vector<InverseStream<T>> transforms;

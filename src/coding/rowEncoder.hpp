@@ -1,23 +1,13 @@
 // Compression of an image whose rows come one after another from the top: the fast form of the transform and
-// writeWavelet. No plane of samples is ever there: a row is transformed, folded and counted while it is in the cache, and
-// lies in memory class by class after that, ready to be coded.
+// writeWavelet. No plane of samples is ever there.
 #pragma once
 
-#include "coding/histogram.hpp"
-#include "coding/planes/planeCoding.hpp"
-#include "coding/subband.hpp"
+#include "coding/coefficientEncoder.hpp"
 #include "wavelet/rowStream.hpp"
 
-#include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace teko {
-
-struct BitStreamer;
-
-template <typename T>
-class ChannelFolder;
 
 template <typename T>
 class RowEncoder {
@@ -28,21 +18,17 @@ public:
     // For a shape that suits. Needs as much memory as planes of compact samples, and that for 32 rows of each channel.
     // Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
     RowEncoder(int width, int height, int channels);
-    ~RowEncoder();
 
     // What the rows of a channel are put into. The channels are independent.
     ForwardStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
 
     // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
     // Wavelet::writeWavelet.
-    void write(BitStreamer& out);
+    void write(BitStreamer& out) { coefficients.write(out); }
 
 private:
-    const ImageShape shape;
-    const PlaneCoding<T>& coding;
-    std::vector<std::unique_ptr<ChannelFolder<T>>> folders;
+    CoefficientEncoder<T> coefficients;
     std::vector<ForwardStream<T>> transforms;
-    std::unique_ptr<BitLengthHistogram<T>> histogram;
 };
 
 extern template class RowEncoder<short>;

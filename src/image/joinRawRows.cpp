@@ -46,8 +46,8 @@ void joinWordsInVectors(const SplitSamples<int>& samples, int width, unsigned ch
     joinWords({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + 2L * x);
 }
 
-// Where the bytes of 16 pixels come from, 16 bytes at a time, in the samples of each channel, those at even places first;
-// -1 where from another channel.
+// Where the bytes of 16 pixels come from, 16 bytes at a time, in the samples of each channel, those at even places
+// first; -1 where from another channel.
 struct RgbShuffles {
     alignas(16) signed char places[3][3][16]; // [group][channel]
 

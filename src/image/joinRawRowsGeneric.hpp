@@ -19,7 +19,8 @@ inline void joinWords(const SplitSamples<int>& samples, int width, unsigned char
     }
 }
 
-// Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of colourTransform.hpp.
+// Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of
+// colourTransform.hpp.
 inline void joinColourPixels(int first, const short* luminance, const short* red, const short* blue, int width,
                              unsigned char* __restrict raw) {
     for (int x = first; x < width; x += 2) {

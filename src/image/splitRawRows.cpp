@@ -110,7 +110,8 @@ TEKO_REGION_END
 const SplitRawRows& splitRawRows(Target target) {
     static constexpr SplitRawRows portable{splitBytes, splitWords, splitColours};
 #if defined(__x86_64__)
-    static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors, avx2::splitColoursInVectors};
+    static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors,
+                                       avx2::splitColoursInVectors};
     if (includesAvx2(target)) {
         return fast;
     }

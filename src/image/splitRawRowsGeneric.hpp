@@ -25,7 +25,8 @@ inline void splitWords(const unsigned char* __restrict raw, int width, const Spl
     }
 }
 
-// Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of colourTransform.hpp.
+// Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of
+// colourTransform.hpp.
 inline void splitColourPixels(int first, const unsigned char* __restrict raw, int width, short* __restrict luminance,
                               short* __restrict red, short* __restrict blue) {
     for (int x = first; x < width; x += 2) {

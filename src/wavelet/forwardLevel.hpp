@@ -10,8 +10,8 @@
 namespace teko {
 
 // Up to which magnitudes in its rows a level may use the updates for smaller values. A predicted sample is at most 2.25
-// times the largest, and before it is scaled an updated one 1.5 times: the sums of the magnitudes of the filter's weights.
-// A kernel meets samples that have been through a row pass, so it meets 2.25 * 1.5 * 600 < 2047 at most, or
+// times the largest, and before it is scaled an updated one 1.5 times: the sums of the magnitudes of the filter's
+// weights. A kernel meets samples that have been through a row pass, so it meets 2.25 * 1.5 * 600 < 2047 at most, or
 // 2.25 * 2.25 * 2798 < 16383 and 2.25 * 1.5 * 2798 < 24575.
 constexpr long largestForSmallUpdate = 600;
 constexpr long largestForUpdate = 2798;
@@ -26,14 +26,6 @@ public:
                  std::unique_ptr<ForwardLevel> coarserLevel)
         : lattice(itsLattice), window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()),
           wrapsEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
-
-    void run() {
-        for (int y = 0; y < n; ++y) {
-            window.read(y);
-            taken(y);
-        }
-        finish();
-    }
 
     void take(int y, const RowSample<T>* samples) {
         window.take(y, samples);
@@ -119,7 +111,7 @@ private:
     int n;
     bool wrapsEverywhere;
     std::unique_ptr<ForwardLevel> coarser;
-    int advanced = 0; // rows
+    int advanced = 0;  // rows
     long largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::EvenStep update = nullptr;
 };

@@ -2,8 +2,8 @@
 
 #include "wavelet/forwardLevel.hpp"
 #include "wavelet/inverseLevel.hpp"
+#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
-#include "wavelet/rowTransform.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -50,21 +50,21 @@ public:
 
     TakeFromSource(const Lattice<T>& lattice, int level, int levels, const RowKernels<T>& itsKernels,
                    CoefficientSource<T>& itsSource)
-        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), kernels(itsKernels),
-          source(itsSource), whole(new Row[static_cast<std::size_t>(columns)]) {}
+        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), kernels(itsKernels), source(itsSource),
+          whole(new Row[static_cast<std::size_t>(columns)]) {}
 
     void operator()(int y, SplitRow<Row>& row) {
         if (y % 2 != 0) {
             source.take(c, whole.get(), columns);
-            row.largest = kernels.splitCompact(whole.get(), columns, row.even, row.odd);
+            row.largest = kernels.split(whole.get(), columns, row.even, row.odd);
             return;
         }
         source.take(c, row.odd, columns / 2);
-        row.largest = kernels.largestCompact(row.odd, columns / 2);
+        row.largest = kernels.largest(row.odd, columns / 2);
         if (isCoarsest) {
             const int evens = (columns + 1) / 2;
             source.take(c + 1, row.even, evens);
-            row.largest = std::max(row.largest, kernels.largestCompact(row.even, evens));
+            row.largest = std::max(row.largest, kernels.largest(row.even, evens));
         }
     }
 
@@ -147,9 +147,8 @@ public:
         const int levels = numberOfLevels(width, height);
         for (int level = levels - 1; level >= 0; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
-            finest = std::make_unique<Level>(lattice, kernels,
-                                             TakeFromSource<T>(lattice, level, levels, kernels, source),
-                                             std::move(finest));
+            finest = std::make_unique<Level>(
+                lattice, kernels, TakeFromSource<T>(lattice, level, levels, kernels, source), std::move(finest));
         }
     }
 

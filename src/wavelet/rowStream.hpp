@@ -12,7 +12,8 @@ namespace teko {
 // Whether images of that shape can be transformed so: they have levels, all of them with six rows and columns at least.
 bool suitsRowStreams(int width, int height);
 
-// What becomes of the coefficients of a plane. Those of class c come in scan order; classes take turns as rows are done.
+// What becomes of the coefficients of a plane. Those of class c come in scan order; classes take turns as rows are
+// done.
 template <typename T>
 class CoefficientSink {
 public:

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "filter/rows/rowKernels.hpp"
-#include "wavelet/rowTransform.hpp"
+#include "wavelet/lattice.hpp"
 
 #include <algorithm>
 #include <array>
@@ -41,19 +41,15 @@ public:
         return rows[static_cast<std::size_t>(mirrored) % held];
     }
 
-    void read(int y) {
-        SplitRow<Row>& row = (*this)[y];
-        row.largest = kernels.split(lattice.row(y * lattice.step), lattice.step, lattice.columns(), row.even, row.odd);
-    }
     // Row y from the approximation that the next finer level makes.
     void take(int y, const Row* samples) {
         SplitRow<Row>& row = (*this)[y];
-        row.largest = kernels.splitCompact(samples, lattice.columns(), row.even, row.odd);
+        row.largest = kernels.split(samples, lattice.columns(), row.even, row.odd);
     }
     // The even samples of row y from a row that the next coarser level has restored.
     void merge(int y, const SplitRow<Row>& restored) {
         SplitRow<Row>& row = (*this)[y];
-        row.largest = std::max(row.largest, kernels.mergeCompact(row.even, evens, restored.even, restored.odd));
+        row.largest = std::max(row.largest, kernels.merge(row.even, evens, restored.even, restored.odd));
     }
 
     using Step = void (*)(Row*, const Row*, const Row*, const Row*, const Row*, int);

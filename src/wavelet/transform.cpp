@@ -1,13 +1,11 @@
 #include "wavelet/wavelet.hpp"
 
 #include "filter/filter4_2.hpp"
-#include "target/target.hpp"
+#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
-#include "wavelet/rowTransform.hpp"
 
 #include <algorithm>
 #include <memory>
-#include <typeinfo>
 
 namespace teko {
 
@@ -72,12 +70,6 @@ Lattice<T> latticeOf(const ImageData<T>& image, int channel, int level) {
     return {image.planes[channel], image.width, image.height, image.stride, 1 << level};
 }
 
-// Whether whole levels may be run by row kernels: they know no filter but this one.
-template <typename T>
-bool mayUseRows(const Filter<T>& filter) {
-    return activeTarget() != Target::plain && typeid(filter) == typeid(Filter4_2<T>);
-}
-
 } // namespace
 
 template <typename T>
@@ -86,12 +78,6 @@ void Wavelet<T>::transform(ImageData<T>* image) {
     for (int c = 0; c < image->channels; ++c) {
         for (int k = 0; k < levels && skipTransform == 0; ++k) {
             const Lattice<T> lattice = latticeOf(*image, c, k);
-            if (mayUseRows(*filter)) {
-                if (const int done = transformLevels(lattice, levels - k, activeTarget())) {
-                    k += done - 1;
-                    continue;
-                }
-            }
             filterRows(lattice, *filter, &Filter<T>::transform);
             filterColumns(lattice, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
         }
@@ -105,14 +91,6 @@ void Wavelet<T>::untransform(ImageData<T>* image) {
     for (int c = 0; c < image->channels; ++c) {
         for (int k = levels - 1; k >= 0 && skipTransform == 0; --k) {
             const Lattice<T> lattice = latticeOf(*image, c, k);
-            if (mayUseRows(*filter)) {
-                if (untransformLevels(latticeOf(*image, c, 0), k + 1, activeTarget())) {
-                    break;
-                }
-                if (untransformLevels(lattice, 1, activeTarget())) {
-                    continue;
-                }
-            }
             filterColumns(lattice, *filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
             filterRows(lattice, *filter, &Filter<T>::untransform);
         }

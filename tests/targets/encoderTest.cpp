@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 namespace teko {
 
 namespace {
@@ -53,7 +51,7 @@ TYPED_TEST_SUITE(TargetEncoder, SampleTypes);
 } // namespace
 
 TYPED_TEST(TargetEncoder, WritesThePlainStreamOfEveryPlaneAndContent) {
-    for (int plane = 0; plane <= highestPlane<TypeParam>; ++plane) {
+    for (int plane = 0; plane <= highestSlicedPlane<TypeParam>; ++plane) {
         for (const Content content : reference::allContents) {
             const Shape2d shape{70, 41, 1 + plane % 3};
             this->check(coefficients<TypeParam>(content, shape, plane, this->random, layouts[plane % 5]));
@@ -63,8 +61,8 @@ TYPED_TEST(TargetEncoder, WritesThePlainStreamOfEveryPlaneAndContent) {
 }
 
 TYPED_TEST(TargetEncoder, WritesThePlainStreamOfEverySize) {
-    for (int width = 0; width <= 36; ++width) {
-        for (int height = 0; height <= 36; ++height) {
+    for (int width = 2; width <= 36; ++width) {
+        for (int height = 2; height <= 36; ++height) {
             const Layout layout = layouts[(width + height) % 5];
             this->check(coefficients<TypeParam>(Content::geometric, {width, height}, 9, this->random, layout));
             this->check(scattered<TypeParam>({width, height}, 11, 20, this->random, layout));
@@ -122,22 +120,17 @@ TYPED_TEST(TargetEncoder, WritesThePlainFileThatIsLongerThanTheBuffer) {
                       BitStreamer::fileBufferWords);
 }
 
-// They end with the same error, and fold what is there.
-TYPED_TEST(TargetEncoder, RefusesMagnitudesWithoutAPlaneAsThePlainOneDoes) {
-    constexpr TypeParam least = std::numeric_limits<TypeParam>::min();
-    for (const TypeParam extreme : {least, static_cast<TypeParam>(least / 2), static_cast<TypeParam>(-(least / 2))}) {
-        for (const Layout& layout : layouts) {
-            auto image = coefficients<TypeParam>(Content::dense, {30, 31}, 13, this->random, layout);
-            image.at(0, 30, 29) = extreme;
-            EXPECT_EQ(writtenToMemory(image, Target::plain, 9999, {}).thrown, 5);
-            this->checkIn(image, 9999);
-        }
-    }
-}
+// They end with the same error, and nothing is written. Long ones do not get as far as this encoder.
+using TargetEncoderOfShorts = TargetEncoder<short>;
 
-TYPED_TEST(TargetEncoder, RefusesSingleRowsAndColumnsAsThePlainOneDoes) {
-    for (const Shape2d& shape : {Shape2d{1, 9}, {9, 1}, {1, 1}}) {
-        this->check(coefficients<TypeParam>(Content::dense, shape, 6, this->random));
+TEST_F(TargetEncoderOfShorts, RefusesMagnitudesWithoutAPlaneAsThePlainOneDoes) {
+    for (const int extreme : {-32768, -32767, -16385, -16384, 16384, 20001, 32767}) {
+        for (const int height : {3, 31, 200}) {
+            auto image = coefficients<short>(Content::dense, {30, height, 2}, 13, random);
+            image.at(1, height - 1, 29) = static_cast<short>(extreme);
+            EXPECT_EQ(writtenToMemory(image, Target::plain, 9999, {}).thrown, 5);
+            checkIn(image, 9999);
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "support/bitStreams.hpp"
 #include "support/codedStreams.hpp"
+#include "support/fastCoding.hpp"
 #include "support/laidOutImage.hpp"
 #include "support/targets.hpp"
 
@@ -50,9 +51,7 @@ testing::AssertionResult sameReading(const Decoded<T>& actual, const Decoded<T>&
 
 // Reads into an image like this one.
 template <typename T>
-Decoded<T> decoded(const LaidOutImage<T>& like, Target target, const Bytes& payload, const Source& source,
-                   Wavelet<T> wavelet = {}) {
-    const TargetInUse use(target);
+Decoded<T> decoded(const LaidOutImage<T>& like, Target target, const Bytes& payload, const Source& source) {
     Decoded<T> result{like};
     MemoryReader memory(payload);
     const ScratchFile file(source.turn ? payload : Bytes{});
@@ -64,7 +63,8 @@ Decoded<T> decoded(const LaidOutImage<T>& like, Target target, const Bytes& payl
     BitStreamer& in = source.turn ? fileReader : memory.stream;
     result.thrown = thrownBy([&] {
         in.getBits(source.bitsBefore);
-        result.result = wavelet.readWavelet(&*result.image, in);
+        result.result = target == Target::plain ? Wavelet<T>().readWavelet(&*result.image, in)
+                                                : readFast(*result.image, target, in);
     });
     for (int i = 0; i < 70 && result.result == 0; ++i) {
         int bit = -1;
@@ -76,11 +76,10 @@ Decoded<T> decoded(const LaidOutImage<T>& like, Target target, const Bytes& payl
 
 // Reads with every target what the plain one reads, and compares.
 template <typename T>
-Decoded<T> expectPlainReading(const LaidOutImage<T>& like, const Bytes& payload, const Source& source = fromMemory,
-                              Wavelet<T> wavelet = {}) {
-    const Decoded<T> expected = decoded(like, Target::plain, payload, source, wavelet);
+Decoded<T> expectPlainReading(const LaidOutImage<T>& like, const Bytes& payload, const Source& source = fromMemory) {
+    const Decoded<T> expected = decoded(like, Target::plain, payload, source);
     for (const Target target : fastTargets()) {
-        EXPECT_TRUE(sameReading(decoded(like, target, payload, source, wavelet), expected))
+        EXPECT_TRUE(sameReading(decoded(like, target, payload, source), expected))
             << target << ", " << payload.size() << " bytes from " << source;
     }
     return expected;

@@ -92,6 +92,8 @@ protected:
     static constexpr bool isShort = sizeof(T) == sizeof(short);
     static constexpr Magnitudes any = anyMagnitude<T>;
     static constexpr Magnitudes updateEvens = isShort ? Magnitudes{24575} : any;
+    static constexpr Magnitudes updateSmallEvens = isShort ? Magnitudes{1023} : any;
+    static constexpr Magnitudes updateSmallOdds = isShort ? Magnitudes{2048} : any;
     static constexpr Magnitudes unupdateEvens = isShort ? Magnitudes{21841} : any;
     static constexpr Magnitudes updateOdds = isShort ? Magnitudes{16383} : any;
 
@@ -127,6 +129,13 @@ TYPED_TEST(RowLifting, UnpredictsFromSumsWrappedToTheSample) {
 TYPED_TEST(RowLifting, UnpredictsFromExactSums) {
     this->forAllTargets([this](const auto& kernels) {
         this->checkOdd(kernels.unpredictExact, unpredicted<TypeParam, Exact>, TestFixture::Ends::kept);
+    });
+}
+
+TYPED_TEST(RowLifting, UpdatesVerySmallSamples) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkEven(kernels.updateSmall, updated<TypeParam>, TestFixture::updateSmallEvens,
+                        TestFixture::updateSmallOdds);
     });
 }
 

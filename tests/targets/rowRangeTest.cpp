@@ -31,6 +31,8 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),
                          [](const auto& instance) { return std::string(nameOf(instance.param)); });
 
+constexpr int mostForSmallUpdate = 2047;
+constexpr int mostToAddToSmall = 4095;
 constexpr int mostForUpdate = 24575;
 constexpr int mostForUnupdate = 21841;
 constexpr int mostToAdd = 16383;
@@ -45,6 +47,38 @@ TEST_P(RowRange, ScalesEveryNumber) {
         kernels.update(row.data(), odds.data(), odds.data(), lengthOf(row));
         for (std::size_t i = 0; i < row.size(); ++i) {
             ASSERT_EQ(row[i], updated<short>(all[i], rdiv<4>(2 * odd))) << all[i] << " and " << odd;
+        }
+    }
+}
+
+TEST_P(RowRange, ScalesEverySmallNumber) {
+    for (const int odd : {0, 1, -1, mostToAddToSmall, -mostToAddToSmall}) {
+        const int term = rdiv<4>(2 * odd);
+        const std::vector<short> all = numbers(-mostForSmallUpdate - term, mostForSmallUpdate - term);
+        std::vector<short> row = all;
+        const std::vector<short> odds = constant(row, odd);
+        kernels.updateSmall(row.data(), odds.data(), odds.data(), lengthOf(row));
+        for (int i = 0; i <= 2 * mostForSmallUpdate; ++i) {
+            const auto place = static_cast<std::size_t>(i);
+            ASSERT_EQ(row[place], updated<short>(all[place], term)) << all[place] << " and " << odd;
+        }
+    }
+}
+
+TEST_P(RowRange, RoundsEverySmallUpdateTerm) {
+    const std::vector<short> before = numbers(-mostToAddToSmall, mostToAddToSmall);
+    for (const int after : {-mostToAddToSmall, -2, -1, 0, 1, 2, mostToAddToSmall}) {
+        const std::vector<short> afters = constant(before, after);
+        for (const int sum : {-mostForSmallUpdate, -1, 0, 1, mostForSmallUpdate}) {
+            std::vector<short> evens = before;
+            for (std::size_t i = 0; i < before.size(); ++i) {
+                evens[i] = static_cast<short>(sum - rdiv<4>(before[i] + after));
+            }
+            std::vector<short> row = evens;
+            kernels.updateSmall(row.data(), before.data(), afters.data(), lengthOf(row));
+            for (std::size_t i = 0; i < before.size(); ++i) {
+                ASSERT_EQ(row[i], updated<short>(evens[i], rdiv<4>(before[i] + after))) << before[i] << " + " << after;
+            }
         }
     }
 }

@@ -2,27 +2,12 @@
 #pragma once
 
 #include "coding/foldedValue.hpp"
-#include "coding/subband.hpp"
-#include "image/imageData.hpp"
 #include "support/bitStreams.hpp"
+#include "support/coefficientClasses.hpp"
 
 #include <vector>
 
 namespace teko {
-
-// The folded values of one class of a channel, in scan order.
-template <typename T>
-std::vector<T> classOf(const ImageData<T>& image, int channel, int c, int levels) {
-    std::vector<T> values;
-    for (int y = 0; y < image.height; ++y) {
-        for (int x = 0; x < image.width; ++x) {
-            if (subbandClass(x, y, levels) == c) {
-                values.push_back(image.planes[channel][static_cast<long>(y) * image.stride + x]);
-            }
-        }
-    }
-    return values;
-}
 
 template <typename T>
 Bits refinementSegment(const std::vector<T>& folded, int b) {

@@ -1,4 +1,5 @@
 // The sub-streams of each class and plane, one by one, against the description of their segments.
+#include "coding/classSequences.hpp"
 #include "coding/planes/planeCoding.hpp"
 #include "support/coefficients.hpp"
 #include "support/targets.hpp"
@@ -6,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 
 namespace teko {
 
@@ -18,7 +19,8 @@ constexpr int parameters[] = {0, 2, 3, 0, 4, 1, 5, 2, 7, 3, 10, 0, 13, 17, 24};
 Bits bitsOf(const BitStreamer& stream) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(stream.buffer);
     const auto count = static_cast<std::size_t>(stream.bitCount());
-    Bits bits = unpacked(Bytes(bytes, bytes + (count + 7) / 8));
+    const Bytes content(bytes, bytes + (count + 7) / 8);
+    Bits bits = unpacked(content);
     bits.resize(count);
     return bits;
 }
@@ -31,44 +33,87 @@ protected:
     void check(LaidOutImage<T> image, int topPlane, const LowestPlanes& lowest) {
         image.fill([&](int c, int y, int x) { return fold(image.at(c, y, x)); });
         ++calls;
-        for (const Target target : fastTargets()) {
-            SCOPED_TRACE(nameOf(target));
-            const int levels = numberOfLevels(image->width, image->height);
-            StreamArrayManager<T> streams(image->channels, levels, topPlane);
-            forEachPlane(*image, streams, lowest, [&](int channel, int c, int b, const std::vector<T>& values) {
-                const Bits runs = runSegment(values, b, parameterOf(c, b));
-                streams.setUpRefinement(channel, c, b, refinementSegment(values, b).size());
-                streams.setUpRuns(channel, c, b, runs.size() - 5, parameterOf(c, b));
-            });
-            const LaidOutImage<T> before = image;
-            planeCoding<T>(target)->codeCoefficients(*image, streams, lowest);
-            ASSERT_TRUE(sameMemory(image, before));
-            forEachPlane(*image, streams, lowest, [&](int channel, int c, int b, const std::vector<T>& values) {
-                SCOPED_TRACE(testing::Message() << "channel " << channel << ", class " << c << ", plane " << b);
-                expectSegment(streams.refinementStreams[channel][c][b], refinementSegment(values, b));
-                RunCoder& coder = streams.runCoders[channel][c][b];
-                coder.finish();
-                expectSegment(*coder.stream, runSegment(values, b, parameterOf(c, b)));
-            });
+        const int levels = numberOfLevels(image->width, image->height);
+        for (int channel = 0; channel < image->channels; ++channel) {
+            for (int c = 0; c <= levels; ++c) {
+                Class of{shapeOf(image->width, image->height, image->channels), channel, c, topPlane,
+                         classOf(*image, channel, c, levels)};
+                for (int b = 0; b <= topPlane; ++b) {
+                    of.parameters.push_back(parameterOf(c, b));
+                }
+                const int sparse = lowestSparse(of.parameters);
+                const int anySparse =
+                    sparse + static_cast<int>(random() % static_cast<unsigned>(topPlane + 2 - sparse));
+                checkClass(of, lowest[channel][c], sparse);
+                checkClass(of, lowest[channel][c], anySparse);
+            }
         }
     }
 
     void checkAllPlanes(const LaidOutImage<T>& image, int topPlane) { check(image, topPlane, LowestPlanes{}); }
 
+    // With every lowest plane, and every plane that may be the lowest sparse one.
+    void checkEveryChoice(const std::vector<T>& coefficients, int topPlane, const std::vector<int>& itsParameters) {
+        Class of{shapeOf(2, static_cast<int>(coefficients.size() / 2), 1), 0, 0, topPlane, {}, itsParameters};
+        for (const T coefficient : coefficients) {
+            of.values.push_back(fold(coefficient));
+        }
+        for (int lowest = 0; lowest <= topPlane + 1; ++lowest) {
+            for (int sparse = lowestSparse(itsParameters); sparse <= topPlane + 1; ++sparse) {
+                checkClass(of, lowest, sparse);
+            }
+        }
+    }
+
     std::mt19937_64 random{7};
 
 private:
-    int parameterOf(int c, int b) const { return parameters[(calls + 4 * c + b) % 15]; }
+    struct Class {
+        ImageShape shape;
+        int channel;
+        int c;
+        int topPlane;
+        std::vector<T> values; // folded
+        std::vector<int> parameters = {};
 
-    template <typename Visit>
-    static void forEachPlane(const ImageData<T>& image, const StreamArrayManager<T>& streams,
-                             const LowestPlanes& lowest, Visit visit) {
-        for (int channel = 0; channel < image.channels; ++channel) {
-            for (int c = 0; c <= streams.levels; ++c) {
-                const std::vector<T> values = classOf(image, channel, c, streams.levels);
-                for (int b = lowest[channel][c]; b <= streams.topPlane; ++b) {
-                    visit(channel, c, b, values);
-                }
+        int parameter(int b) const { return parameters[static_cast<std::size_t>(b)]; }
+    };
+
+    // In two calls of three the upper planes have none that is 0, so that they may be called sparse.
+    int parameterOf(int c, int b) const {
+        const int k = parameters[(calls + 4 * c + b) % 15];
+        return calls % 3 != 0 && b >= calls % 5 ? std::max(k, 1) : k;
+    }
+
+    // The lowest plane from which on no parameter is 0.
+    static int lowestSparse(const std::vector<int>& itsParameters) {
+        const auto lastZero = std::find(itsParameters.rbegin(), itsParameters.rend(), 0);
+        return static_cast<int>(itsParameters.rend() - lastZero);
+    }
+
+    static void checkClass(const Class& of, int lowest, int sparse) {
+        for (const Target target : fastTargets()) {
+            SCOPED_TRACE(testing::Message() << target << ", channel " << of.channel << ", class " << of.c << ", from "
+                                            << lowest << " on, sparse from " << sparse << " on");
+            StreamArrayManager<T> streams(of.shape.channels, of.shape.levels, of.topPlane);
+            for (int b = lowest; b <= of.topPlane; ++b) {
+                const Bits runs = runSegment(of.values, b, of.parameter(b));
+                streams.setUpRefinement(of.channel, of.c, b, refinementSegment(of.values, b).size());
+                streams.setUpRuns(of.channel, of.c, b, runs.size() - 5, of.parameter(b));
+            }
+            ClassSequences<T> sequences(of.shape);
+            RowSample<T>* const values = sequences.begin(of.c);
+            ASSERT_EQ(sequences.count(of.c), static_cast<long>(of.values.size()));
+            std::transform(of.values.begin(), of.values.end(), values,
+                           [](T value) { return static_cast<RowSample<T>>(value); });
+            planeCoding<T>(target)->codeClass(values, sequences.count(of.c), streams, of.channel, of.c, lowest, sparse);
+            ASSERT_TRUE(std::equal(of.values.begin(), of.values.end(), values));
+            for (int b = lowest; b <= of.topPlane; ++b) {
+                SCOPED_TRACE(testing::Message() << "plane " << b << ", parameter " << of.parameter(b));
+                expectSegment(streams.refinementStreams[of.channel][of.c][b], refinementSegment(of.values, b));
+                RunCoder& coder = streams.runCoders[of.channel][of.c][b];
+                coder.finish();
+                expectSegment(*coder.stream, runSegment(of.values, b, of.parameter(b)));
             }
         }
     }
@@ -120,6 +165,23 @@ TYPED_TEST(TargetSubStreams, AreTheDescribedOnesAboveAnyLowestPlane) {
         }
         this->check(coefficients<TypeParam>(Content::geometric, {77, 64, 3}, 9, this->random), 9, lowest);
         this->check(scattered<TypeParam>({77, 64, 3}, 9, 9, this->random), 9, lowest);
+    }
+}
+
+// Which planes are called sparse is for speed alone, whatever they hold.
+TYPED_TEST(TargetSubStreams, DoNotDependOnWhatIsCalledSparse) {
+    for (const std::vector<int>& parameters : {std::vector<int>{1, 1, 1, 1, 1, 1, 1},
+                                               {0, 1, 2, 3, 4, 5, 6},
+                                               {0, 0, 0, 1, 1, 2, 3},
+                                               {7, 5, 3, 2, 2, 1, 9},
+                                               {2, 0, 2, 13, 3, 2, 24}}) {
+        for (const unsigned oneIn : {1U, 3U, 20U, 300U}) {
+            for (const int rows : {40, 1024, 2500}) {
+                const auto image = scattered<TypeParam>({2, rows}, 6, oneIn, this->random);
+                this->checkEveryChoice(classOf(*image, 0, 0, 0), 6, parameters);
+                ASSERT_FALSE(this->HasFatalFailure());
+            }
+        }
     }
 }
 

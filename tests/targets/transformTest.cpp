@@ -1,5 +1,6 @@
-// Whole decompositions with every target against those of the plain one.
+// Whole decompositions row by row with every target against those of planes.
 #include "filter/filter4_2.hpp"
+#include "support/rowStreams.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
 #include "wavelet/wavelet.hpp"
@@ -15,36 +16,76 @@ class TargetTransform : public testing::Test {
 protected:
     using Image = LaidOutImage<T>;
 
-    void check(const Image& image) {
-        const Image forward = transformed(image, Target::plain, &Wavelet<T>::transform);
-        const Image inverse = transformed(image, Target::plain, &Wavelet<T>::untransform);
+    void checkForward(const Image& image) {
+        const Image expected = transformed(image, &Wavelet<T>::transform);
+        const int levels = numberOfLevels(image->width, image->height);
         for (const Target target : fastTargets()) {
-            SCOPED_TRACE(nameOf(target));
-            ASSERT_TRUE(sameMemory(transformed(image, target, &Wavelet<T>::transform), forward));
-            ASSERT_TRUE(sameMemory(transformed(image, target, &Wavelet<T>::untransform), inverse));
-            ASSERT_TRUE(sameMemory(transformed(forward, target, &Wavelet<T>::untransform),
-                                   transformed(forward, Target::plain, &Wavelet<T>::untransform)));
+            const ClassCollector<T> actual = transformedByRows(*image, 0, target);
+            for (int c = 0; c < maximumClasses; ++c) {
+                const auto wanted = c <= levels ? classOf(*expected, 0, c, levels) : std::vector<T>();
+                ASSERT_TRUE(actual.classes[c] == wanted)
+                    << target << ", " << image->width << " x " << image->height << ", class " << c;
+            }
         }
     }
 
-    // With every texture and a layout that changes from call to call.
-    void checkSize(int width, int height, int channels) {
-        const Layout layouts[] = {{}, {0, 1}, {1, 0}, {7, 3}, {530, 0}};
+    void checkInverse(const Image& image) {
+        const Image expected = transformed(image, &Wavelet<T>::untransform);
+        for (const Target target : fastTargets()) {
+            Image actual = image;
+            ASSERT_TRUE(untransformByRows(*actual, 0, target)) << target;
+            ASSERT_TRUE(sameMemory(actual, expected)) << target;
+        }
+    }
+
+    // Any image, and the coefficients of one.
+    void check(const Image& image) {
+        checkForward(image);
+        checkInverse(clamped(image, largestCoefficient));
+        checkInverse(clamped(transformed(image, &Wavelet<T>::transform), largestCoefficient));
+    }
+
+    // With every texture. The shape must suit.
+    void checkSize(int width, int height) {
+        ASSERT_TRUE(suitsRowStreams(width, height)) << width << " x " << height;
         for (const Texture texture : allTextures) {
-            Image image(width, height, channels, layouts[calls++ % 5]);
+            Image image(width, height, 1);
             paint(image, texture, random);
-            check(image);
+            check(clamped(image, largestSample));
             if (this->HasFatalFailure()) {
                 return;
             }
         }
     }
 
-    Filter4_2<T> filter;
+    void checkSizes(const std::vector<int>& widths, const std::vector<int>& heights) {
+        for (const int width : widths) {
+            for (const int height : heights) {
+                if (!suitsRowStreams(width, height)) {
+                    continue;
+                }
+                checkSize(width, height);
+                if (this->HasFatalFailure()) {
+                    return;
+                }
+            }
+        }
+    }
+
+    // Both signs of everything that a file can hold; short samples of every value.
+    static constexpr long largestSample = sizeof(T) == sizeof(short) ? 32768 : 65535;
+    static constexpr long largestCoefficient = (1L << InverseStream<T>::safeBits) - 1;
+
+    static Image clamped(const Image& image, long largest) {
+        Image result = image;
+        result.fill([&](int c, int y, int x) { return std::clamp<long>(image.at(c, y, x), -largest, largest); });
+        return result;
+    }
+
+    Random random{4};
 
 private:
-    Image transformed(const Image& image, Target target, void (Wavelet<T>::*operation)(ImageData<T>*)) {
-        const TargetInUse use(target);
+    Image transformed(const Image& image, void (Wavelet<T>::*operation)(ImageData<T>*)) {
         Image result = image;
         Wavelet<T> wavelet;
         wavelet.filter = &filter;
@@ -52,74 +93,95 @@ private:
         return result;
     }
 
-    std::size_t calls = 0;
-    Random random{4};
+    Filter4_2<T> filter;
 };
 using SampleTypes = testing::Types<short, long>;
 TYPED_TEST_SUITE(TargetTransform, SampleTypes);
 
-// A filter of one's own, which rows know nothing of.
-class CountingFilter : public Filter4_2<short> {
-public:
-    void transform(short* x, int count, unsigned long stride) override {
-        ++signals;
-        Filter4_2<short>::transform(x, count, stride);
+std::vector<int> allFrom(int least, int most) {
+    std::vector<int> sides;
+    for (int side = least; side <= most; ++side) {
+        sides.push_back(side);
     }
-    void untransform(short* x, int count, unsigned long stride) override {
-        ++signals;
-        Filter4_2<short>::untransform(x, count, stride);
-    }
-    int signals = 0;
-};
+    return sides;
+}
 
 } // namespace
 
-TYPED_TEST(TargetTransform, OfEverySmallSizeIsThePlainOne) {
-    for (int width = 1; width <= 40; ++width) {
-        for (int height = 1; height <= 40; ++height) {
-            this->checkSize(width, height, 1);
-            ASSERT_FALSE(this->HasFatalFailure());
+TEST(TargetTransformShapes, SuitWhereEveryLevelHasSixRowsAndColumns) {
+    for (int width = 0; width <= 200; ++width) {
+        for (int height = 0; height <= 200; ++height) {
+            const int levels = numberOfLevels(width, height);
+            bool suits = levels > 0;
+            for (int level = 0; level < levels; ++level) {
+                suits = suits && std::min(width, height) > 5 << level;
+            }
+            EXPECT_EQ(suitsRowStreams(width, height), suits) << width << " x " << height;
         }
     }
 }
 
-TYPED_TEST(TargetTransform, OfSeveralChannelsIsThePlainOne) {
-    for (const int channels : {2, 3}) {
-        for (const int width : {4, 11, 12, 13, 65}) {
-            this->checkSize(width, 70, channels);
-        }
-    }
+TYPED_TEST(TargetTransform, OfEverySmallSizeIsThePlainOne) {
+    this->checkSizes(allFrom(6, 44), allFrom(6, 44));
+}
+
+TYPED_TEST(TargetTransform, OfSizesAroundVectorsIsThePlainOne) {
+    const std::vector<int> sides{6, 7, 15, 31, 45, 62, 63, 64, 81, 82, 83, 95, 96, 97, 127, 128, 129, 130};
+    this->checkSizes(sides, sides);
+}
+
+TYPED_TEST(TargetTransform, OfSixToEightTimesAnyLengthIsThePlainOne) {
+    this->checkSizes(allFrom(45, 140), {6, 7, 11});
+    this->checkSizes({6, 7, 11}, allFrom(45, 140));
 }
 
 TYPED_TEST(TargetTransform, OfMediumSizesIsThePlainOne) {
-    for (const auto& [width, height] : {std::pair{63, 64}, {64, 127}, {128, 65}, {190, 193}, {255, 96}, {257, 130}}) {
-        this->checkSize(width, height, 1);
+    for (const auto& [width, height] : {std::pair{81, 81}, {81, 127}, {128, 85}, {190, 193}, {255, 96}, {257, 130}}) {
+        this->checkSize(width, height);
     }
 }
 
 TYPED_TEST(TargetTransform, OfLongRowsAndColumnsIsThePlainOne) {
-    this->checkSize(4097, 17, 1);
-    this->checkSize(17, 4097, 1);
-    this->checkSize(70, 2100, 1);
+    this->checkSize(4097, 15);
+    this->checkSize(15, 4097);
+    this->checkSize(5001, 6);
+    this->checkSize(6, 5001);
+    this->checkSize(81, 2100);
 }
 
 TYPED_TEST(TargetTransform, WithColumnsInBlocksIsThePlainOne) {
-    for (const auto& [width, height] : {std::pair{512, 513}, {513, 512}, {513, 513}, {518, 530}, {260, 1031}}) {
-        this->checkSize(width, height, 1);
+    for (const auto& [width, height] :
+         {std::pair{512, 513}, {513, 512}, {513, 513}, {518, 530}, {260, 1031}, {130, 2055}, {1030, 1027}}) {
+        this->checkSize(width, height);
     }
 }
 
-TEST(TargetTransformFilter, OfAnyOtherClassIsAskedForEverySignal) {
-    for (const Target target : fastTargets()) {
-        const TargetInUse use(target);
-        LaidOutImage<short> image(12, 12, 1);
-        CountingFilter filter;
-        Wavelet<short> wavelet;
-        wavelet.filter = &filter;
-        wavelet.transform(&*image);
-        EXPECT_EQ(filter.signals, 12 + 12 + 6 + 6) << target;
-        wavelet.untransform(&*image);
-        EXPECT_EQ(filter.signals, 2 * (12 + 12 + 6 + 6)) << target;
+TYPED_TEST(TargetTransform, OfSamplesOfEverySizeIsThePlainOne) {
+    for (const long size : sizesThatMatter<TypeParam>()) {
+        for (const auto& [width, height] : {std::pair{43, 41}, {83, 85}, {64, 15}}) {
+            LaidOutImage<TypeParam> image(width, height, 1);
+            image.fill([&](int, int, int) {
+                return texture::extremeSample(std::min(size, this->largestSample), this->random);
+            });
+            this->check(image);
+            image.fill([&](int, int, int) {
+                return texture::extremeSample(std::min(size, this->largestCoefficient), this->random);
+            });
+            this->checkInverse(image);
+        }
+    }
+}
+
+// All that files of 16 bits can hold, and the signs that make it as large as it can be in five levels.
+TYPED_TEST(TargetTransform, OfTheLargestSamplesInTheWorstOrderIsThePlainOne) {
+    for (int round = 0; round < 60; ++round) {
+        LaidOutImage<TypeParam> image(175 + round, 164, 1);
+        texture::AdverseSamples samples({this->largestSample}, this->random);
+        image.fill([&](int, int y, int x) { return std::min(samples.at(y, x), this->largestSample - 1); });
+        this->check(image);
+        texture::AdverseSamples coefficients({this->largestCoefficient}, this->random);
+        image.fill([&](int, int y, int x) { return coefficients.at(y, x); });
+        this->checkInverse(image);
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "support/bitStreams.hpp"
 #include "support/codedStreams.hpp"
+#include "support/fastCoding.hpp"
 #include "support/laidOutImage.hpp"
 #include "support/targets.hpp"
 
@@ -33,13 +34,22 @@ testing::AssertionResult sameWriting(const Written<T>& actual, const Written<T>&
     return sameMemory(actual.image, expected.image);
 }
 
+// With a fast target for images that suit it.
+template <typename T>
+int writeWith(Target target, LaidOutImage<T>& image, BitStreamer& out) {
+    if (target == Target::plain) {
+        return thrownBy([&] { Wavelet<T>().writeWavelet(&*image, out); });
+    }
+    EXPECT_TRUE(suitsFastEncoder(*image));
+    return thrownBy([&] { writeFast(*image, target, out); });
+}
+
 // Into a memory writer that holds so many bytes and has taken some bits already.
 template <typename T>
 Written<T> writtenToMemory(const LaidOutImage<T>& image, Target target, std::size_t capacity, const Bits& before = {}) {
-    const TargetInUse use(target);
     Written<T> result{image, {}, 0, {}};
     MemoryWriter writer(capacity, before);
-    result.thrown = thrownBy([&] { Wavelet<T>().writeWavelet(&*result.image, writer.stream); });
+    result.thrown = writeWith(target, result.image, writer.stream);
     result.bytes = writer.content();
     result.state = stateOf(writer.stream);
     EXPECT_TRUE(writer.fenceIsIntact()) << capacity << " bytes";
@@ -49,13 +59,12 @@ Written<T> writtenToMemory(const LaidOutImage<T>& image, Target target, std::siz
 // Into a file, through a buffer of so many words.
 template <typename T>
 Written<T> writtenToFile(const LaidOutImage<T>& image, Target target, std::int64_t turn) {
-    const TargetInUse use(target);
     Written<T> result{image, {}, 0, {}};
     const ScratchFile file;
     BitStreamer stream;
     stream.setUpFileWriter(file.get());
     stream.size = turn;
-    result.thrown = thrownBy([&] { Wavelet<T>().writeWavelet(&*result.image, stream); });
+    result.thrown = writeWith(target, result.image, stream);
     result.bytes = file.contents();
     result.state = stateOf(stream);
     return result;

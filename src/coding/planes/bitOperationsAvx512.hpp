@@ -27,8 +27,7 @@ constexpr ByteOrders byteOrders;
 inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     const __m512i matrices =
         _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.lastRowFirst), _mm512_loadu_si512(bytes));
-    _mm512_storeu_si512(words,
-                        _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transposedBits(matrices)));
+    _mm512_storeu_si512(words, _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transposedBits(matrices)));
 }
 
 constexpr int wordsAtOnce = 8;

@@ -1,6 +1,8 @@
 // Counting, extraction and deposit of bits with BMI2. Included inside a target's region and namespace. No include
 // guard.
 
+constexpr bool isDepositFast = true;
+
 inline int countBits(std::uint64_t value) {
     return std::popcount(value);
 }

@@ -1,5 +1,7 @@
 // Bit operations in standard C++. Included once per target that has no better ones. No include guard.
 
+constexpr bool isDepositFast = false;
+
 // By adding neighbouring fields: without an instruction for it, the library's own function is a call.
 inline int countBits(std::uint64_t value) {
     value -= value >> 1 & 0x5555555555555555U;

@@ -16,9 +16,8 @@
 #include "coding/histogram.hpp"
 #include "coding/segmentPlan.hpp"
 #include "coding/streamArrayManager.hpp"
-#include "filter/rows/rowKernels.hpp"
-#include "image/imageData.hpp"
 #include "target/target.hpp"
+#include "wavelet/rowStream.hpp"
 
 #include <memory>
 
@@ -34,8 +33,8 @@ class SlicedImage {
 public:
     virtual ~SlicedImage() = default;
 
-    // Reads the segments of a stream, behind its top plane, which is at most highestSlicedPlane. Returns 1 when the stream
-    // ended early, else 0. Once.
+    // Reads the segments of a stream, behind its top plane, which is at most highestSlicedPlane. Returns 1 when the
+    // stream ended early, else 0. Once.
     virtual int read(int topPlane, BitStreamer& in) = 0;
 
     // After read: the next n coefficients of a class of a channel, in scan order.
@@ -44,29 +43,18 @@ public:
 
 template <typename T>
 struct PlaneCoding {
-    // Folds every coefficient in place and counts bit lengths (not yet summed). Returns the OR of all
-    // magnitudes; where that has bits above the highest plane, the counts mean nothing. Throws std::bad_alloc
-    // before it changes anything.
-    Unsigned<T> (*foldAndCount)(ImageData<T>& image, int levels, BitLengthHistogram<T>& histogram);
-    // Codes the folded values of an image into its sub-streams, down to the lowest planes.
-    void (*codeCoefficients)(const ImageData<T>& image, StreamArrayManager<T>& streams, const LowestPlanes& lowest);
-
-    // The same a piece at a time, class by class. fold and foldPairs write the folded values of n samples, given in
-    // order or apart by even and odd places, and return the OR of the magnitudes. countLengths adds the bit lengths of
-    // n folded values, none of them longer than `longest`. codeClass codes a whole class of a channel down to plane
-    // `lowest`; in planes from lowestSparse on few coefficients are significant. Up to 63 values behind the class are
-    // overwritten.
+    // fold and foldPairs write the folded values of n samples, given in order or apart by even and odd places, and
+    // return the OR of the magnitudes.
     Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, RowSample<T>* folded);
     Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, RowSample<T>* folded);
+    // Adds the bit lengths of n folded values, none of them longer than `longest`.
     void (*countLengths)(const RowSample<T>* values, int n, int longest, std::uint64_t* counts);
+    // Codes a whole class of a channel into its sub-streams, down to plane `lowest`; in planes from lowestSparse on few
+    // coefficients are significant. Up to 63 values behind the class are overwritten. Throws std::bad_alloc.
     void (*codeClass)(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
                       int lowestSparse);
 
-    // Reads the segments of a stream, behind its top plane, into an image whose rows follow each other without
-    // gaps. Leaves coefficients, or folded values. Returns 1 when the stream ended early, else 0. Needs memory
-    // for a quarter of one plane; throws std::bad_alloc.
-    int (*readCoefficients)(ImageData<T>& image, int levels, int topPlane, bool unfolds, BitStreamer& in);
-    // Room for the same without an image. Throws std::bad_alloc.
+    // Room for a decoded image. Throws std::bad_alloc.
     std::unique_ptr<SlicedImage<T>> (*makeSliced)(const ImageShape& shape);
 };
 

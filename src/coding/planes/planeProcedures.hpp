@@ -1,9 +1,7 @@
 // The procedures that are the same text for every target. Included once per target, inside its region and namespace,
 // after its own parts. No include guard.
 
-#include "coding/planes/classRows.hpp"
-
-#include "coding/planes/encoding/foldAndCount.hpp"
+#include "coding/planes/encoding/folding.hpp"
 
 #include "coding/planes/encoding/encoderPlanes.hpp"
 
@@ -16,6 +14,5 @@
 #include "coding/planes/decoding/slicedClasses.hpp"
 
 template <typename T>
-constexpr PlaneCoding<T> procedures{
-    foldAndCount<T>,    codeCoefficients<T>, foldInOrder<RowSample<T>>, foldPairs<RowSample<T>>, countLengths<RowSample<T>>,
-    codeClass<T>, readCoefficients<T>, makeSliced<T>};
+constexpr PlaneCoding<T> procedures{fold<RowSample<T>>, foldPairs<RowSample<T>>, countLengths<RowSample<T>>,
+                                    codeClass<T>, makeSliced<T>};

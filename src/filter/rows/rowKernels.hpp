@@ -30,24 +30,20 @@ template <typename T>
 struct RowKernels {
     using Row = RowSample<T>;
 
-    // Splits the samples x[0], x[step], x[2 * step], ... (n of them) into those at even and at odd places.
-    // Returns a bound of the magnitudes: not below the largest, and not above the next power of two.
-    long (*split)(const T* x, long step, int n, Row* even, Row* odd);
-    // Puts them back.
-    void (*merge)(T* x, long step, int n, const Row* even, const Row* odd);
-    // The same on compact rows; both return the bound.
-    long (*splitCompact)(const Row* x, int n, Row* even, Row* odd);
-    long (*mergeCompact)(Row* x, int n, const Row* even, const Row* odd);
+    // Splits n samples into those at even and at odd places. Returns a bound of the magnitudes: not below the largest,
+    // and not above the next power of two.
+    long (*split)(const Row* x, int n, Row* even, Row* odd);
+    // Puts them back; returns the bound.
+    long (*merge)(Row* x, int n, const Row* even, const Row* odd);
     // The same bound alone.
-    long (*largest)(const T* x, long step, int n);
-    long (*largestCompact)(const Row* x, int n);
+    long (*largest)(const Row* x, int n);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     // The same with the exact sum; any values.
     void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
-    // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up to
-    // 4095.
+    // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up
+    // to 4095.
     void (*updateSmall)(Row* even, const Row* before, const Row* after, int n);
     // The same, for sums up to 24575 and before, after up to 16383.
     void (*update)(Row* even, const Row* before, const Row* after, int n);

@@ -88,58 +88,6 @@ inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
 
 #include "filter/rows/rowKernelsNarrow.hpp"
 
-// The lower halves of sixteen samples: those at even places, then those at odd ones.
-inline __m512i narrowed(__m512i low, __m512i high) {
-    const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 2, 6, 10, 14, 18, 22, 26, 30);
-    return _mm512_permutex2var_epi32(low, order, high);
-}
-
-inline long splitWide(const long* x, long step, int n, int* even, int* odd) {
-    if (step != 1) {
-        return splitRow<long>(x, step, n, even, odd);
-    }
-    __m512i bits = _mm512_setzero_si512();
-    int i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m512i low = _mm512_loadu_si512(x + i);
-        const __m512i high = _mm512_loadu_si512(x + i + 8);
-        bits = _mm512_or_si512(bits, _mm512_xor_si512(low, _mm512_srai_epi64(low, 63)));
-        bits = _mm512_or_si512(bits, _mm512_xor_si512(high, _mm512_srai_epi64(high, 63)));
-        const __m512i both = narrowed(low, high);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(even + i / 2), _mm512_castsi512_si256(both));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(odd + i / 2), _mm512_extracti64x4_epi64(both, 1));
-    }
-    const long rest = i < n ? split<long>(x + i, 1, n - i, even + i / 2, odd + i / 2) : 1;
-    return std::max(boundFrom(static_cast<long>(_mm512_reduce_or_epi64(bits))), rest);
-}
-
-inline void mergeWide(long* x, long step, int n, const int* even, const int* odd) {
-    if (step != 1) {
-        mergeRow<long>(x, step, n, even, odd);
-        return;
-    }
-    const __m512i order = _mm512_setr_epi32(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
-    int i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m256i evens = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(even + i / 2));
-        const __m256i odds = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(odd + i / 2));
-        const __m512i both =
-            _mm512_permutexvar_epi32(order, _mm512_inserti64x4(_mm512_castsi256_si512(evens), odds, 1));
-        _mm512_storeu_si512(x + i, _mm512_cvtepi32_epi64(_mm512_castsi512_si256(both)));
-        _mm512_storeu_si512(x + i + 8, _mm512_cvtepi32_epi64(_mm512_extracti64x4_epi64(both, 1)));
-    }
-    if (i < n) {
-        merge<long>(x + i, 1, n - i, even + i / 2, odd + i / 2);
-    }
-}
-
-constexpr RowKernels<long> wideRowKernels() {
-    RowKernels<long> kernels = genericRowKernels<long>();
-    kernels.split = splitWide;
-    kernels.merge = mergeWide;
-    return kernels;
-}
-
 } // namespace
 
 template <>
@@ -150,7 +98,7 @@ const RowKernels<short>& rowKernelSet() {
 
 template <>
 const RowKernels<long>& rowKernelSet() {
-    static constexpr RowKernels<long> kernels = wideRowKernels();
+    static constexpr RowKernels<long> kernels = genericRowKernels<long>();
     return kernels;
 }
 

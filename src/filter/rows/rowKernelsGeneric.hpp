@@ -9,84 +9,50 @@ constexpr T magnitudeBits(T sample) {
 
 template <typename T>
 constexpr long boundFrom(T bits) {
-    return std::min<long>(bits, std::numeric_limits<long>::max() - 1) + 1;
+    return long{bits} + 1;
 }
 
-template <typename T>
-long split(const T* x, long step, int n, RowSample<T>* __restrict even, RowSample<T>* __restrict odd) {
-    T bits = 0; // of all magnitudes
+template <typename Row>
+long splitRow(const Row* x, int n, Row* __restrict even, Row* __restrict odd) {
+    Row bits = 0; // of all magnitudes
     const int pairs = n / 2;
     for (int i = 0; i < pairs; ++i) {
-        const T e = x[2 * i * step];
-        const T o = x[(2 * i + 1) * step];
-        bits = static_cast<T>(bits | magnitudeBits(e) | magnitudeBits(o));
-        even[i] = static_cast<RowSample<T>>(e);
-        odd[i] = static_cast<RowSample<T>>(o);
+        even[i] = x[2 * i];
+        odd[i] = x[2 * i + 1];
+        bits = static_cast<Row>(bits | magnitudeBits(even[i]) | magnitudeBits(odd[i]));
     }
     if (n % 2 != 0) {
-        const T e = x[(n - 1) * step];
-        bits = static_cast<T>(bits | magnitudeBits(e));
-        even[pairs] = static_cast<RowSample<T>>(e);
+        even[pairs] = x[n - 1];
+        bits = static_cast<Row>(bits | magnitudeBits(even[pairs]));
     }
     return boundFrom(bits);
 }
 
-template <typename T>
-long splitRow(const T* x, long step, int n, RowSample<T>* even, RowSample<T>* odd) {
-    switch (step) {
-    case 1:
-        return split<T>(x, 1, n, even, odd);
-    case 2:
-        return split<T>(x, 2, n, even, odd);
-    default:
-        return split<T>(x, step, n, even, odd);
-    }
-}
-
-template <typename T>
-void merge(T* __restrict x, long step, int n, const RowSample<T>* __restrict even, const RowSample<T>* __restrict odd) {
-    const int pairs = n / 2;
-    for (int i = 0; i < pairs; ++i) {
-        x[2 * i * step] = even[i];
-        x[(2 * i + 1) * step] = odd[i];
-    }
-    if (n % 2 != 0) {
-        x[(n - 1) * step] = even[pairs];
-    }
-}
-
-template <typename T>
-void mergeRow(T* x, long step, int n, const RowSample<T>* even, const RowSample<T>* odd) {
-    if (step == 1) {
-        merge<T>(x, 1, n, even, odd);
-    } else {
-        merge<T>(x, step, n, even, odd);
-    }
-}
-
-template <typename T>
-long largest(const T* x, long step, int n) {
-    T bits = 0;
+template <typename Row>
+long largestInRow(const Row* x, int n) {
+    Row bits = 0;
     for (int i = 0; i < n; ++i) {
-        bits = static_cast<T>(bits | magnitudeBits(x[i * step]));
+        bits = static_cast<Row>(bits | magnitudeBits(x[i]));
     }
     return boundFrom(bits);
 }
 
 template <typename Row>
-long largestCompactRow(const Row* x, int n) {
-    return largest<Row>(x, 1, n);
+void mergePairs(Row* __restrict x, int n, const Row* __restrict even, const Row* __restrict odd) {
+    const int pairs = n / 2;
+    for (int i = 0; i < pairs; ++i) {
+        x[2 * i] = even[i];
+        x[2 * i + 1] = odd[i];
+    }
+    if (n % 2 != 0) {
+        x[n - 1] = even[pairs];
+    }
 }
 
 template <typename Row>
-long splitCompactRow(const Row* x, int n, Row* even, Row* odd) {
-    return split<Row>(x, 1, n, even, odd);
-}
-
-template <typename Row>
-long mergeCompactRow(Row* __restrict x, int n, const Row* __restrict even, const Row* __restrict odd) {
-    merge<Row>(x, 1, n, even, odd);
-    return largest<Row>(x, 1, n);
+long mergeRow(Row* x, int n, const Row* even, const Row* odd) {
+    mergePairs(x, n, even, odd);
+    return largestInRow(x, n);
 }
 
 // rdiv(a, 2^shift): an arithmetic shift rounds halves up, and one less below zero makes that away from zero. In int,
@@ -140,19 +106,7 @@ template <typename T>
 constexpr RowKernels<T> genericRowKernels() {
     using Row = RowSample<T>;
     using Wrapped = std::conditional_t<sizeof(T) == sizeof(short), WrappedToSample, Exact>;
-    return {splitRow<T>,
-            mergeRow<T>,
-            splitCompactRow<Row>,
-            mergeCompactRow<Row>,
-            largest<T>,
-            largestCompactRow<Row>,
-            predictRow<Row, Wrapped>,
-            predictRow<Row, Exact>,
-            updateRow<Row>,
-            updateRow<Row>,
-            updateRow<Row>,
-            unpredictRow<Row, Wrapped>,
-            unpredictRow<Row, Exact>,
-            unupdateRow<Row>,
-            unupdateRow<Row>};
+    return {splitRow<Row>,    mergeRow<Row>,   largestInRow<Row>, predictRow<Row, Wrapped>,   predictRow<Row, Exact>,
+            updateRow<Row>,   updateRow<Row>,  updateRow<Row>,    unpredictRow<Row, Wrapped>, unpredictRow<Row, Exact>,
+            unupdateRow<Row>, unupdateRow<Row>};
 }

@@ -62,10 +62,10 @@ inline void updateNarrow(short* even, const short* before, const short* after, i
     });
 }
 
-// mulhrs(a, c) rounds halves up. With one more in the last bit of the factor, a negative product is smaller by |a| / 2^15:
-// that takes exact halves down and, while |a| is less than the step of the exact product, nothing else across a limit. So
-// rdiv(s, 4) = mulhrs(s, 2^13 + 1) for |s| < 2^13, and rdiv(3 v, 16) = mulhrs(v, 3 * 2^11 + 1) for |v| < 2^11 (8-bit
-// images: half the instructions of updateNarrow).
+// mulhrs(a, c) rounds halves up. With one more in the last bit of the factor, a negative product is smaller by |a| /
+// 2^15: that takes exact halves down and, while |a| is less than the step of the exact product, nothing else across a
+// limit. So rdiv(s, 4) = mulhrs(s, 2^13 + 1) for |s| < 2^13, and rdiv(3 v, 16) = mulhrs(v, 3 * 2^11 + 1) for |v| < 2^11
+// (8-bit images: half the instructions of updateNarrow).
 inline void updateSmallNarrow(short* even, const short* before, const short* after, int n) {
     forVectors(n, [=](int i) {
         const Lanes term = mulhrs(Lanes::load(before + i) + Lanes::load(after + i), Lanes::all((1 << 13) + 1));
@@ -82,7 +82,7 @@ inline void unupdateNarrow(short* even, const short* before, const short* after,
 }
 
 // Two vectors of neighbouring samples become one of the even and one of the odd places, and back.
-inline long splitAdjacent(const short* x, int n, short* even, short* odd) {
+inline long splitNarrow(const short* x, int n, short* even, short* odd) {
     Lanes bits = Lanes::all(0);
     int i = 0;
     for (; i + 2 * Lanes::count <= n; i += 2 * Lanes::count) {
@@ -93,7 +93,7 @@ inline long splitAdjacent(const short* x, int n, short* even, short* odd) {
         e.store(even + i / 2);
         o.store(odd + i / 2);
     }
-    const long rest = i < n ? split<short>(x + i, 1, n - i, even + i / 2, odd + i / 2) : 1;
+    const long rest = i < n ? splitRow<short>(x + i, n - i, even + i / 2, odd + i / 2) : 1;
     short lanes[Lanes::count];
     bits.store(lanes);
     int all = 0;
@@ -103,15 +103,7 @@ inline long splitAdjacent(const short* x, int n, short* even, short* odd) {
     return std::max<long>(all + 1, rest);
 }
 
-inline long splitNarrow(const short* x, long step, int n, short* even, short* odd) {
-    return step == 1 ? splitAdjacent(x, n, even, odd) : splitRow<short>(x, step, n, even, odd);
-}
-
-inline void mergeNarrow(short* x, long step, int n, const short* even, const short* odd) {
-    if (step != 1) {
-        mergeRow<short>(x, step, n, even, odd);
-        return;
-    }
+inline long mergeNarrow(short* x, int n, const short* even, const short* odd) {
     int i = 0;
     for (; i + 2 * Lanes::count <= n; i += 2 * Lanes::count) {
         const auto [low, high] = zip(Lanes::load(even + i / 2), Lanes::load(odd + i / 2));
@@ -119,25 +111,15 @@ inline void mergeNarrow(short* x, long step, int n, const short* even, const sho
         high.store(x + i + Lanes::count);
     }
     if (i < n) {
-        merge<short>(x + i, 1, n - i, even + i / 2, odd + i / 2);
+        mergePairs<short>(x + i, n - i, even + i / 2, odd + i / 2);
     }
-}
-
-inline long splitCompactNarrow(const short* x, int n, short* even, short* odd) {
-    return splitAdjacent(x, n, even, odd);
-}
-
-inline long mergeCompactNarrow(short* x, int n, const short* even, const short* odd) {
-    mergeNarrow(x, 1, n, even, odd);
-    return largest<short>(x, 1, n);
+    return largestInRow<short>(x, n);
 }
 
 constexpr RowKernels<short> narrowRowKernels() {
     RowKernels<short> kernels = genericRowKernels<short>();
     kernels.split = splitNarrow;
     kernels.merge = mergeNarrow;
-    kernels.splitCompact = splitCompactNarrow;
-    kernels.mergeCompact = mergeCompactNarrow;
     kernels.predict = predictNarrow;
     kernels.updateSmall = updateSmallNarrow;
     kernels.update = updateNarrow;

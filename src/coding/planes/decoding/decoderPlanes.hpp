@@ -62,7 +62,7 @@ void placeEvents(ClassState<T>& state, int b, long i, const CandidateBits& found
     for (int w = 0; w < words; ++w) {
         const Word candidates = ~significant[w] & (w == words - 1 ? lastValid : ~Word{0});
         const Word events = depositBits(CandidateBits::at(found.events, candidate), candidates);
-        if (events != 0) {
+        if (isDepositFast || events != 0) { // a test that nobody can predict
             signs[w] |= depositBits(CandidateBits::at(found.signs, candidate), candidates);
             plane[w] |= events;
             significant[w] |= events;
@@ -157,8 +157,8 @@ struct FilledRows {
 
 // The values of `words` words of a block, and of up to seven words more.
 template <typename T>
-void unslice(const FilledRows<T>& filled, int words, bool unfolds, Value<T>* values) {
-    constexpr int bytes = static_cast<int>(sizeof(Value<T>));
+void unslice(const FilledRows<T>& filled, int words, RowSample<T>* values) {
+    constexpr int bytes = static_cast<int>(sizeof(RowSample<T>));
     constexpr int samples = 64 * wordsAtOnce;
     unsigned char parts[bytes][samples] = {};
     for (int w = 0; w < words; w += wordsAtOnce) {
@@ -168,13 +168,13 @@ void unslice(const FilledRows<T>& filled, int words, bool unfolds, Value<T>* val
             }
         }
         for (int j = 0; j < samples; ++j) {
-            Value<T> value = 0;
+            RowSample<T> value = 0;
             for (int i = 0; i < bytes; ++i) {
-                value = static_cast<Value<T>>(value | parts[i][j] << (8 * i));
+                value = static_cast<RowSample<T>>(value | parts[i][j] << (8 * i));
             }
-            const auto sign = static_cast<Value<T>>(unfolds ? -(value & 1) : 0);
-            const auto magnitude = static_cast<Value<T>>(unfolds ? value >> 1 : value);
-            values[64 * w + j] = static_cast<Value<T>>((magnitude ^ sign) - sign);
+            const auto sign = static_cast<RowSample<T>>(-(value & 1));
+            const auto magnitude = static_cast<RowSample<T>>(value >> 1);
+            values[64 * w + j] = static_cast<RowSample<T>>((magnitude ^ sign) - sign);
         }
     }
 }
@@ -183,171 +183,35 @@ void unslice(const FilledRows<T>& filled, int words, bool unfolds, Value<T>* val
 template <typename T>
 class ClassReader {
 public:
-    ClassReader(const ClassState<T>& classState, int highest, bool unfoldsThem)
-        : state(classState), topPlane(highest), unfolds(unfoldsThem) {}
+    ClassReader(const ClassState<T>& classState, int highest) : state(classState), topPlane(highest) {}
 
-    template <typename To>
-    void take(To* to, long n) {
+    void take(RowSample<T>* to, long n) {
         while (n > 0) {
             if (next == made) {
                 made = makeBlock(values.get());
                 next = 0;
             }
             const long here = std::min(n, made - next);
-            copyRow(values.get() + next, static_cast<int>(here), to);
+            std::copy_n(values.get() + next, here, to);
             next += here;
             to += here;
             n -= here;
         }
     }
 
-    // All of them. Writes fewer than 64 * wordsAtOnce more.
-    void takeAll(Value<T>* to) {
-        while (block < state.blocks()) {
-            to += makeBlock(to);
-        }
-    }
-
 private:
-    long makeBlock(Value<T>* to) {
+    long makeBlock(RowSample<T>* to) {
         const FilledRows<T> filled(state.block(block), state.lowestPlane, topPlane);
-        unslice(filled, state.words(block), unfolds, to);
+        unslice(filled, state.words(block), to);
         return state.samples(block++);
     }
 
     const ClassState<T>& state;
     int topPlane;
-    bool unfolds;
     long block = 0;
     long made = 0; // of the values
     long next = 0;
-    std::unique_ptr<Value<T>[]> values { new Value<T>[ static_cast<std::size_t>(state.samplesInBlock()) ] };
-};
-
-// One channel while it is being decoded.
-template <typename T>
-class ChannelState {
-public:
-    // Class 0 takes the end of the plane, the others its start: at the end, the plane is filled from the start,
-    // and class 0 is read ahead of that. What is no full block lies in tails.
-    ChannelState(T* samples, int w, int h, int levelCount) : plane(samples), width(w), height(h), levels(levelCount) {
-        const long n = static_cast<long>(width) * height;
-        long tailWords = 0;
-        long allBlocks = 0;
-        for (int c = 0; c <= levels; ++c) {
-            tailWords += tailBlocks(c) * blockSize(c);
-            allBlocks += fullBlocks(c) + tailBlocks(c);
-        }
-        tails.reset(new Word[static_cast<std::size_t>(tailWords)]());
-        counts.resize(static_cast<std::size_t>(allBlocks));
-        std::uint32_t* count = counts.data();
-        auto* memory = reinterpret_cast<unsigned char*>(plane);
-        PlaneWord* tail = tails.get();
-        for (int c = levels; c >= 0; --c) {
-            const long full = fullBlocks(c);
-            const long bytes = full * blockSize(c) * static_cast<long>(sizeof(Word));
-            if (c == 0) {
-                const long start = n * static_cast<long>(sizeof(T)) - bytes;
-                memory = reinterpret_cast<unsigned char*>(plane) + start / 8 * 8;
-            }
-            classes[c].place(reinterpret_cast<PlaneWord*>(memory), tail, full, countOf(c), count);
-            memory += bytes;
-            count += full + tailBlocks(c);
-            tail += tailBlocks(c) * blockSize(c);
-        }
-    }
-
-    // Turns what is decoded into values and puts them in their places. Needs memory for the samples outside
-    // class 0: a quarter of the plane. The blocks of class 0 become values when the rows come to them: what lies
-    // in memory is read once (100 megapixels: 1.1 times on decoding).
-    void assemble(int topPlane, bool unfolds) {
-        const std::unique_ptr<Value<T>[]> coarse = coarseValues(topPlane, unfolds);
-        ClassReader<T> finest(classes[0], topPlane, unfolds);
-        const std::unique_ptr<Value<T>[]> rows(new Value<T>[static_cast<std::size_t>(3 * (width + 64))]);
-        Value<T>* odd = rows.get();
-        Value<T>* even = odd + width + 64;
-        Value<T>* scratch = even + width + 64;
-        for (int y = 0; y < height; ++y) {
-            T* row = plane + static_cast<long>(y) * width;
-            const int rowClass = subbandClass(0, y, levels);
-            if (rowClass == 0) {
-                finest.take(row, width);
-                continue;
-            }
-            finest.take(odd, width / 2);
-            buildEven(coarse.get(), rowClass, even, scratch);
-            mergePairs(even, odd, width / 2, row);
-            if (width % 2 != 0) {
-                row[width - 1] = even[width / 2];
-            }
-        }
-    }
-
-    ClassState<T> classes[maximumClasses];
-
-private:
-    long latticeCount(int c) const {
-        const long step = 1L << c;
-        return ((width + step - 1) / step) * ((height + step - 1) / step);
-    }
-    long blockSize(int c) const { return long{blockRows<T>} * rowWordsFor(countOf(c)); } // in words
-    // One block less of class 0 leaves room to align its start.
-    long fullBlocks(int c) const {
-        return std::max(0L, countOf(c) / (64 * rowWordsFor(countOf(c))) - (c == 0 ? 1 : 0));
-    }
-    long tailBlocks(int c) const {
-        const long samplesInBlock = 64L * rowWordsFor(countOf(c));
-        return (countOf(c) + samplesInBlock - 1) / samplesInBlock - fullBlocks(c);
-    }
-    long countOf(int c) const { return latticeCount(c) - (c < levels ? latticeCount(c + 1) : 0); }
-
-    template <typename To>
-    static void mergePairs(const Value<T>* __restrict even, const Value<T>* __restrict odd, int pairs,
-                           To* __restrict row) {
-        for (int i = 0; i < pairs; ++i) {
-            row[2 * i] = even[i];
-            row[2 * i + 1] = odd[i];
-        }
-    }
-
-    // The values of all classes but the finest, class by class; the plane's start is free then.
-    std::unique_ptr<Value<T>[]> coarseValues(int topPlane, bool unfolds) {
-        const auto count = static_cast<std::size_t>(levels > 0 ? latticeCount(1) + 64 * wordsAtOnce : 0);
-        std::unique_ptr<Value<T>[]> coarse(new Value<T>[count]);
-        adviseFilling(coarse.get(), count * sizeof(Value<T>));
-        long start = 0;
-        for (int c = 1; c <= levels; ++c) {
-            ClassReader<T>(classes[c], topPlane, unfolds).takeAll(coarse.get() + start);
-            starts[c] = start;
-            start += classes[c].count;
-        }
-        return coarse;
-    }
-
-    // The samples at even columns of a row of class rowClass > 0, from those of the classes above 0.
-    void buildEven(const Value<T>* coarse, int rowClass, Value<T>* even, Value<T>* scratch) {
-        int n = ((width - 1) >> rowClass) + 1;
-        std::copy_n(coarse + starts[rowClass], n, even);
-        starts[rowClass] += n;
-        for (int c = rowClass - 1; c >= 1; --c) {
-            const int whole = ((width - 1) >> c) + 1;
-            std::copy_n(even, n, scratch);
-            mergePairs(scratch, coarse + starts[c], whole / 2, even);
-            if (whole % 2 != 0) {
-                even[whole - 1] = scratch[whole / 2];
-            }
-            starts[c] += whole / 2;
-            n = whole;
-        }
-    }
-
-    T* plane;
-    int width;
-    int height;
-    int levels;
-    std::unique_ptr<Word[]> tails;
-    std::vector<std::uint32_t> counts;
-    long starts[maximumClasses] = {};
+    std::unique_ptr<RowSample<T>[]> values { new RowSample<T>[ static_cast<std::size_t>(state.samplesInBlock()) ] };
 };
 
 // Reads all segments into channels with their classes. Returns 1 when the stream ended early, else 0.
@@ -375,18 +239,4 @@ int readSegments(std::vector<Channel>& channels, int levels, int topPlane, BitSt
         }
         return 1;
     }
-}
-
-template <typename T>
-int readCoefficients(ImageData<T>& image, int levels, int topPlane, bool unfolds, BitStreamer& stream) {
-    std::vector<ChannelState<T>> channels;
-    channels.reserve(3);
-    for (int channel = 0; channel < image.channels; ++channel) {
-        channels.emplace_back(image.planes[channel], image.width, image.height, levels);
-    }
-    const int endedEarly = readSegments(channels, levels, topPlane, stream);
-    for (ChannelState<T>& channel : channels) {
-        channel.assemble(topPlane, unfolds);
-    }
-    return endedEarly;
 }

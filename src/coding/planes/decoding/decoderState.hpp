@@ -1,7 +1,7 @@
 // What the decoder works on: sliced coefficients, and the bits of a stream. Included once per target, inside its
-// region and namespace, after its bit operations and classRows.hpp. No include guard, no includes.
+// region and namespace, after its bit operations. No include guard, no includes.
 //
-// While decoding, the coefficients lie class by class and sliced in the memory of their own plane: a block of 4,096
+// While decoding, the coefficients lie class by class and sliced: a block of 4,096
 // samples of 16 (32) bits is 16 (32) rows of 64 words. Row 0 holds the signs, row b + 1 bit plane b, and the last row,
 // which no folded value needs, what is significant. The other rows hold what a plane has when it comes. Large classes
 // have rows of 256 words: a pass over one bit plane then reads memory in longer stretches (100 megapixels: 1.2 times
@@ -14,7 +14,7 @@ constexpr int rowWordsFor(long samples) {
 }
 
 template <typename T>
-constexpr int blockRows = 8 * static_cast<int>(sizeof(Value<T>));
+constexpr int blockRows = 8 * static_cast<int>(sizeof(RowSample<T>));
 
 using Word = std::uint64_t;
 
@@ -104,10 +104,8 @@ template <typename T>
 class ClassState {
 public:
     // counts: one for each block.
-    void place(PlaneWord* memory, PlaneWord* tailMemory, long fullBlocks, long samples, std::uint32_t* counts) {
-        full = memory;
-        tail = tailMemory;
-        fullCount = fullBlocks;
+    void place(PlaneWord* itsMemory, long samples, std::uint32_t* counts) {
+        memory = itsMemory;
         count = samples;
         candidates = counts;
         rowWords = rowWordsFor(samples);
@@ -129,18 +127,13 @@ public:
 
     long samplesInBlock() const { return 64L * rowWords; }
     long blocks() const { return (count + samplesInBlock() - 1) / samplesInBlock(); }
-    Block<T> block(long i) const {
-        const long size = long{blockRows<T>} * rowWords;
-        return {i < fullCount ? full + i * size : tail + (i - fullCount) * size, rowWords};
-    }
+    Block<T> block(long i) const { return {memory + i * blockRows<T> * rowWords, rowWords}; }
     // In block i.
     long samples(long i) const { return std::min(count - i * samplesInBlock(), samplesInBlock()); }
     int words(long i) const { return static_cast<int>((samples(i) + 63) / 64); }
 
-    PlaneWord* full; // blocks in the plane
-    PlaneWord* tail; // and behind them
-    long fullCount;  // of blocks
-    long count;      // of samples
+    PlaneWord* memory; // of its blocks
+    long count;        // of samples
     int rowWords;
     std::uint32_t* candidates; // in each block
     long significantCount;

@@ -5,16 +5,17 @@
 template <typename T>
 class SlicedChannel {
 public:
-    explicit SlicedChannel(const ImageShape& shape) {
-        long blocks = 0;
-        long words = 0;
+    explicit SlicedChannel(const ImageShape& imageShape) : shape(imageShape) {
         for (int c = 0; c <= shape.levels; ++c) {
             const long samples = classSamples(shape, c);
-            const long blocksOfClass = blocksFor(samples);
-            blocks += blocksOfClass;
-            words += blocksOfClass * blockRows<T> * rowWordsFor(samples);
+            blocks += blocksFor(samples);
+            words += blocksFor(samples) * blockRows<T> * rowWordsFor(samples);
         }
         memory.reset(new Word[static_cast<std::size_t>(words)]);
+    }
+
+    // Writes to all of the memory, so it waits for a stream.
+    void start() {
         adviseFilling(memory.get(), static_cast<std::size_t>(words) * sizeof(Word));
         counts.resize(static_cast<std::size_t>(blocks));
         Word* next = memory.get();
@@ -22,7 +23,7 @@ public:
         for (int c = 0; c <= shape.levels; ++c) {
             const long samples = classSamples(shape, c);
             const long blocksOfClass = blocksFor(samples);
-            classes[c].place(next, nullptr, blocksOfClass, samples, nextCount);
+            classes[c].place(next, samples, nextCount);
             next += blocksOfClass * blockRows<T> * rowWordsFor(samples);
             nextCount += blocksOfClass;
         }
@@ -36,6 +37,9 @@ private:
         return (samples + samplesInBlock - 1) / samplesInBlock;
     }
 
+    ImageShape shape;
+    long blocks = 0;
+    long words = 0;
     std::unique_ptr<Word[]> memory;
     std::vector<std::uint32_t> counts;
 };
@@ -50,23 +54,27 @@ public:
     }
 
     int read(int topPlane, BitStreamer& stream) override {
+        for (SlicedChannel<T>& channel : channels) {
+            channel.start();
+        }
         const int endedEarly = readSegments(channels, shape.levels, topPlane, stream);
         for (SlicedChannel<T>& channel : channels) {
-            for (int c = 0; c < maximumClasses; ++c) {
-                readers.emplace_back(channel.classes[std::min(c, shape.levels)], topPlane, true);
+            std::vector<ClassReader<T>>& ofChannel = readers.emplace_back();
+            for (int c = 0; c <= shape.levels; ++c) {
+                ofChannel.emplace_back(channel.classes[c], topPlane);
             }
         }
         return endedEarly;
     }
 
-    void take(int channel, int c, Value<T>* to, long n) override {
-        readers[static_cast<std::size_t>(channel * maximumClasses + c)].take(to, n);
+    void take(int channel, int c, RowSample<T>* to, long n) override {
+        readers[static_cast<std::size_t>(channel)][static_cast<std::size_t>(c)].take(to, n);
     }
 
 private:
     ImageShape shape;
     std::vector<SlicedChannel<T>> channels;
-    std::vector<ClassReader<T>> readers; // [channel * maximumClasses + c]
+    std::vector<std::vector<ClassReader<T>>> readers; // [channel][class]
 };
 
 template <typename T>

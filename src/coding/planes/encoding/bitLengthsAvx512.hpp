@@ -56,8 +56,8 @@ private:
     __m512i counts[lengths];
 };
 
-// Adds to reached[length] how many of 64 * groups values have dropped + 2 bits at least, dropped + 3, ... Few parts of a
-// photograph have values of more than eight bits; only those are gone through again.
+// Adds to reached[length] how many of 64 * groups values have dropped + 2 bits at least, dropped + 3, ... Few parts of
+// a photograph have values of more than eight bits; only those are gone through again.
 template <typename V>
 void countReached(const V* values, int groups, int dropped, int longest, std::uint64_t* reached) {
     constexpr int groupsOfAPart = 8;

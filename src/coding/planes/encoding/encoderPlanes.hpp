@@ -70,62 +70,34 @@ template <typename T>
 class ClassCoder {
 public:
     // Planes from lowestListed on, if the target has lists, are coded from these; their k is not 0.
-    void start(StreamArrayManager<T>& streams, int ch, int cl, int lowestPlane, int lowestListed) {
-        channel = ch;
-        c = cl;
-        lowest = lowestPlane;
-        listed = std::max(lowest, lowestListed);
-        top = streams.topPlane;
-        filled = 0;
+    ClassCoder(StreamArrayManager<T>& streams, int channel, int c, int lowestPlane, int lowestListed)
+        : refinements(streams.refinementStreams[channel][c]), runs(streams.runCoders[channel][c]), lowest(lowestPlane),
+          listed(std::max(lowestPlane, lowestListed)), top(streams.topPlane) {
         for (int b = lowest; b <= top; ++b) {
-            planes[b].start(streams.refinementStreams[channel][c][b], streams.runCoders[channel][c][b]);
+            planes[b].start(refinements[b], runs[b]);
         }
     }
 
-    void add(const Value<T>* piece, int n) {
-        if (lowest > top) {
-            return; // a budget ends before this class
-        }
-        while (n > 0) {
-            const int count = std::min(n, chunkSamples - filled);
-            std::copy_n(piece, count, values + filled);
-            filled += count;
-            piece += count;
-            n -= count;
-            if (filled == chunkSamples) {
-                codeWaiting();
-            }
-        }
-    }
-
-    // The whole class at once. Its memory has room for whole words.
-    void addAll(Value<T>* all, long n) {
+    // Its memory has room for whole words.
+    void code(RowSample<T>* all, long n) {
         for (; n > 0; n -= chunkSamples) {
             codeChunk(all, static_cast<int>(std::min<long>(n, chunkSamples)));
             all += chunkSamples;
         }
     }
 
-    void finish(StreamArrayManager<T>& streams) {
-        codeWaiting();
+    void finish() {
         for (int b = lowest; b <= top; ++b) {
-            planes[b].finish(streams.refinementStreams[channel][c][b], streams.runCoders[channel][c][b]);
+            planes[b].finish(refinements[b], runs[b]);
         }
     }
 
 private:
-    void codeWaiting() {
-        if (filled > 0) {
-            codeChunk(values, filled);
-        }
-        filled = 0;
-    }
-
     // Planes above the highest of the chunk hold passes only.
-    void codeChunk(Value<T>* folded, int n) {
-        Value<T> all = 0;
+    void codeChunk(RowSample<T>* folded, int n) {
+        RowSample<T> all = 0;
         for (int i = 0; i < n; ++i) {
-            all = static_cast<Value<T>>(all | folded[i]);
+            all = static_cast<RowSample<T>>(all | folded[i]);
         }
         int b = std::max(bitLength(all) - 2, 0);
         for (int above = std::max(lowest, b + 1); above <= top; ++above) {
@@ -136,7 +108,7 @@ private:
         }
         setLength(folded, n, chunk);
         bool areSignificant = false;
-        if (ListedCoefficients<Value<T>>::isUsed && b >= listed) {
+        if (ListedCoefficients<RowSample<T>>::isUsed && b >= listed) {
             b = codeListed(folded, n, b);
             areSignificant = true;
         } else {
@@ -155,8 +127,8 @@ private:
     }
 
     // Returns the first plane that is left.
-    int codeListed(const Value<T>* folded, int n, int chunkTop) {
-        if constexpr (ListedCoefficients<Value<T>>::isUsed) {
+    int codeListed(const RowSample<T>* folded, int n, int chunkTop) {
+        if constexpr (ListedCoefficients<RowSample<T>>::isUsed) {
             list.find(folded, n, listed, chunk);
             for (int b = chunkTop; b >= listed; --b) {
                 planes[b].codeListed(list, b);
@@ -165,47 +137,23 @@ private:
         return listed - 1;
     }
 
-    int channel;
-    int c;
+    Chunk chunk;
+    PlaneCoder planes[highestSlicedPlane<T> + 1];
+    BitStreamer* refinements; // of each plane, as below
+    RunCoder* runs;
     int lowest;
     int listed;
     int top;
-    int filled;
-    PlaneCoder planes[highestSlicedPlane<T> + 1];
-    Value<T> values[chunkSamples];
-    Chunk chunk;
-    ListedCoefficients<Value<T>> list;
+    ListedCoefficients<RowSample<T>> list;
 };
 
 template <typename T>
-void codeCoefficients(const ImageData<T>& image, StreamArrayManager<T>& streams, const LowestPlanes& lowest) {
-    const RowSplitter<T> splitter(image.width, streams.levels);
-    const std::unique_ptr<ClassCoder<T>[]> classes(new ClassCoder<T>[maximumClasses]);
-    for (int channel = 0; channel < image.channels; ++channel) {
-        for (int c = 0; c <= streams.levels; ++c) {
-            classes[static_cast<std::size_t>(c)].start(streams, channel, c, lowest[channel][c],
-                                                       streams.topPlane + 1);
-        }
-        for (int y = 0; y < image.height; ++y) {
-            const T* row = image.planes[channel] + static_cast<long>(y) * image.stride;
-            splitter.forPieces(row, y, image.width, [&](int c, const Value<T>* values, int n) {
-                classes[static_cast<std::size_t>(c)].add(values, n);
-            });
-        }
-        for (int c = 0; c <= streams.levels; ++c) {
-            classes[static_cast<std::size_t>(c)].finish(streams);
-        }
-    }
-}
-
-template <typename T>
-void codeClass(Value<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
+void codeClass(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
                int lowestListed) {
     if (lowest > streams.topPlane) {
         return; // a budget ends before this class
     }
-    const auto coder = std::make_unique<ClassCoder<T>>();
-    coder->start(streams, channel, c, lowest, lowestListed);
-    coder->addAll(values, n);
-    coder->finish(streams);
+    const auto coder = std::make_unique<ClassCoder<T>>(streams, channel, c, lowest, lowestListed);
+    coder->code(values, n);
+    coder->finish();
 }

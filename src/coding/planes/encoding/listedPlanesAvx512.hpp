@@ -93,8 +93,7 @@ private:
         for (int i = 0; i < 64; i += 32) {
             const __m512i here = _mm512_loadu_si512(values + i);
             const __mmask32 reach = _mm512_cmpge_epi16_mask(here, _mm512_set1_epi16(limit));
-            const __m512i place =
-                _mm512_add_epi16(ascendingShorts(), _mm512_set1_epi16(static_cast<short>(start + i)));
+            const __m512i place = _mm512_add_epi16(ascendingShorts(), _mm512_set1_epi16(static_cast<short>(start + i)));
             _mm512_storeu_si512(folded + count, _mm512_maskz_compress_epi16(reach, here));
             _mm512_storeu_si512(places + count, _mm512_maskz_compress_epi16(reach, place));
             count += static_cast<unsigned>(countBits(reach));

@@ -1,8 +1,5 @@
-// The decomposition in one pass over the plane, rows at a time: the fast form of Wavelet's transform
-// and untransform for Filter4_2.
+// The samples that a level of the decomposition works on.
 #pragma once
-
-#include "target/target.hpp"
 
 namespace teko {
 
@@ -35,17 +32,5 @@ struct Lattice {
     static constexpr unsigned long directSpacing = 512;
     static constexpr int directLength = 512;
 };
-
-// Levels of the transform (row pass, then column pass) from the finest lattice on, with the row kernels of a target.
-// Returns how many of them it did: fewer where a lattice has less than six rows or columns or samples may be too large
-// for the kernels, and none, with the plane untouched, where that is so at once. Needs memory for 24 rows at most;
-// throws std::bad_alloc before it changes anything.
-template <typename T>
-int transformLevels(const Lattice<T>& finest, int levels, Target target);
-
-// The inverse of so many levels (column pass, then row pass), the coarsest first and the finest lattice last. Returns
-// false, with the plane untouched, where not all of them can be done so.
-template <typename T>
-bool untransformLevels(const Lattice<T>& finest, int levels, Target target);
 
 } // namespace teko

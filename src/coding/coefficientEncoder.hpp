@@ -1,0 +1,42 @@
+// Compression of coefficients that come class by class: the fast form of writeWavelet. They are folded and counted on
+// their way into memory, while they are in the cache, and lie there ready to be coded.
+#pragma once
+
+#include "coding/histogram.hpp"
+#include "coding/imageShape.hpp"
+#include "coding/planes/planeCoding.hpp"
+#include "wavelet/rowStream.hpp"
+
+#include <memory>
+#include <vector>
+
+namespace teko {
+
+struct BitStreamer;
+
+template <typename T>
+class CoefficientEncoder {
+public:
+    // Of magnitudes below 2^29. Needs as much memory as planes of compact samples. Throws std::bad_alloc.
+    CoefficientEncoder(const ImageShape& shape, const PlaneCoding<T>& coding);
+    ~CoefficientEncoder();
+
+    // Where all coefficients of a channel go.
+    CoefficientSink<T>& channel(int c);
+
+    // When they are there, once: appends the coded stream to a writer and flushes it. Throws as Wavelet::writeWavelet.
+    void write(BitStreamer& out);
+
+private:
+    class Folder;
+
+    const ImageShape shape;
+    const PlaneCoding<T>& coding;
+    std::vector<std::unique_ptr<Folder>> folders; // of each channel
+    std::unique_ptr<BitLengthHistogram<T>> histogram;
+};
+
+extern template class CoefficientEncoder<short>;
+extern template class CoefficientEncoder<long>;
+
+} // namespace teko

@@ -1,0 +1,103 @@
+// Coding the coefficients of whole images with what fast targets do it: every class in turn, in pieces of any length.
+#pragma once
+
+#include "coding/coefficientEncoder.hpp"
+#include "coding/decoder.hpp"
+#include "support/coefficientClasses.hpp"
+#include "wavelet/wavelet.hpp"
+
+#include <algorithm>
+#include <random>
+
+namespace teko {
+
+// Whether the fast encoder takes that image. Refusing magnitudes without a plane is its own affair.
+template <typename T>
+bool suitsFastEncoder(const ImageData<T>& image) {
+    const int levels = numberOfLevels(image.width, image.height);
+    bool suits = levels >= 0;
+    for (int channel = 0; channel < image.channels && suits && sizeof(T) > sizeof(short); ++channel) {
+        forEachOfClass(image, channel, 0, 0, [&](T sample) {
+            constexpr long beyond = 1L << (highestSlicedPlane<T> + 1);
+            suits = suits && sample > -beyond && sample < beyond;
+        });
+    }
+    return suits;
+}
+
+// Rows of one class go as pairs or in pieces, all others in pieces.
+template <typename T>
+void passRow(std::vector<RowSample<T>>& row, int c, bool asPairs, CoefficientSink<T>& sink, std::minstd_rand& random) {
+    using Row = RowSample<T>;
+    if (asPairs) {
+        std::vector<Row> halves[2];
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            halves[i % 2].push_back(row[i]);
+        }
+        sink.takePairs(c, halves[0].data(), halves[1].data(), static_cast<int>(row.size()));
+        return;
+    }
+    for (std::size_t passed = 0; passed < row.size();) {
+        const std::size_t n = std::min<std::size_t>(row.size() - passed, 1 + random() % 100);
+        sink.take(c, row.data() + passed, static_cast<int>(n));
+        passed += n;
+    }
+}
+
+template <typename T>
+void passChannel(const ImageData<T>& image, int channel, CoefficientSink<T>& sink, std::minstd_rand& random) {
+    const int levels = numberOfLevels(image.width, image.height);
+    for (int y = 0; y < image.height; ++y) {
+        const T* from = image.planes[channel] + static_cast<long>(y) * image.stride;
+        for (int c = 0; c <= levels && y % classRowStep(c) == 0; ++c) {
+            const ClassColumns columns = classColumns(c, levels, y);
+            std::vector<RowSample<T>> row;
+            for (int x = columns.first; x < image.width; x += columns.step) {
+                row.push_back(static_cast<RowSample<T>>(from[x]));
+            }
+            passRow<T>(row, c, columns.first == 0 && random() % 3 != 0, sink, random);
+        }
+    }
+}
+
+// What writeWavelet does, with a fast target and for an image that suits: it is left with folded values.
+template <typename T>
+void writeFast(ImageData<T>& image, Target target, BitStreamer& out) {
+    std::minstd_rand random(static_cast<unsigned>(image.width + 70 * image.height));
+    CoefficientEncoder<T> encoder(shapeOf(image.width, image.height, image.channels), *planeCoding<T>(target));
+    for (int channel = 0; channel < image.channels; ++channel) {
+        passChannel(image, channel, encoder.channel(channel), random);
+        forEachOfClass(image, channel, 0, 0, [](T& sample) { sample = fold(sample); });
+    }
+    encoder.write(out);
+}
+
+// What readWavelet does, with a fast target where that can hold the stream.
+template <typename T>
+int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
+    const int topPlane = readTopPlane(in);
+    const int levels = numberOfLevels(image.width, image.height);
+    if (levels < 0 || topPlane > highestSlicedPlane<T>) {
+        return readBelowTopPlane(Wavelet<T>(), image, topPlane, in);
+    }
+    std::minstd_rand random(static_cast<unsigned>(image.width + 70 * image.height));
+    const ImageShape shape = shapeOf(image.width, image.height, image.channels);
+    const auto sliced = planeCoding<T>(target)->makeSliced(shape);
+    const int endedEarly = sliced->read(topPlane, in);
+    for (int channel = 0; channel < image.channels; ++channel) {
+        for (int c = 0; c <= levels; ++c) {
+            const long longest = random() % 2 == 0 ? 200 : 20000;
+            std::vector<RowSample<T>> values(static_cast<std::size_t>(classSamples(shape, c)));
+            for (std::size_t taken = 0; taken < values.size();) {
+                const long n =
+                    std::min(static_cast<long>(values.size() - taken), 1 + static_cast<long>(random()) % longest);
+                sliced->take(channel, c, values.data() + taken, n);
+                taken += static_cast<std::size_t>(n);
+            }
+            setClass(image, channel, c, levels, values);
+        }
+    }
+    return endedEarly;
+}
+
+} // namespace teko

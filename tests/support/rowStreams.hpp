@@ -1,0 +1,104 @@
+// Whole channels through the row streams.
+#pragma once
+
+#include "support/coefficientClasses.hpp"
+#include "wavelet/rowStream.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace teko {
+
+// What comes out of a forward stream, class by class.
+template <typename T>
+class ClassCollector final : public CoefficientSink<T> {
+public:
+    using Row = RowSample<T>;
+
+    void take(int c, const Row* samples, int n) override {
+        std::vector<T>& to = classes[c];
+        to.insert(to.end(), samples, samples + n);
+    }
+    void takePairs(int c, const Row* even, const Row* odd, int n) override {
+        for (int i = 0; i < n; ++i) {
+            classes[c].push_back((i % 2 == 0 ? even : odd)[i / 2]);
+        }
+    }
+
+    std::vector<T> classes[maximumClasses];
+};
+
+// The coefficients of a channel of an image, for an inverse stream.
+template <typename T>
+class ClassProvider final : public CoefficientSource<T> {
+public:
+    ClassProvider(const ImageData<T>& image, int channel) {
+        const int levels = numberOfLevels(image.width, image.height);
+        for (int c = 0; c <= levels; ++c) {
+            classes[c] = classOf(image, channel, c, levels);
+        }
+    }
+
+    void take(int c, RowSample<T>* samples, int n) override {
+        for (int i = 0; i < n; ++i) {
+            samples[i] = static_cast<RowSample<T>>(classes[c].at(taken[c]++));
+        }
+    }
+
+    bool isUsedUp() const {
+        for (int c = 0; c < maximumClasses; ++c) {
+            if (taken[c] != classes[c].size()) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    std::vector<T> classes[maximumClasses];
+    std::size_t taken[maximumClasses] = {};
+};
+
+// Puts a row into its place in a forward stream, with the bound that the kernels of that target find.
+template <typename T>
+void passRow(const T* samples, int width, Target target, ForwardStream<T>& stream) {
+    std::vector<RowSample<T>> row;
+    for (int x = 0; x < width; ++x) {
+        row.push_back(static_cast<RowSample<T>>(samples[x]));
+    }
+    auto& to = stream.next();
+    to.largest = rowKernels<T>(target).split(row.data(), width, to.even, to.odd);
+    stream.advance();
+}
+
+template <typename T>
+void takeRow(InverseStream<T>& stream, int width, T* samples) {
+    const auto& row = stream.next();
+    for (int x = 0; x < width; ++x) {
+        samples[x] = (x % 2 == 0 ? row.even : row.odd)[x / 2];
+    }
+}
+
+// The coefficients of a channel.
+template <typename T>
+ClassCollector<T> transformedByRows(const ImageData<T>& image, int channel, Target target) {
+    ClassCollector<T> sink;
+    ForwardStream<T> stream(image.width, image.height, target, sink);
+    for (int y = 0; y < image.height; ++y) {
+        passRow(image.planes[channel] + static_cast<long>(y) * image.stride, image.width, target, stream);
+    }
+    return sink;
+}
+
+// The plain inverse, by rows. Returns whether every coefficient was asked for, once.
+template <typename T>
+bool untransformByRows(ImageData<T>& image, int channel, Target target) {
+    ClassProvider<T> source(image, channel);
+    InverseStream<T> stream(image.width, image.height, target, source);
+    for (int y = 0; y < image.height; ++y) {
+        takeRow(stream, image.width, image.planes[channel] + static_cast<long>(y) * image.stride);
+    }
+    return source.isUsedUp();
+}
+
+} // namespace teko

@@ -1,0 +1,205 @@
+// Raw rows on their way to and from the row transform: every target, every length.
+#include "driver/colourTransform.hpp"
+#include "image/joinRawRows.hpp"
+#include "support/targets.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace teko {
+
+namespace {
+
+using RawBytes = std::vector<unsigned char>;
+
+template <typename Sample>
+Sample anySample(std::mt19937_64& random) {
+    return static_cast<Sample>(static_cast<long>(random() % (1UL << 8 * sizeof(Sample))) +
+                               std::numeric_limits<Sample>::min());
+}
+
+// The samples of one channel, of any values, with room around them.
+template <typename Row>
+struct Channel {
+    static constexpr std::size_t before = 20;
+    static constexpr std::size_t behind = 32; // what a kernel may write beyond the samples
+    static constexpr std::size_t fence = 20;
+
+    Channel(std::mt19937_64& random, int itsWidth)
+        : width(static_cast<std::size_t>(itsWidth)), start(before - random() % 17),
+          even(start + (width + 1) / 2 + behind + fence), odd(start + width / 2 + behind + fence) {
+        std::generate(even.begin(), even.end(), [&] { return anySample<Row>(random); });
+        std::generate(odd.begin(), odd.end(), [&] { return anySample<Row>(random); });
+    }
+
+    SplitSamples<Row> samples() { return {even.data() + start, odd.data() + start}; }
+    Row& operator[](std::size_t x) { return (x % 2 == 0 ? even : odd)[start + x / 2]; }
+
+    // Like another, but for what may be written.
+    bool agreesWith(const Channel& other) const {
+        return agree(even, other.even, start + (width + 1) / 2) && agree(odd, other.odd, start + width / 2);
+    }
+
+    std::size_t width;
+    std::size_t start;
+    std::vector<Row> even;
+    std::vector<Row> odd;
+
+private:
+    static bool agree(const std::vector<Row>& one, const std::vector<Row>& other, std::size_t end) {
+        const auto samplesEnd = static_cast<std::ptrdiff_t>(end);
+        return std::equal(one.begin(), one.begin() + samplesEnd, other.begin()) &&
+               std::equal(one.end() - fence, one.end(), other.end() - fence);
+    }
+};
+
+template <typename Row>
+using SplitOne = void (*)(const unsigned char*, int, const SplitSamples<Row>&);
+template <typename Row>
+using JoinOne = void (*)(const SplitSamples<Row>&, int, unsigned char*);
+
+class TargetRawRows : public testing::Test {
+protected:
+    template <typename Check>
+    void forEveryWidth(Check check) {
+        std::vector<int> widths;
+        for (int width = 0; width <= 100; ++width) {
+            widths.insert(widths.end(), {width, width});
+        }
+        widths.insert(widths.end(), {127, 128, 129, 255, 256, 257, 1000, 1023, 4096, 4099});
+        for (const Target target : fastTargets()) {
+            for (const int width : widths) {
+                SCOPED_TRACE(testing::Message() << target << ", width " << width);
+                check(target, width);
+                if (HasFatalFailure()) {
+                    return;
+                }
+            }
+        }
+    }
+
+    // Bytes that start anywhere and end where their memory ends.
+    RawBytes anyBytes(std::size_t count) {
+        RawBytes bytes(count);
+        std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<unsigned char>(random() & 0xFF); });
+        return bytes;
+    }
+
+    template <typename Row>
+    void checkSplit(SplitOne<Row> split, int width) {
+        const auto pixels = static_cast<std::size_t>(width);
+        const std::size_t start = random() % 33;
+        const RawBytes raw = anyBytes(start + pixels * sampleBytes<Row>);
+        Channel<Row> samples(random, width);
+        Channel<Row> wanted = samples;
+        for (std::size_t x = 0; x < pixels; ++x) {
+            const unsigned char* sample = raw.data() + start + x * sampleBytes<Row>;
+            wanted[x] = static_cast<Row>(sampleBytes<Row> == 1 ? sample[0] : sample[0] + 256 * sample[1]);
+        }
+        split(raw.data() + start, width, samples.samples());
+        ASSERT_TRUE(samples.agreesWith(wanted));
+    }
+
+    // Nothing but the row is written.
+    template <typename Row>
+    void checkJoin(JoinOne<Row> join, int width) {
+        const auto pixels = static_cast<std::size_t>(width);
+        const std::size_t start = random() % 33;
+        RawBytes raw = anyBytes(start + pixels * sampleBytes<Row> + 40);
+        RawBytes wanted = raw;
+        Channel<Row> samples(random, width);
+        for (std::size_t x = 0; x < pixels; ++x) {
+            for (std::size_t i = 0; i < sampleBytes<Row>; ++i) {
+                wanted[start + x * sampleBytes<Row> + i] = static_cast<unsigned char>(samples[x] >> (8 * i) & 0xFF);
+            }
+        }
+        join(samples.samples(), width, raw.data() + start);
+        ASSERT_EQ(raw, wanted);
+    }
+
+    // Of a row in a file: short samples have one byte, int samples two.
+    template <typename Row>
+    static constexpr std::size_t sampleBytes = sizeof(Row) / 2;
+
+    std::mt19937_64 random{13};
+};
+
+// One row of three channels.
+struct Colours {
+    explicit Colours(int width) : image(width, 1, 3) {}
+    short& at(std::size_t c, std::size_t x) { return image.planes[c][x]; }
+
+    ImageData<short> image;
+};
+
+} // namespace
+
+TEST_F(TargetRawRows, OfBytesAreTakenApart) {
+    forEveryWidth([&](Target target, int width) { checkSplit<short>(splitRawRows(target).bytes, width); });
+}
+
+TEST_F(TargetRawRows, OfWordsAreTakenApart) {
+    forEveryWidth([&](Target target, int width) { checkSplit<int>(splitRawRows(target).words, width); });
+}
+
+TEST_F(TargetRawRows, AreMadeOfTheLowBytesOfSamples) {
+    forEveryWidth([&](Target target, int width) { checkJoin<short>(joinRawRows(target).bytes, width); });
+}
+
+TEST_F(TargetRawRows, AreMadeOfTheLowWordsOfSamples) {
+    forEveryWidth([&](Target target, int width) { checkJoin<int>(joinRawRows(target).words, width); });
+}
+
+TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {
+    forEveryWidth([&](Target target, int width) {
+        const auto pixels = static_cast<std::size_t>(width);
+        const std::size_t start = random() % 33;
+        const RawBytes raw = anyBytes(start + 3 * pixels);
+        Colours colours(width);
+        for (std::size_t i = 0; i < 3 * pixels; ++i) {
+            colours.at(i % 3, i / 3) = raw[start + i];
+        }
+        colourTransform(&colours.image);
+        std::vector<Channel<short>> channels(3, Channel<short>(random, width));
+        std::vector<Channel<short>> wanted = channels;
+        for (std::size_t i = 0; i < 3 * pixels; ++i) {
+            wanted[i % 3][i / 3] = colours.at(i % 3, i / 3);
+        }
+        const SplitSamples<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        splitRawRows(target).colours(raw.data() + start, width, samples);
+        for (std::size_t c = 0; c < 3; ++c) {
+            ASSERT_TRUE(channels[c].agreesWith(wanted[c])) << "channel " << c;
+        }
+    });
+}
+
+TEST_F(TargetRawRows, OfColoursAreMadeOfTheLowBytesOfTransformedSamples) {
+    forEveryWidth([&](Target target, int width) {
+        const auto pixels = static_cast<std::size_t>(width);
+        const std::size_t start = random() % 33;
+        RawBytes raw = anyBytes(start + 3 * pixels + 60);
+        RawBytes wanted = raw;
+        std::vector<Channel<short>> channels;
+        Colours colours(width);
+        for (std::size_t c = 0; c < 3; ++c) {
+            channels.emplace_back(random, width);
+            for (std::size_t x = 0; x < pixels; ++x) {
+                colours.at(c, x) = channels[c][x];
+            }
+        }
+        colourUntransform(&colours.image);
+        for (std::size_t i = 0; i < 3 * pixels; ++i) {
+            wanted[start + i] = static_cast<unsigned char>(colours.at(i % 3, i / 3) & 0xFF);
+        }
+        const SplitSamples<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        joinRawRows(target).colours(samples, width, raw.data() + start);
+        ASSERT_EQ(raw, wanted);
+    });
+}
+
+} // namespace teko
