@@ -1,15 +1,19 @@
 // Every target does what the plain one does, and that is what the definitions say.
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"
+#include "image/joinRawRows.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/streamDecoder.hpp"
 #include "reference/streamEncoder.hpp"
 #include "reference/transform.hpp"
+#include "support/bitStreams.hpp"
 #include "support/codedStreams.hpp"
+#include "support/fastCoding.hpp"
 #include "support/memoryFile.hpp"
+#include "support/rowStreams.hpp"
 #include "support/targets.hpp"
 
-#include <optional>
+#include <functional>
 
 namespace teko::fuzz {
 
@@ -73,6 +77,37 @@ Planes<T> copyOf(const ImageData<T>& image) {
 // Transforms
 
 template <typename T>
+unsigned long largestMagnitude(const ImageData<T>& image) {
+    unsigned long largest = 0;
+    for (int c = 0; c < image.channels; ++c) {
+        forEachOfClass(image, c, 0, 0, [&](T sample) {
+            const auto number = static_cast<unsigned long>(static_cast<long>(sample));
+            largest = std::max(largest, sample < 0 ? 0 - number : number);
+        });
+    }
+    return largest;
+}
+
+template <typename T>
+Planes<T> transformedRows(const ImageData<T>& image, Target target, bool isForward) {
+    Planes<T> result = copyOf(image);
+    const int levels = numberOfLevels(image.width, image.height);
+    for (int channel = 0; channel < image.channels; ++channel) {
+        if (!isForward) {
+            require(untransformByRows(*result, channel, target), "every coefficient is used");
+            continue;
+        }
+        const ClassCollector<T> collected = transformedByRows(image, channel, target);
+        for (int c = 0; c <= levels; ++c) {
+            require(collected.classes[c].size() == classOf(image, channel, c, levels).size(),
+                    "classes have their size");
+            setClass(*result, channel, c, levels, collected.classes[c]);
+        }
+    }
+    return result;
+}
+
+template <typename T>
 void checkTransform(const Shape& shape, Input& input) {
     const bool isForward = input.byte() % 2 == 0;
     const auto operation = isForward ? &Wavelet<T>::transform : &Wavelet<T>::untransform;
@@ -80,17 +115,21 @@ void checkTransform(const Shape& shape, Input& input) {
     const auto original = reference::fromImageData(*samples);
     const auto expected = isForward ? reference::transformed(original, reference::samplesOf<T>)
                                     : reference::untransformed(original, reference::samplesOf<T>);
-    for (const Target target : allTargets) {
-        if (!isRunnable(target)) {
-            continue;
+    const Planes<T> image = copyOf(*samples);
+    Filter4_2<T> filter;
+    Wavelet<T> wavelet;
+    wavelet.filter = &filter;
+    (wavelet.*operation)(image.get());
+    require(reference::fromImageData(*image) == expected, "planes are transformed as defined");
+    // Short rows take any sample.
+    const long largest = sizeof(T) == sizeof(short) ? 32768
+                         : isForward                ? 65535
+                                                    : (1L << InverseStream<T>::safeBits) - 1;
+    if (suitsRowStreams(shape.width, shape.height) &&
+        largestMagnitude(*samples) <= static_cast<unsigned long>(largest)) {
+        for (const Target target : fastTargets()) {
+            require(isSame(*transformedRows(*samples, target, isForward), *image), "every target transforms alike");
         }
-        const TargetInUse use(target);
-        const Planes<T> image = copyOf(*samples);
-        Filter4_2<T> filter;
-        Wavelet<T> wavelet;
-        wavelet.filter = &filter;
-        (wavelet.*operation)(image.get());
-        require(reference::fromImageData(*image) == expected, "every target transforms as defined");
     }
 }
 
@@ -106,10 +145,15 @@ struct Written {
 
 template <typename T>
 Written<T> written(const ImageData<T>& image, Target target, std::size_t capacity) {
-    const TargetInUse use(target);
     Written<T> result{copyOf(image)};
     MemoryTarget memory(capacity);
-    result.thrown = thrownBy([&] { Wavelet<T>().writeWavelet(result.image.get(), memory.stream); });
+    result.thrown = thrownBy([&] {
+        if (target == Target::plain) {
+            Wavelet<T>().writeWavelet(result.image.get(), memory.stream);
+        } else {
+            writeFast(*result.image, target, memory.stream);
+        }
+    });
     result.bits = memory.stream.bitCount();
     result.bytes = memory.content(std::min(capacity, static_cast<std::size_t>(result.bits + 7) / 8));
     require(memory.fenceIsIntact(), "an encoder keeps to its memory");
@@ -146,6 +190,9 @@ void checkEncoding(const Shape& shape, Input& input) {
     const std::size_t capacity = room % 2 == 0 ? ampleRoom(*coefficients) : room * room / 64;
     const Written<T> plain = written(*coefficients, Target::plain, capacity);
     requireDefinedStream(plain, reference::fromImageData(*coefficients), capacity);
+    if (!suitsFastEncoder(*coefficients)) {
+        return;
+    }
     for (const Target target : fastTargets()) {
         const Written<T> fast = written(*coefficients, target, capacity);
         require(fast.thrown == plain.thrown && fast.bits == plain.bits, "every target ends alike");
@@ -157,26 +204,27 @@ void checkEncoding(const Shape& shape, Input& input) {
 // Decoding
 
 template <typename T>
+using Read = std::function<int(ImageData<T>&, BitStreamer&)>;
+
+template <typename T>
 struct Reading {
     Planes<T> image;
     int result = -1; // -1 when it threw
 };
 
 template <typename T>
-Reading<T> reading(const Shape& shape, Target target, const Bytes& payload, unsigned source, int skipTransform) {
-    const TargetInUse use(target);
+Reading<T> reading(const Shape& shape, const Bytes& payload, unsigned source, Read<T> read) {
     Reading<T> reading{blank<T>(shape)};
-    Wavelet<T> wavelet;
-    wavelet.skipTransform = skipTransform;
     int thrown = 0;
     if (source % 8 == 0) {
         const MemoryFile file = readable(payload);
         BitStreamer in;
         in.setUpFileReader(file.get());
         in.size = 1 + static_cast<int>(source / 8);
-        thrown = thrownBy([&] { reading.result = wavelet.readWavelet(reading.image.get(), in); });
+        thrown = thrownBy([&] { reading.result = read(*reading.image, in); });
     } else {
-        thrown = thrownBy([&] { reading.result = decodeFromMemory(*reading.image, payload, wavelet); });
+        MemoryReader in(payload);
+        thrown = thrownBy([&] { reading.result = read(*reading.image, in.stream); });
     }
     require(thrown == (payload.size() < 4 ? 3 : 0), "a stream needs a word, and nothing else");
     return reading;
@@ -184,19 +232,22 @@ Reading<T> reading(const Shape& shape, Target target, const Bytes& payload, unsi
 
 template <typename T>
 void checkReading(const Shape& shape, const Bytes& payload, unsigned source) {
-    const int skipTransform = source % 3 == 0 ? 1 : 0;
-    const Reading<T> plain = reading<T>(shape, Target::plain, payload, source, skipTransform);
+    Wavelet<T> wavelet;
+    const auto readPlainly = [&](ImageData<T>& image, BitStreamer& in) { return wavelet.readWavelet(&image, in); };
+    const Reading<T> plain = reading<T>(shape, payload, source, readPlainly);
     const auto expected =
         reference::decodeStream(payload, shape.width, shape.height, shape.channels, reference::samplesOf<T>);
     require(expected.has_value() == (payload.size() >= 4), "a definition needs a word as well");
     if (expected) {
         require(plain.result == (expected->complete ? 0 : 1), "a stream ends where it is defined to");
-        require(reference::fromImageData(*plain.image) ==
-                    (skipTransform != 0 ? expected->folded : expected->coefficients),
-                "a stream is read as defined");
+        require(reference::fromImageData(*plain.image) == expected->coefficients, "a stream is read as defined");
+        wavelet.skipTransform = 1;
+        const Reading<T> folded = reading<T>(shape, payload, source, readPlainly);
+        require(reference::fromImageData(*folded.image) == expected->folded, "folded values are left as defined");
     }
     for (const Target target : fastTargets()) {
-        const Reading<T> fast = reading<T>(shape, target, payload, source, skipTransform);
+        const Reading<T> fast = reading<T>(
+            shape, payload, source, [&](ImageData<T>& image, BitStreamer& in) { return readFast(image, target, in); });
         require(fast.result == plain.result, "every target ends alike");
         require(isSame(*fast.image, *plain.image), "every target reads the same");
     }
@@ -239,25 +290,83 @@ void checkDamagedReading(const Shape& shape, Input& input) {
 
 void checkRawFile(const Shape& shape, Input& input) {
     const int limit = static_cast<int>(1U << input.below(32)) * static_cast<int>(input.byte() % 2);
-    const Planes<short> samples = painted<short>(shape, input);
-    std::optional<Bytes> plain;
-    for (const Target target : allTargets) {
-        if (!isRunnable(target)) {
-            continue;
+    const Planes<short> image = painted<short>(shape, input);
+    WritableFile file(1U << 20);
+    image->rawWrite8(file.get(), limit);
+    const Planes<short> back = blank<short>(shape);
+    back->rawRead8(readable(file.content()).get());
+    for (int c = 0; c < shape.channels; ++c) {
+        require(std::equal(back->planes[c], back->planes[c] + shape.width * shape.height, image->planes[c],
+                           [](short read, short written) { return read == (written & 0xFF); }),
+                "what is written is read");
+    }
+}
+
+// The samples of one row at even and at odd places, with room for what kernels write beyond them.
+template <typename Row>
+struct Halves {
+    explicit Halves(int width) : even(static_cast<std::size_t>(width / 2 + 33)), odd(even) {}
+
+    SplitSamples<Row> samples() { return {even.data(), odd.data()}; }
+    void resize(int width) {
+        even.resize(static_cast<std::size_t>((width + 1) / 2));
+        odd.resize(static_cast<std::size_t>(width / 2));
+    }
+    bool operator==(const Halves&) const = default;
+
+    std::vector<Row> even;
+    std::vector<Row> odd;
+};
+
+// What every target makes of the same raw rows, and of the same samples.
+struct RawRowResults {
+    RawRowResults(const Bytes& raw, int itsWidth, Target target)
+        : width(itsWidth), bytes(width), words(width), colours(3, bytes), joined(6 * static_cast<std::size_t>(width)) {
+        const SplitRawRows& split = splitRawRows(target);
+        split.bytes(raw.data(), width, bytes.samples());
+        split.words(raw.data(), width, words.samples());
+        const SplitSamples<short> channels[] = {colours[0].samples(), colours[1].samples(), colours[2].samples()};
+        split.colours(raw.data(), width, channels);
+        bytes.resize(width);
+        words.resize(width);
+        std::for_each(colours.begin(), colours.end(), [&](Halves<short>& channel) { channel.resize(width); });
+    }
+
+    // From words, whose low bits are samples of any value.
+    void join(Target target) {
+        std::vector<Halves<short>> any(3, Halves<short>(width));
+        for (std::size_t i = 0; i < 3; ++i) {
+            std::transform(words.even.begin(), words.even.end(), any[i].even.begin(),
+                           [i](int word) { return static_cast<short>(word * (static_cast<int>(i) + 1) & 0x7FFF); });
+            std::transform(words.odd.begin(), words.odd.end(), any[i].odd.begin(),
+                           [](int word) { return static_cast<short>(word - 32768); });
         }
-        const TargetInUse use(target);
-        const Planes<short> image = copyOf(*samples);
-        WritableFile file(1U << 20);
-        image->rawWrite8(file.get(), limit);
-        const Planes<short> back = blank<short>(shape);
-        back->rawRead8(readable(file.content()).get());
-        for (int c = 0; c < shape.channels; ++c) {
-            require(std::equal(back->planes[c], back->planes[c] + shape.width * shape.height, image->planes[c],
-                               [](short read, short written) { return read == (written & 0xFF); }),
-                    "what is written is read");
-        }
-        require(!plain || *plain == file.content(), "every target writes the same file");
-        plain = file.content();
+        const SplitSamples<short> channels[] = {any[0].samples(), any[1].samples(), any[2].samples()};
+        const JoinRawRows& to = joinRawRows(target);
+        to.bytes(channels[0], width, joined.data());
+        to.words(words.samples(), width, joined.data() + width);
+        to.colours(channels, width, joined.data() + 3 * width);
+    }
+
+    bool operator==(const RawRowResults&) const = default;
+
+    int width;
+    Halves<short> bytes;
+    Halves<int> words;
+    std::vector<Halves<short>> colours;
+    Bytes joined;
+};
+
+void checkRawRows(Input& input) {
+    const int width = input.within(0, 150);
+    Bytes raw = input.rest();
+    raw.resize(3 * static_cast<std::size_t>(width) + 1);
+    RawRowResults portable(raw, width, Target::portable);
+    portable.join(Target::portable);
+    for (const Target target : fastTargets()) {
+        RawRowResults results(raw, width, target);
+        results.join(target);
+        require(results == portable, "every target splits and joins raw rows alike");
     }
 }
 
@@ -273,8 +382,10 @@ void check(Input& input) {
         checkEncoding<T>(shape, input);
     } else if (choice < 15) {
         checkTransform<T>(shape, input);
-    } else {
+    } else if (input.byte() % 2 == 0) {
         checkRawFile(shape, input);
+    } else {
+        checkRawRows(input);
     }
 }
 

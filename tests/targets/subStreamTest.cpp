@@ -18,10 +18,10 @@ constexpr int parameters[] = {0, 2, 3, 0, 4, 1, 5, 2, 7, 3, 10, 0, 13, 17, 24};
 // The bits of a memory writer that was flushed.
 Bits bitsOf(const BitStreamer& stream) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(stream.buffer);
-    const auto count = static_cast<std::size_t>(stream.bitCount());
-    const Bytes content(bytes, bytes + (count + 7) / 8);
-    Bits bits = unpacked(content);
-    bits.resize(count);
+    Bits bits;
+    for (std::int64_t i = 0; i < stream.bitCount(); ++i) {
+        bits.push_back((bytes[i / 8] >> (i % 8) & 1) != 0);
+    }
     return bits;
 }
 

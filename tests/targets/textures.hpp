@@ -112,7 +112,7 @@ void paint(LaidOutImage<T>& image, Texture kind, Random& random) {
     for (int y = 0; y < image->height; ++y) {
         rowSizes.push_back(random() % 4 == 0 ? anySize() : 200);
     }
-    // The wide kernels refuse images with samples that are too large, so those must not be everywhere.
+    // Wide samples beyond what their kernels take are clamped, so those must not be everywhere.
     const auto all = static_cast<std::ptrdiff_t>(sizeof(T) == sizeof(short) ? sizes.size() : largest + 1);
     texture::AdverseSamples adverse({sizes.begin(), sizes.begin() + all}, random);
     image.fill([&](int, int y, int x) {
