@@ -170,15 +170,15 @@ TYPED_TEST(TargetSubStreams, AreTheDescribedOnesAboveAnyLowestPlane) {
 
 // Which planes are called sparse is for speed alone, whatever they hold.
 TYPED_TEST(TargetSubStreams, DoNotDependOnWhatIsCalledSparse) {
-    for (const std::vector<int>& parameters : {std::vector<int>{1, 1, 1, 1, 1, 1, 1},
-                                               {0, 1, 2, 3, 4, 5, 6},
-                                               {0, 0, 0, 1, 1, 2, 3},
-                                               {7, 5, 3, 2, 2, 1, 9},
-                                               {2, 0, 2, 13, 3, 2, 24}}) {
+    for (const std::vector<int>& chosen : {std::vector<int>{1, 1, 1, 1, 1, 1, 1},
+                                           {0, 1, 2, 3, 4, 5, 6},
+                                           {0, 0, 0, 1, 1, 2, 3},
+                                           {7, 5, 3, 2, 2, 1, 9},
+                                           {2, 0, 2, 13, 3, 2, 24}}) {
         for (const unsigned oneIn : {1U, 3U, 20U, 300U}) {
             for (const int rows : {40, 1024, 2500}) {
                 const auto image = scattered<TypeParam>({2, rows}, 6, oneIn, this->random);
-                this->checkEveryChoice(classOf(*image, 0, 0, 0), 6, parameters);
+                this->checkEveryChoice(classOf(*image, 0, 0, 0), 6, chosen);
                 ASSERT_FALSE(this->HasFatalFailure());
             }
         }
