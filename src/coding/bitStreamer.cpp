@@ -120,23 +120,18 @@ void BitStreamer::append(BitStreamer& source) {
     }
 }
 
-void BitStreamer::appendWords(const std::uint32_t* from, std::int64_t count, int pending) {
-    std::uint64_t carried = current;
-    std::uint32_t* to = cursor;
-    std::int64_t i = 0;
-    for (; i + 1 < count; i += 2) {
-        const std::uint64_t two = littleEndian(from[i]) | static_cast<std::uint64_t>(littleEndian(from[i + 1])) << 32;
-        const std::uint64_t shifted = carried | two << pending;
-        to[i] = littleEndian(static_cast<std::uint32_t>(shifted & 0xFFFFFFFFU));
-        to[i + 1] = littleEndian(static_cast<std::uint32_t>(shifted >> 32));
-        carried = two >> 1 >> (63 - pending);
+// Each word is made from two of the source, so that none waits for the one before it: the compiler finds vectors.
+void BitStreamer::appendWords(const std::uint32_t* __restrict from, std::int64_t count, int pending) {
+    if (count == 0) {
+        return;
     }
-    if (i < count) {
-        carried |= static_cast<std::uint64_t>(littleEndian(from[i])) << pending;
-        to[i] = littleEndian(static_cast<std::uint32_t>(carried & 0xFFFFFFFFU));
-        carried >>= 32;
+    const auto above = [pending](std::uint32_t word) { return word >> 1 >> (31 - pending); };
+    std::uint32_t* __restrict to = cursor;
+    to[0] = littleEndian(current | littleEndian(from[0]) << pending);
+    for (std::int64_t i = 1; i < count; ++i) {
+        to[i] = littleEndian(above(littleEndian(from[i - 1])) | littleEndian(from[i]) << pending);
     }
-    current = static_cast<std::uint32_t>(carried);
+    current = above(littleEndian(from[count - 1]));
     cursor += count;
 }
 
