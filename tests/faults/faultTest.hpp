@@ -9,8 +9,9 @@
 
 namespace teko {
 
-// Small enough for a run per operation, and of every kind of image.
-inline const std::vector<Shape> smallShapes = {{1, 8, 24, 17}, {2, 16, 24, 17}, {3, 8, 24, 17}};
+// Small enough for a run per operation, and of every kind of image. The last goes stage by stage through planes, the
+// others row by row.
+inline const std::vector<Shape> smallShapes = {{1, 8, 24, 22}, {2, 16, 24, 22}, {3, 8, 24, 22}, {3, 8, 24, 17}};
 
 // More than two file buffers of coded stream in each, and few rows, each larger than a buffer of the C library.
 inline const std::vector<Shape> wideShapes = {{1, 8, 65535, 14}, {2, 16, 33000, 14}, {3, 8, 22000, 14}};
@@ -76,7 +77,7 @@ private:
 
 inline std::string sceneName(const testing::TestParamInfo<Scene>& info) {
     std::ostringstream name;
-    name << info.param.mode << "_" << kindName(info.param.shape);
+    name << info.param.mode << "_" << kindName(info.param.shape) << "_" << info.param.shape.ysize;
     return name.str();
 }
 

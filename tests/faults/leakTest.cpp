@@ -107,7 +107,9 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, Leak, testing::Values(Shape{1, 8, 24, 17}, Shape{2, 16, 24, 17}, Shape{3, 8, 24, 17}));
+INSTANTIATE_TEST_SUITE_P(Of, Leak,
+                         testing::Values(Shape{1, 8, 24, 22}, Shape{2, 16, 24, 22}, Shape{3, 8, 24, 22},
+                                         Shape{3, 8, 24, 17}));
 
 TEST_P(Leak, thereIsNoneWhereverMemoryIsRefused) {
     for (const StreamPlace place : {StreamPlace::file, StreamPlace::memory}) {
