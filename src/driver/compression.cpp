@@ -23,43 +23,33 @@ void endQuietly(Stage stage) {
     }
 }
 
+// Stage by stage, in planes.
 template <typename T>
-struct Codec {
-    Codec(const FileHeader& header, int channels) : image(header.xsize, header.ysize, channels) {
-        wavelet.filter = &filter;
-    }
-
-    ImageData<T> image;
+void codeInPlanes(const FileHeader& header, int channels, File raw, BitStreamer& out) {
+    ImageData<T> image(header.xsize, header.ysize, channels);
     Filter4_2<T> filter;
     Wavelet<T> wavelet;
-};
-
-template <typename T>
-void codeGrey(const FileHeader& header, File raw, int (ImageData<T>::*read)(std::FILE*), BitStreamer& out) {
-    Codec<T> codec(header, 1);
+    wavelet.filter = &filter;
     std::puts("Reading...");
-    (codec.image.*read)(raw.get());
+    sizeof(T) == sizeof(short) ? image.rawRead8(raw.get()) : image.rawRead16(raw.get());
     raw.reset();
+    if constexpr (sizeof(T) == sizeof(short)) {
+        if (channels == 3) {
+            std::puts("Transforming YUV...");
+            colourTransform(&image);
+        }
+    }
     std::puts("Transforming...");
-    codec.wavelet.transform(&codec.image);
+    if (channels == 3) {
+        endQuietly([&] { wavelet.transform(&image); });
+    } else {
+        wavelet.transform(&image);
+    }
     std::puts("Writing...");
-    endQuietly([&] { codec.wavelet.writeWavelet(&codec.image, out); });
+    endQuietly([&] { wavelet.writeWavelet(&image, out); });
 }
 
-void codeColour(const FileHeader& header, File raw, BitStreamer& out) {
-    Codec<short> codec(header, 3);
-    std::puts("Reading...");
-    codec.image.rawRead8(raw.get());
-    raw.reset();
-    std::puts("Transforming YUV...");
-    colourTransform(&codec.image);
-    std::puts("Transforming...");
-    endQuietly([&] { codec.wavelet.transform(&codec.image); });
-    std::puts("Writing...");
-    endQuietly([&] { codec.wavelet.writeWavelet(&codec.image, out); });
-}
-
-// Reads and transforms at once. The progress lines of what was done on the way come after it.
+// Row by row. What was done while reading has its progress lines behind it.
 template <typename T>
 void codeInRows(const FileHeader& header, int channels, File raw, BitStreamer& out) {
     RowEncoder<T> encoder(header.xsize, header.ysize, channels);
@@ -74,38 +64,23 @@ void codeInRows(const FileHeader& header, int channels, File raw, BitStreamer& o
     endQuietly([&] { encoder.write(out); });
 }
 
-bool codeInRows(const FileHeader& header, File& raw, BitStreamer& out) {
-    if (!RowEncoder<short>::suits(header.xsize, header.ysize)) {
-        return false;
-    }
-    switch (header.bytesPerPixel) {
-    case 1:
-        codeInRows<short>(header, 1, std::move(raw), out);
-        return true;
-    case 2:
-        codeInRows<long>(header, 1, std::move(raw), out);
-        return true;
-    case 3:
-        codeInRows<short>(header, 3, std::move(raw), out);
-        return true;
-    default:
-        return false;
+template <typename T>
+void code(const FileHeader& header, int channels, File raw, BitStreamer& out) {
+    if (RowEncoder<T>::suits(header.xsize, header.ysize)) {
+        codeInRows<T>(header, channels, std::move(raw), out);
+    } else {
+        codeInPlanes<T>(header, channels, std::move(raw), out);
     }
 }
 
 void codeImage(const FileHeader& header, File raw, BitStreamer& out) {
-    if (codeInRows(header, raw, out)) {
-        return;
-    }
     switch (header.bytesPerPixel) {
     case 1:
-        codeGrey<short>(header, std::move(raw), &ImageData<short>::rawRead8, out);
+    case 3:
+        code<short>(header, header.bytesPerPixel, std::move(raw), out);
         break;
     case 2:
-        codeGrey<long>(header, std::move(raw), &ImageData<long>::rawRead16, out);
-        break;
-    case 3:
-        codeColour(header, std::move(raw), out);
+        code<long>(header, 1, std::move(raw), out);
         break;
     default:
         std::fputs("Image format not supported\n", stderr);
