@@ -17,8 +17,8 @@ constexpr long largestForSmallUpdate = 600;
 constexpr long largestForUpdate = 2798;
 
 // A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
-// level as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y, row), rows in their
-// order.
+// level as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y, row), rows in
+// their order.
 template <typename T, typename Pass>
 class ForwardLevel {
 public:
