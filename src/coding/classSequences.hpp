@@ -14,7 +14,7 @@ class ClassSequences {
 public:
     using Value = RowSample<T>;
 
-    // Values are left uninitialised. Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
+    // Values are left uninitialised. Throws std::bad_alloc.
     explicit ClassSequences(const ImageShape& shape);
 
     // Behind each class is room for this many values more, which may be overwritten.

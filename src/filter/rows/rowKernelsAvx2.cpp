@@ -3,7 +3,6 @@
 #include "target/region.hpp"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #if defined(__x86_64__)

@@ -2,7 +2,6 @@
 #include "filter/rows/rowKernelSets.hpp"
 
 #include <algorithm>
-#include <limits>
 
 namespace teko::portable {
 
