@@ -1,7 +1,6 @@
 #include "driver/files.hpp"
 
-#include <filesystem>
-#include <system_error>
+#include <sys/stat.h>
 
 namespace teko {
 
@@ -11,9 +10,13 @@ void reportUnopened(const char* path) {
     std::fprintf(stderr, "Cannot open '%s'\n", path);
 }
 
+// A path that cannot be examined is left to fopen. Asks the system itself: std::filesystem allocates, and where it
+// must not throw, ends the program when there is no memory.
 bool isSameRegularFile(const char* one, const char* other) {
-    std::error_code error; // where a path cannot be examined, fopen decides
-    return std::filesystem::is_regular_file(one, error) && std::filesystem::equivalent(one, other, error);
+    struct stat first {};
+    struct stat second {};
+    return stat(one, &first) == 0 && stat(other, &second) == 0 && S_ISREG(first.st_mode) &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 } // namespace

@@ -11,7 +11,7 @@ namespace teko {
 
 // Small enough for a run per operation, and of every kind of image. The last goes stage by stage through planes, the
 // others row by row.
-inline const std::vector<Shape> smallShapes = {{1, 8, 24, 22}, {2, 16, 24, 22}, {3, 8, 24, 22}, {3, 8, 24, 17}};
+inline const std::vector<Shape> smallShapes = {{1, 8, 24, 22}, {2, 16, 24, 22}, {3, 8, 24, 22}, {3, 8, 24, 5}};
 
 // More than two file buffers of coded stream in each, and few rows, each larger than a buffer of the C library.
 inline const std::vector<Shape> wideShapes = {{1, 8, 65535, 14}, {2, 16, 33000, 14}, {3, 8, 22000, 14}};

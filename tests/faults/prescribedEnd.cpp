@@ -211,6 +211,13 @@ Words wordsFor(Ending ending) {
     }
 }
 
+// As the C++ runtime names it.
+#ifdef _LIBCPP_VERSION
+constexpr const char* uncaughtInteger = "of type int";
+#else
+constexpr const char* uncaughtInteger = "'int'";
+#endif
+
 // The runtime names the exception; the program itself has nothing to say.
 void expectOnlyTheRuntimeWrites(const std::string& errors, const std::string& exception) {
     EXPECT_NE(errors.find(exception), std::string::npos) << errors;
@@ -244,7 +251,8 @@ std::string expectPrescribedEnd(const Stage& stage, const Rules& rules, const Fa
     EXPECT_EQ(run.outcome.signal, words.signal) << run.outcome;
     EXPECT_EQ(run.outcome.output, end.output);
     if (end.ending == Ending::abnormalInteger || end.ending == Ending::abnormalMemory) {
-        expectOnlyTheRuntimeWrites(run.outcome.errors, end.ending == Ending::abnormalMemory ? "bad_alloc" : "'int'");
+        expectOnlyTheRuntimeWrites(run.outcome.errors,
+                                   end.ending == Ending::abnormalMemory ? "bad_alloc" : uncaughtInteger);
     } else {
         EXPECT_EQ(run.outcome.errors, end.errors);
     }

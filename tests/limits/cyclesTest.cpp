@@ -5,6 +5,8 @@
 #include "support/silence.hpp"
 
 #include <fstream>
+#include <malloc.h>
+#include <thread>
 
 namespace teko {
 
@@ -17,16 +19,28 @@ constexpr long some = 100; // instrumented programs take their time
 #endif
 
 struct Held {
-    long bytes; // resident, without what is mapped from files
+    std::size_t allocatedBytes;
+    long residentBytes; // without what is mapped from files
     long openFiles;
 };
 
+// Walking the pages: the counters that other files show lag behind on the processors that a process has been on.
+long anonymousBytes() {
+    std::ifstream pages("/proc/self/smaps_rollup");
+    std::string word;
+    long kibibytes = -1;
+    while (pages >> word && word != "Anonymous:") {
+    }
+    pages >> kibibytes;
+    return 1024 * kibibytes;
+}
+
+// Free memory is joined and given back first: how it lies scattered after thousands of runs is the heap's affair.
 Held held() {
-    long resident = 0;
-    long shared = 0;
-    std::ifstream("/proc/self/statm") >> resident >> resident >> shared;
+    malloc_trim(0);
+    const struct mallinfo2 heap = mallinfo2();
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return {(resident - shared) * sysconf(_SC_PAGESIZE), std::distance(begin(descriptors), end(descriptors))};
+    return {heap.uordblks + heap.hblkhd, anonymousBytes(), std::distance(begin(descriptors), end(descriptors))};
 }
 
 class Cycles : public testing::Test {
@@ -46,29 +60,34 @@ protected:
         EXPECT_EQ(decompress(coded.c_str(), back.c_str(), place), 0);
     }
 
+    // On a thread of their own, because memory that a thread keeps at hand counts as allocated until it ends.
     Held afterCycles(long from, long to) const {
-        const Silence silence;
-        for (long number = from; number < to; ++number) {
-            cycle(number);
-        }
+        std::thread([&] {
+            const Silence silence;
+            for (long number = from; number < to; ++number) {
+                cycle(number);
+            }
+        }).join();
         return held();
     }
 };
 
 TEST_F(Cycles, takeNoMoreMemoryOrFilesTheMoreThereAre) {
+    mallopt(M_ARENA_MAX, 1); // the heap of another thread would not be given back
     for (std::size_t kind = 0; kind < everyKind.size(); ++kind) {
         files.write("raw" + std::to_string(kind), raw::noise(everyKind[kind]));
     }
-    afterCycles(0, some); // until what the heap keeps for itself has settled
+    afterCycles(0, some);
     const Held early = afterCycles(some, 2 * some);
     const Held late = afterCycles(2 * some, 10 * some);
 #ifdef TEKO_MEMORY_IS_PLAIN
-    EXPECT_EQ(late.bytes, early.bytes);
+    EXPECT_EQ(late.allocatedBytes, early.allocatedBytes);
+    EXPECT_EQ(late.residentBytes, early.residentBytes);
 #endif
     EXPECT_EQ(late.openFiles, early.openFiles);
-    report("cycles: ", static_cast<double>(early.bytes) / mebibyte, " MiB and ", early.openFiles, " files after ",
-           2 * some, " runs, ", static_cast<double>(late.bytes) / mebibyte, " MiB and ", late.openFiles,
-           " files after ", 10 * some);
+    report("cycles: ", static_cast<double>(early.residentBytes) / mebibyte, " MiB and ", early.openFiles,
+           " files after ", 2 * some, " runs, ", static_cast<double>(late.residentBytes) / mebibyte, " MiB and ",
+           late.openFiles, " files after ", 10 * some);
 }
 
 } // namespace
