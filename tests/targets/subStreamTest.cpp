@@ -1,7 +1,8 @@
 // The sub-streams of each class and plane, one by one, against the description of their segments.
-#include "coding/classSequences.hpp"
 #include "coding/planes/planeCoding.hpp"
+#include "coding/segmentPlan.hpp"
 #include "support/coefficients.hpp"
+#include "support/foldedValues.hpp"
 #include "support/targets.hpp"
 #include "targets/segments.hpp"
 
@@ -101,13 +102,12 @@ private:
                 streams.setUpRefinement(of.channel, of.c, b, refinementSegment(of.values, b).size());
                 streams.setUpRuns(of.channel, of.c, b, runs.size() - 5, of.parameter(b));
             }
-            ClassSequences<T> sequences(of.shape);
-            RowSample<T>* const values = sequences.begin(of.c);
-            ASSERT_EQ(sequences.count(of.c), static_cast<long>(of.values.size()));
-            std::transform(of.values.begin(), of.values.end(), values,
-                           [](T value) { return static_cast<RowSample<T>>(value); });
-            planeCoding<T>(target)->codeClass(values, sequences.count(of.c), streams, of.channel, of.c, lowest, sparse);
-            ASSERT_TRUE(std::equal(of.values.begin(), of.values.end(), values));
+            FoldedValues<RowSample<T>> folded(of.values.size());
+            const std::vector<RowSample<T>> values(of.values.begin(), of.values.end());
+            folded.append(values);
+            folded.sequence.finish();
+            planeCoding<T>(target)->codeClass(folded.sequence, streams, of.channel, of.c, lowest, sparse);
+            ASSERT_EQ(folded.values(), values);
             for (int b = lowest; b <= of.topPlane; ++b) {
                 SCOPED_TRACE(testing::Message() << "plane " << b << ", parameter " << of.parameter(b));
                 expectSegment(streams.refinementStreams[of.channel][of.c][b], refinementSegment(of.values, b));

@@ -13,8 +13,8 @@
 // The sub-streams and the coefficients are those of the plain procedures, bit for bit.
 #pragma once
 
-#include "coding/histogram.hpp"
-#include "coding/segmentPlan.hpp"
+#include "coding/foldedSequence.hpp"
+#include "coding/imageShape.hpp"
 #include "coding/streamArrayManager.hpp"
 #include "target/target.hpp"
 #include "wavelet/rowStream.hpp"
@@ -43,15 +43,16 @@ public:
 
 template <typename T>
 struct PlaneCoding {
-    // fold and foldPairs write the folded values of n samples, given in order or apart by even and odd places, and
-    // return the OR of the magnitudes.
-    Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, RowSample<T>* folded);
-    Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, RowSample<T>* folded);
-    // Adds the bit lengths of n folded values, none of them longer than `longest`.
-    void (*countLengths)(const RowSample<T>* values, int n, int longest, std::uint64_t* counts);
-    // Codes a whole class of a channel into its sub-streams, down to plane `lowest`; in planes from lowestSparse on few
-    // coefficients are significant. Up to 63 values behind the class are overwritten. Throws std::bad_alloc.
-    void (*codeClass)(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
+    using Folded = FoldedSequence<RowSample<T>>;
+
+    // Append n coefficients, given in order or apart by even and odd places. Return the OR of the magnitudes.
+    Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, Folded& folded);
+    Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, Folded& folded);
+    // Adds the bit lengths of the values in a block that is full or finished; returns the longest.
+    int (*countLengths)(const Folded& folded, long block, std::uint64_t* counts);
+    // Codes a whole class of a channel, finished and counted, into its sub-streams, down to plane `lowest`; in planes
+    // from lowestSparse on few coefficients are significant. Throws std::bad_alloc.
+    void (*codeClass)(const Folded& folded, StreamArrayManager<T>& streams, int channel, int c, int lowest,
                       int lowestSparse);
 
     // Room for a decoded image. Throws std::bad_alloc.

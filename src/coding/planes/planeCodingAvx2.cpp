@@ -10,7 +10,11 @@ namespace {
 
 #include "coding/planes/bitOperationsAvx2.hpp"
 
+#include "coding/planes/encoding/folding.hpp"
+
 #include "coding/planes/encoding/bitLengthsAvx2.hpp"
+
+#include "coding/planes/encoding/bitLengths.hpp"
 
 #include "coding/planes/encoding/encoderChunk.hpp"
 

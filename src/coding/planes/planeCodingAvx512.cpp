@@ -16,6 +16,8 @@ namespace {
 
 #include "coding/planes/bitOperationsAvx512.hpp"
 
+#include "coding/planes/encoding/foldingAvx512.hpp"
+
 #include "coding/planes/encoding/bitLengthsAvx512.hpp"
 
 #include "coding/planes/encoding/encoderChunk.hpp"

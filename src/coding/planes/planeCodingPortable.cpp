@@ -6,7 +6,11 @@ namespace {
 
 #include "coding/planes/bitOperationsPortable.hpp"
 
+#include "coding/planes/encoding/folding.hpp"
+
 #include "coding/planes/encoding/bitLengthsPortable.hpp"
+
+#include "coding/planes/encoding/bitLengths.hpp"
 
 #include "coding/planes/encoding/encoderChunk.hpp"
 

@@ -4,6 +4,7 @@
 #include "coding/planes/decoding/runTables.hpp"
 #include "coding/planes/planeCodingSets.hpp"
 #include "coding/runLengthParameter.hpp"
+#include "coding/segmentPlan.hpp"
 #include "image/memoryAdvice.hpp"
 #include "target/region.hpp"
 

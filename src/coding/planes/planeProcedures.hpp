@@ -1,8 +1,6 @@
 // The procedures that are the same text for every target. Included once per target, inside its region and namespace,
 // after its own parts. No include guard.
 
-#include "coding/planes/encoding/folding.hpp"
-
 #include "coding/planes/encoding/encoderPlanes.hpp"
 
 #include "coding/planes/decoding/decoderState.hpp"

@@ -1,8 +1,7 @@
 // A stretch of a class as bit planes. Included once per target, inside its region and namespace, after its bit
 // operations. No include guard, no includes.
 
-constexpr int chunkWords = 32;
-constexpr int chunkSamples = 64 * chunkWords;
+constexpr int chunkWords = blockSamples / 64;
 
 // A word of a bit plane in the coefficients that are not significant above it.
 struct Candidates {
@@ -34,32 +33,23 @@ struct Chunk {
     }
 };
 
-// The lowest eight bits of 64 values, shifted first.
+// A chunk is a block of a class.
 template <typename V>
-void takeBytes(const V* values, int shift, unsigned char* bytes) {
-    for (int j = 0; j < 64; ++j) {
-        bytes[j] = static_cast<unsigned char>(values[j] >> shift & 0xFF);
-    }
+void setLength(const FoldedSequence<V>& folded, long block, Chunk& chunk) {
+    chunk.words = folded.wordsIn(block);
+    chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - folded.valuesIn(block));
 }
 
-// Fills the last word of n values, which have the room, with zeros.
+// Signs and planes lowest .. topPlane of a block, as many as the chunk has words for.
 template <typename V>
-void setLength(V* values, int n, Chunk& chunk) {
-    chunk.words = (n + 63) / 64;
-    chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - n);
-    std::fill(values + n, values + 64 * chunk.words, V{0});
-}
-
-// Signs and planes lowest .. topPlane of folded values, as many as the chunk has words for.
-template <typename V>
-void slice(const V* values, int lowest, int topPlane, Chunk& chunk) {
-    for (int w = 0; w < chunk.words; ++w) {
-        unsigned char bytes[64];
-        takeBytes(values + 64 * w, 0, bytes);
-        sliceBytes(bytes, chunk.bits[w]);
-        for (int bit = std::max(8, (lowest + 1) / 8 * 8); bit <= topPlane + 1; bit += 8) {
-            takeBytes(values + 64 * w, bit, bytes);
-            sliceBytes(bytes, chunk.bits[w] + bit);
+void slice(const FoldedSequence<V>& folded, long block, int lowest, int topPlane, Chunk& chunk) {
+    for (int row = 0; row <= (topPlane + 1) / 8; ++row) {
+        if (row > 0 && row < (lowest + 1) / 8) {
+            continue;
+        }
+        const unsigned char* const bytes = folded.bytes(row, block);
+        for (int w = 0; w < chunk.words; ++w) {
+            sliceBytes(bytes + 64 * w, chunk.bits[w] + 8 * row);
         }
     }
 }

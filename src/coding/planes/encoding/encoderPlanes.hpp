@@ -69,6 +69,9 @@ private:
 template <typename T>
 class ClassCoder {
 public:
+    using Value = RowSample<T>;
+    using Folded = FoldedSequence<Value>;
+
     // Planes from lowestListed on, if the target has lists, are coded from these; their k is not 0.
     ClassCoder(StreamArrayManager<T>& streams, int channel, int c, int lowestPlane, int lowestListed)
         : refinements(streams.refinementStreams[channel][c]), runs(streams.runCoders[channel][c]), lowest(lowestPlane),
@@ -78,11 +81,9 @@ public:
         }
     }
 
-    // Its memory has room for whole words.
-    void code(RowSample<T>* all, long n) {
-        for (; n > 0; n -= chunkSamples) {
-            codeChunk(all, static_cast<int>(std::min<long>(n, chunkSamples)));
-            all += chunkSamples;
+    void code(const Folded& folded) {
+        for (long block = 0; block < Folded::blocks(folded.count); ++block) {
+            codeChunk(folded, block);
         }
     }
 
@@ -94,28 +95,24 @@ public:
 
 private:
     // Planes above the highest of the chunk hold passes only.
-    void codeChunk(RowSample<T>* folded, int n) {
-        RowSample<T> all = 0;
-        for (int i = 0; i < n; ++i) {
-            all = static_cast<RowSample<T>>(all | folded[i]);
-        }
-        int b = std::max(bitLength(all) - 2, 0);
+    void codeChunk(const Folded& folded, long block) {
+        int b = std::max(folded.longest[block] - 2, 0);
         for (int above = std::max(lowest, b + 1); above <= top; ++above) {
-            planes[above].addPasses(static_cast<std::uint64_t>(n));
+            planes[above].addPasses(static_cast<std::uint64_t>(folded.valuesIn(block)));
         }
         if (b < lowest) {
             return;
         }
-        setLength(folded, n, chunk);
+        setLength(folded, block, chunk);
         bool areSignificant = false;
-        if (ListedCoefficients<RowSample<T>>::isUsed && b >= listed) {
-            b = codeListed(folded, n, b);
+        if (ListedCoefficients<Value>::isUsed && b >= listed) {
+            b = codeListed(folded, block, b);
             areSignificant = true;
         } else {
             std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
         }
         if (b >= lowest) {
-            slice(folded, lowest, b, chunk);
+            slice(folded, block, lowest, b, chunk);
         }
         for (; b >= lowest; --b) {
             if (areSignificant) {
@@ -127,9 +124,9 @@ private:
     }
 
     // Returns the first plane that is left.
-    int codeListed(const RowSample<T>* folded, int n, int chunkTop) {
-        if constexpr (ListedCoefficients<RowSample<T>>::isUsed) {
-            list.find(folded, n, listed, chunk);
+    int codeListed(const Folded& folded, long block, int chunkTop) {
+        if constexpr (ListedCoefficients<Value>::isUsed) {
+            list.find(folded, block, listed, chunk);
             for (int b = chunkTop; b >= listed; --b) {
                 planes[b].codeListed(list, b);
             }
@@ -144,16 +141,16 @@ private:
     int lowest;
     int listed;
     int top;
-    ListedCoefficients<RowSample<T>> list;
+    ListedCoefficients<Value> list;
 };
 
 template <typename T>
-void codeClass(RowSample<T>* values, long n, StreamArrayManager<T>& streams, int channel, int c, int lowest,
-               int lowestListed) {
+void codeClass(const FoldedSequence<RowSample<T>>& folded, StreamArrayManager<T>& streams, int channel, int c,
+               int lowest, int lowestListed) {
     if (lowest > streams.topPlane) {
         return; // a budget ends before this class
     }
     const auto coder = std::make_unique<ClassCoder<T>>(streams, channel, c, lowest, lowestListed);
-    coder->code(values, n);
+    coder->code(folded);
     coder->finish();
 }

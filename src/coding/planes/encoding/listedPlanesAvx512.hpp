@@ -9,18 +9,21 @@ class ListedCoefficients {
 public:
     static constexpr bool isUsed = true;
 
-    // Finds those of n folded values, in memory filled with zeros up to a whole word, that are significant above or on
-    // a plane; stores them as significant in the chunk.
-    void find(const V* values, int n, int plane, Chunk& chunk) {
-        const V limit = static_cast<V>(V{2} << plane);
-        samples = static_cast<unsigned>(n);
+    // Finds the folded values of a block, its last word filled with zeros, that are significant above or on a plane;
+    // stores them as significant in the chunk.
+    void find(const FoldedSequence<V>& values, long block, int plane, Chunk& chunk) {
+        samples = static_cast<unsigned>(values.valuesIn(block));
         count = 0;
+        findReaching(values, block, plane + 1, chunk);
+        std::uint32_t wordsWithAny = 0;
         for (int w = 0; w < chunk.words; ++w) {
-            chunk.significant[w] = append(values + 64 * w, static_cast<std::uint16_t>(64 * w), limit);
+            wordsWithAny |= static_cast<std::uint32_t>(chunk.significant[w] != 0 ? 1 : 0) << w;
+        }
+        for (; wordsWithAny != 0; wordsWithAny &= wordsWithAny - 1) {
+            const int w = std::countr_zero(wordsWithAny);
+            append(values, block, w, chunk.significant[w]);
         }
     }
-
-    bool isEmpty() const { return count == 0; }
 
     // Bit `plane` of every coefficient that is significant above it.
     void refine(BitAppender& appender, int plane) const {
@@ -72,12 +75,8 @@ private:
         const unsigned left = count - i;
         const auto valid = static_cast<__mmask16>(left < lanes ? (1U << left) - 1 : 0xFFFFU);
         const __m512i here = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(places + i)));
-        return {here, loadFolded(folded + i), valid};
+        return {here, _mm512_loadu_si512(folded + i), valid};
     }
-    static __m512i loadFolded(const short* values) {
-        return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(values)));
-    }
-    static __m512i loadFolded(const int* values) { return _mm512_loadu_si512(values); }
 
     // How many bits of the mask lie below each lane's own, and so many more.
     static __m512i onesBelow(__mmask16 mask, std::uint32_t more) {
@@ -87,44 +86,54 @@ private:
         return _mm512_add_epi32(ones, _mm512_set1_epi32(static_cast<int>(more)));
     }
 
-    // Those of 64 values. Returns where they are.
-    std::uint64_t append(const short* values, std::uint16_t start, short limit) {
-        std::uint64_t all = 0;
-        for (int i = 0; i < 64; i += 32) {
-            const __m512i here = _mm512_loadu_si512(values + i);
-            const __mmask32 reach = _mm512_cmpge_epi16_mask(here, _mm512_set1_epi16(limit));
-            const __m512i place = _mm512_add_epi16(ascendingShorts(), _mm512_set1_epi16(static_cast<short>(start + i)));
-            _mm512_storeu_si512(folded + count, _mm512_maskz_compress_epi16(reach, here));
-            _mm512_storeu_si512(places + count, _mm512_maskz_compress_epi16(reach, place));
-            count += static_cast<unsigned>(countBits(reach));
-            all |= static_cast<std::uint64_t>(reach) << i;
+    // Stores as significant what has bit `bit` or a higher one.
+    static void findReaching(const FoldedSequence<V>& values, long block, int bit, Chunk& chunk) {
+        std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
+        for (int row = bit / 8; row < values.rowsInUse[block]; ++row) {
+            const int lowestBit = row == bit / 8 ? bit % 8 : 0;
+            const __m512i bits = _mm512_set1_epi8(static_cast<char>(0xFF << lowestBit));
+            for (int w = 0; w < chunk.words; ++w) {
+                const __m512i bytes = _mm512_loadu_si512(values.bytes(row, block) + 64 * w);
+                chunk.significant[w] |= _mm512_test_epi8_mask(bytes, bits);
+            }
         }
-        return all;
-    }
-    std::uint64_t append(const int* values, std::uint16_t start, int limit) {
-        std::uint64_t all = 0;
-        for (int i = 0; i < 64; i += 16) {
-            const __m512i here = _mm512_loadu_si512(values + i);
-            const __mmask16 reach = _mm512_cmpge_epi32_mask(here, _mm512_set1_epi32(limit));
-            const __m256i place = _mm256_add_epi16(_mm512_castsi512_si256(ascendingShorts()),
-                                                   _mm256_set1_epi16(static_cast<short>(start + i)));
-            _mm512_storeu_si512(folded + count, _mm512_maskz_compress_epi32(reach, here));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(places + count), _mm256_maskz_compress_epi16(reach, place));
-            count += static_cast<unsigned>(countBits(reach));
-            all |= static_cast<std::uint64_t>(reach) << i;
-        }
-        return all;
     }
 
-    static __m512i ascendingShorts() {
-        const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(ascendingBytes.bytes));
-        return _mm512_cvtepu8_epi16(bytes);
+    // Those of 64 values that a mask tells.
+    void append(const FoldedSequence<V>& values, long block, int w, std::uint64_t mask) {
+        const __m512i start = _mm512_set1_epi16(static_cast<short>(64 * w));
+        const auto found = static_cast<unsigned>(countBits(mask));
+        __m512i rows[1 + FoldedSequence<V>::byteRows]; // the places in the word, then the bytes
+        rows[0] = _mm512_maskz_compress_epi8(mask, _mm512_loadu_si512(ascendingBytes.bytes));
+        const int bytes = values.rowsInUse[block];
+        for (int row = 0; row < bytes; ++row) {
+            const __m512i all = _mm512_loadu_si512(values.bytes(row, block) + 64 * w);
+            rows[1 + row] = _mm512_maskz_compress_epi8(mask, all);
+        }
+        appendSixteen(rows, bytes, start, count);
+        for (unsigned more = 16; more < found; more += 16) {
+            for (int row = 0; row <= bytes; ++row) {
+                rows[row] = _mm512_alignr_epi64(rows[row], rows[row], 2);
+            }
+            appendSixteen(rows, bytes, start, count + more);
+        }
+        count += found;
+    }
+    void appendSixteen(const __m512i* rows, int bytes, __m512i start, unsigned at) {
+        const __m512i here = _mm512_add_epi16(start, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(rows[0])));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(places + at), _mm512_castsi512_si256(here));
+        __m512i found = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(rows[1]));
+        for (int row = 1; row < bytes; ++row) {
+            const __m512i higher = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(rows[1 + row]));
+            found = _mm512_or_si512(found, _mm512_slli_epi32(higher, static_cast<unsigned>(8 * row)));
+        }
+        _mm512_storeu_si512(folded + at, found);
     }
 
     unsigned samples;
     unsigned count;
-    std::uint16_t places[chunkSamples + 32];
-    V folded[chunkSamples + 32];
+    std::uint16_t places[blockSamples + 32];
+    std::uint32_t folded[blockSamples + 32];
 };
 
 inline void codeListedRuns(BitAppender& appender, const auto& listed, int plane, unsigned k, std::uint64_t& passes) {

@@ -17,7 +17,7 @@ inline void storeLittleEndian(unsigned char* to, std::uint64_t value) {
 class BitAppender {
 public:
     void start(const BitStreamer& stream) {
-        begin = out = reinterpret_cast<unsigned char*>(stream.buffer);
+        out = reinterpret_cast<unsigned char*>(stream.buffer);
         pending = 0;
         pendingBits = 0;
         put(stream.current, static_cast<unsigned>(std::countr_zero(stream.mask)));
@@ -45,14 +45,14 @@ public:
     // Leaves the stream as its own operations would have.
     void finish(BitStreamer& stream) const {
         storeLittleEndian(out, pending);
-        const auto bits = 8 * static_cast<std::uint64_t>(out - begin) + pendingBits;
+        const auto whole = out - reinterpret_cast<unsigned char*>(stream.buffer);
+        const auto bits = 8 * static_cast<std::uint64_t>(whole) + pendingBits;
         stream.cursor = stream.buffer + bits / 32;
         stream.mask = 1U << (bits % 32);
         stream.current = static_cast<std::uint32_t>(pending >> (pendingBits & 32)) & (stream.mask - 1);
     }
 
 private:
-    unsigned char* begin;
     unsigned char* out;
     std::uint64_t pending;
     unsigned pendingBits; // below 64

@@ -11,7 +11,7 @@ struct EventPlaces {
     static constexpr std::uint32_t sign = 0x80000000U;
 
     unsigned count;
-    std::uint32_t places[1 + chunkSamples + 64]; // [0] stands for the last event of the chunk before
+    std::uint32_t places[1 + blockSamples + 64]; // [0] stands for the last event of the chunk before
 
     std::uint64_t run(unsigned i) const { return (places[i + 1] - places[i] - 1) & ~sign; }
     std::uint64_t signOf(unsigned i) const { return places[i + 1] >> 31; }

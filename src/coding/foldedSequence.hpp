@@ -1,0 +1,76 @@
+// The folded coefficients of one class of one channel in scan order, with the bytes of each apart: a row of all lowest
+// bytes, a row of all second ones and so on.
+//
+// Few coefficients of a photograph have a second byte. A block of coefficients has as many rows in use as its largest
+// needs, and what is not in use is never touched: such memory costs nothing but addresses. Half as much of it goes
+// through the caches, and bytes are folded, counted and sliced more at a time (AVX-512, against rows of whole values:
+// 1.07 to 1.18 times on encodes of photographs, 1.09 to 1.23 on those cut to 5 %, 1.09 on 25 megapixels).
+#pragma once
+
+#include "coding/foldedValue.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+namespace teko {
+
+constexpr int blockSamples = 2048;
+
+template <typename Value>
+struct FoldedSequence {
+    static constexpr int byteRows = static_cast<int>(sizeof(Value));
+
+    // Of 8-bit images seldom more than the first, of 16-bit images seldom more than two.
+    static constexpr int rowsOftenUsed = byteRows / 2;
+
+    // What a row of so many values needs: whole blocks, and room for a vector behind them.
+    static constexpr long rowBytes(long values) { return blocks(values) * blockSamples + 64; }
+
+    unsigned char* rows[byteRows]; // not owned; uninitialised beyond what is in use
+    unsigned char* rowsInUse;      // of each block, 1 at least; not owned
+    unsigned char* longest;        // bit length in each block, set by who counts; not owned
+    long count = 0;                // of values so far
+
+    static constexpr long blocks(long values) { return (values + blockSamples - 1) / blockSamples; }
+
+    // Of a block, as far as it is filled.
+    int valuesIn(long block) const {
+        return static_cast<int>(std::min<long>(count - block * blockSamples, blockSamples));
+    }
+    // Words of 64 values; the last one is filled up by finish.
+    int wordsIn(long block) const { return (valuesIn(block) + 63) / 64; }
+    unsigned char* bytes(int row, long block) const { return rows[row] + block * blockSamples; }
+
+    // Where the next lowest bytes go; up to 63 more than are appended may be written.
+    unsigned char* lowestBytes() const { return rows[0] + count; }
+
+    // Where another byte of the next n values goes, at most 64; they alone may be written. To be asked for only where
+    // one of them is not 0.
+    unsigned char* higherBytes(int row, int n) {
+        use(row, count / blockSamples);
+        use(row, (count + n - 1) / blockSamples);
+        return rows[row] + count;
+    }
+
+    // After the last value.
+    void finish() {
+        const long last = blocks(count) - 1;
+        for (int row = 0; last >= 0 && row < rowsInUse[last]; ++row) {
+            std::fill(rows[row] + count, bytes(row, last) + 64L * wordsIn(last), 0);
+        }
+    }
+
+    // By values with this OR of their magnitudes.
+    static constexpr int rowsNeeded(Unsigned<Value> magnitudes) {
+        return std::min((bitLength(magnitudes) + 1 + 7) / 8, byteRows);
+    }
+
+private:
+    void use(int row, long block) {
+        for (unsigned char& used = rowsInUse[block]; used <= row; ++used) {
+            std::memset(bytes(used, block), 0, blockSamples);
+        }
+    }
+};
+
+} // namespace teko
