@@ -2,7 +2,14 @@
 
 #include "target/region.hpp"
 
+#include <cstdint>
+
 #if defined(__x86_64__)
+
+// GCC 12 takes the undefined sources of its own masked intrinsics for a mistake.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 #endif
 
@@ -105,6 +112,103 @@ void splitColoursInVectors(const unsigned char* raw, int width, const SplitSampl
 
 TEKO_REGION_END
 
+TEKO_REGION_BEGIN(TEKO_AVX512_FEATURES)
+
+namespace avx512 {
+
+namespace {
+
+// From sample x on.
+template <typename Row>
+SplitSamples<Row> after(const SplitSamples<Row>& samples, int x) {
+    return {samples.even + x / 2, samples.odd + x / 2};
+}
+
+void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+    int x = 0;
+    for (; x + 64 <= width; x += 64) {
+        const __m512i pairs = _mm512_loadu_si512(raw + x);
+        _mm512_storeu_si512(samples.even + x / 2, _mm512_and_si512(pairs, _mm512_set1_epi16(0xFF)));
+        _mm512_storeu_si512(samples.odd + x / 2, _mm512_srli_epi16(pairs, 8));
+    }
+    avx2::splitBytesInVectors(raw + x, width - x, after(samples, x));
+}
+
+void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples<int>& samples) {
+    int x = 0;
+    for (; x + 32 <= width; x += 32) {
+        const __m512i pairs = _mm512_loadu_si512(raw + 2L * x);
+        _mm512_storeu_si512(samples.even + x / 2, _mm512_and_si512(pairs, _mm512_set1_epi32(0xFFFF)));
+        _mm512_storeu_si512(samples.odd + x / 2, _mm512_srli_epi32(pairs, 16));
+    }
+    avx2::splitWordsInVectors(raw + 2L * x, width - x, after(samples, x));
+}
+
+// Where the bytes of 64 samples of a channel, those at even places first, come from in three vectors of pixels: a byte
+// of one of them, as a mask tells.
+struct RgbPlaces {
+    alignas(64) unsigned char places[3][64]; // [channel]
+    std::uint64_t masks[3][3];               // [channel][vector]
+
+    constexpr RgbPlaces() : places(), masks() {
+        for (unsigned c = 0; c < 3; ++c) {
+            for (unsigned i = 0; i < 64; ++i) {
+                const unsigned source = 3 * (i < 32 ? 2 * i : 2 * (i - 32) + 1) + c;
+                places[c][i] = static_cast<unsigned char>(source % 64);
+                masks[c][source / 64] |= std::uint64_t{1} << i;
+            }
+        }
+    }
+};
+
+constexpr RgbPlaces rgbPlaces;
+
+// The samples of a channel at even places, and those at odd ones.
+struct Halves {
+    __m512i even;
+    __m512i odd;
+
+    static Halves gathered(const __m512i* pixels, int channel) {
+        const __m512i places = _mm512_load_si512(rgbPlaces.places[channel]);
+        const std::uint64_t* masks = rgbPlaces.masks[channel];
+        __m512i bytes = _mm512_maskz_permutexvar_epi8(masks[0], places, pixels[0]);
+        bytes = _mm512_mask_permutexvar_epi8(bytes, masks[1], places, pixels[1]);
+        bytes = _mm512_mask_permutexvar_epi8(bytes, masks[2], places, pixels[2]);
+        return {_mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes)),
+                _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1))};
+    }
+};
+
+inline __m512i luminance(__m512i r, __m512i g, __m512i b) {
+    return _mm512_srli_epi16(_mm512_add_epi16(_mm512_add_epi16(r, b), _mm512_add_epi16(g, g)), 2);
+}
+
+// 64 pixels at a time, and 64 bytes above (1.03 times on encodes of photographs cut to 5 %, against 256-bit vectors).
+void splitColoursInVectors(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+    int x = 0;
+    for (; x + 64 <= width; x += 64) {
+        const __m512i pixels[3] = {_mm512_loadu_si512(raw + 3L * x), _mm512_loadu_si512(raw + 3L * x + 64),
+                                   _mm512_loadu_si512(raw + 3L * x + 128)};
+        const Halves r = Halves::gathered(pixels, 0);
+        const Halves g = Halves::gathered(pixels, 1);
+        const Halves b = Halves::gathered(pixels, 2);
+        _mm512_storeu_si512(channels[0].even + x / 2, luminance(r.even, g.even, b.even));
+        _mm512_storeu_si512(channels[0].odd + x / 2, luminance(r.odd, g.odd, b.odd));
+        _mm512_storeu_si512(channels[1].even + x / 2, _mm512_sub_epi16(r.even, g.even));
+        _mm512_storeu_si512(channels[1].odd + x / 2, _mm512_sub_epi16(r.odd, g.odd));
+        _mm512_storeu_si512(channels[2].even + x / 2, _mm512_sub_epi16(b.even, g.even));
+        _mm512_storeu_si512(channels[2].odd + x / 2, _mm512_sub_epi16(b.odd, g.odd));
+    }
+    const SplitSamples<short> rest[] = {after(channels[0], x), after(channels[1], x), after(channels[2], x)};
+    avx2::splitColoursInVectors(raw + 3L * x, width - x, rest);
+}
+
+} // namespace
+
+} // namespace avx512
+
+TEKO_REGION_END
+
 #endif
 
 const SplitRawRows& splitRawRows(Target target) {
@@ -112,6 +216,11 @@ const SplitRawRows& splitRawRows(Target target) {
 #if defined(__x86_64__)
     static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors,
                                        avx2::splitColoursInVectors};
+    static constexpr SplitRawRows fastest{avx512::splitBytesInVectors, avx512::splitWordsInVectors,
+                                          avx512::splitColoursInVectors};
+    if (target == Target::avx512) {
+        return fastest;
+    }
     if (includesAvx2(target)) {
         return fast;
     }

@@ -1,4 +1,5 @@
 // The lifting steps of the row kernels against those of single samples.
+#include "filter/filter4_2.hpp"
 #include "filter/lifting.hpp"
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"
@@ -78,6 +79,32 @@ protected:
         }
     }
 
+    // Both steps along rows of every length that a level may have, mirrored about their ends.
+    void checkBothAlong(void (*kernel)(Row*, Row*, int), void (*steps)(std::vector<T>&), Magnitudes evens,
+                        Magnitudes odds) {
+        for (int n = 6; n <= 300; ++n) {
+            Buffer even = buffer((n + 1) / 2, evens);
+            Buffer odd = buffer((n + 1) / 2, odds); // as much room for both
+            std::vector<T> wanted;
+            for (int i = 0; i < n; ++i) {
+                wanted.push_back((i % 2 == 0 ? even : odd)[size(i / 2)]);
+            }
+            steps(wanted);
+            kernel(even.row(), odd.row(), n);
+            for (int i = 0; i < n; ++i) {
+                ASSERT_EQ((i % 2 == 0 ? even : odd)[size(i / 2)], static_cast<Row>(wanted[size(i)]))
+                    << "sample " << i << " of " << n;
+            }
+        }
+    }
+
+    static void transformPlainly(std::vector<T>& signal) {
+        Filter4_2<T>().transform(signal.data(), static_cast<int>(signal.size()), 1);
+    }
+    static void untransformPlainly(std::vector<T>& signal) {
+        Filter4_2<T>().untransform(signal.data(), static_cast<int>(signal.size()), 1);
+    }
+
     template <typename Check>
     void forAllTargets(Check check) {
         for (const Target target : fastTargets()) {
@@ -148,6 +175,25 @@ TYPED_TEST(RowLifting, UpdatesSmallSamples) {
 TYPED_TEST(RowLifting, UpdatesAnySamples) {
     this->forAllTargets([this](const auto& kernels) {
         this->checkEven(kernels.updateExact, updated<TypeParam>, TestFixture::any, TestFixture::any);
+    });
+}
+
+TYPED_TEST(RowLifting, TransformsRowsOfEveryMagnitude) {
+    this->forAllTargets([this](const auto& kernels) {
+        const Magnitudes small{TestFixture::isShort ? 600 : 1L << 26};
+        const Magnitudes middle{TestFixture::isShort ? 1638 : 1L << 26};
+        this->checkBothAlong(kernels.transformAlongSmall, this->transformPlainly, small, small);
+        this->checkBothAlong(kernels.transformAlong, this->transformPlainly, middle, middle);
+        this->checkBothAlong(kernels.transformAlongExact, this->transformPlainly, TestFixture::any, TestFixture::any);
+    });
+}
+
+TYPED_TEST(RowLifting, UntransformsRowsOfEveryMagnitude) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkBothAlong(kernels.untransformAlong, this->untransformPlainly, TestFixture::unupdateEvens,
+                             TestFixture::updateOdds);
+        this->checkBothAlong(kernels.untransformAlongExact, this->untransformPlainly, TestFixture::any,
+                             TestFixture::any);
     });
 }
 

@@ -4,6 +4,8 @@
 // and below. Along a row, the even and the odd samples are first split into a row each; the neighbours are then
 // the same row, shifted by one sample.
 //
+// Along a row there are kernels for both steps at once, too.
+//
 // Rows are compact: short for short samples, int for long ones. Each kernel says for which values it gives what
 // filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row. Kernels other than merge and
 // the exact ones may write up to a vector of 32 samples beyond n: rows have that room.
@@ -50,11 +52,21 @@ struct RowKernels {
     // The same; any values.
     void (*updateExact)(Row* even, const Row* before, const Row* after, int n);
 
+    // Both steps along a row of n samples, mirrored about its ends; the first and the last odd samples come from exact
+    // sums. For magnitudes up to 600, up to 1638, and any. Both parts have room as for (n + 1) / 2 samples: a sample
+    // before and a vector beyond may be written, and a vector more read.
+    void (*transformAlongSmall)(Row* even, Row* odd, int n);
+    void (*transformAlong)(Row* even, Row* odd, int n);
+    void (*transformAlongExact)(Row* even, Row* odd, int n);
+
     // The inverses; unupdate for even up to 21841 and before, after up to 16383.
     void (*unpredict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     void (*unpredictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     void (*unupdate)(Row* even, const Row* before, const Row* after, int n);
     void (*unupdateExact)(Row* even, const Row* before, const Row* after, int n);
+    // For even up to 21841 and odd up to 16383, and any.
+    void (*untransformAlong)(Row* even, Row* odd, int n);
+    void (*untransformAlongExact)(Row* even, Row* odd, int n);
 };
 
 // For int rows, "any values" is up to 2^26, and there is no difference between a kernel and its exact form.

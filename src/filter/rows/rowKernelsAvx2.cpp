@@ -17,6 +17,7 @@ namespace {
 #include "filter/rows/rowKernelsGeneric.hpp"
 
 struct Lanes {
+    using Row = short;
     static constexpr int count = 16;
     __m256i v;
 
@@ -64,6 +65,23 @@ Lanes shiftRightUnsigned(Lanes a) {
     return {_mm256_srli_epi16(a.v, n)};
 }
 
+// Vectors of a row, moved by one or two samples.
+inline Lanes twoBehind(Lanes here, Lanes right) {
+    return {_mm256_alignr_epi8(_mm256_permute2x128_si256(here.v, right.v, 0x21), here.v, 4)};
+}
+inline Lanes behind(Lanes here, Lanes right) {
+    return {_mm256_alignr_epi8(_mm256_permute2x128_si256(here.v, right.v, 0x21), here.v, 2)};
+}
+inline Lanes before(Lanes left, Lanes here) {
+    return {_mm256_alignr_epi8(here.v, _mm256_permute2x128_si256(left.v, here.v, 0x21), 14)};
+}
+inline Lanes broadcastFirst(Lanes a) {
+    return {_mm256_broadcastw_epi16(_mm256_castsi256_si128(a.v))};
+}
+inline Lanes broadcastSecond(Lanes a) {
+    return {_mm256_broadcastw_epi16(_mm_srli_si128(_mm256_castsi256_si128(a.v), 2))};
+}
+
 inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
     const __m256i lowWords = _mm256_set1_epi32(0xFFFF);
     const __m256i even = _mm256_packus_epi32(_mm256_and_si256(low.v, lowWords), _mm256_and_si256(high.v, lowWords));
@@ -76,6 +94,8 @@ inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
     const __m256i high = _mm256_unpackhi_epi16(even.v, odd.v);
     return {{_mm256_permute2x128_si256(low, high, 0x20)}, {_mm256_permute2x128_si256(low, high, 0x31)}};
 }
+
+#include "filter/rows/rowKernelsAlong.hpp"
 
 #include "filter/rows/rowKernelsNarrow.hpp"
 

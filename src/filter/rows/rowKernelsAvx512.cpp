@@ -10,6 +10,7 @@
 // GCC 12 takes the undefined sources of its own masked intrinsics for a mistake.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 #include <immintrin.h>
 
@@ -22,6 +23,7 @@ namespace {
 #include "filter/rows/rowKernelsGeneric.hpp"
 
 struct Lanes {
+    using Row = short;
     static constexpr int count = 32;
     __m512i v;
 
@@ -69,6 +71,23 @@ Lanes shiftRightUnsigned(Lanes a) {
     return {_mm512_srli_epi16(a.v, n)};
 }
 
+// Vectors of a row, moved by one or two samples: whole words of two samples first.
+inline Lanes twoBehind(Lanes here, Lanes right) {
+    return {_mm512_alignr_epi32(right.v, here.v, 1)};
+}
+inline Lanes behind(Lanes here, Lanes right) {
+    return {_mm512_shrdi_epi32(here.v, twoBehind(here, right).v, 16)};
+}
+inline Lanes before(Lanes left, Lanes here) {
+    return {_mm512_shldi_epi32(here.v, _mm512_alignr_epi32(here.v, left.v, 15), 16)};
+}
+inline Lanes broadcastFirst(Lanes a) {
+    return {_mm512_broadcastw_epi16(_mm512_castsi512_si128(a.v))};
+}
+inline Lanes broadcastSecond(Lanes a) {
+    return {_mm512_broadcastw_epi16(_mm_srli_si128(_mm512_castsi512_si128(a.v), 2))};
+}
+
 inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
     const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
     const __m512i lowWords = _mm512_set1_epi32(0xFFFF);
@@ -85,7 +104,52 @@ inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
     return {{_mm512_permutex2var_epi64(low, first, high)}, {_mm512_permutex2var_epi64(low, second, high)}};
 }
 
+struct WideLanes {
+    using Row = int;
+    static constexpr int count = 16;
+    __m512i v;
+
+    static WideLanes load(const int* x) { return {_mm512_loadu_si512(x)}; }
+    static WideLanes all(int value) { return {_mm512_set1_epi32(value)}; }
+    void store(int* x) const { _mm512_storeu_si512(x, v); }
+};
+
+inline WideLanes operator+(WideLanes a, WideLanes b) {
+    return {_mm512_add_epi32(a.v, b.v)};
+}
+inline WideLanes operator-(WideLanes a, WideLanes b) {
+    return {_mm512_sub_epi32(a.v, b.v)};
+}
+template <int n>
+WideLanes shiftLeft(WideLanes a) {
+    return {_mm512_slli_epi32(a.v, n)};
+}
+template <int n>
+WideLanes shiftRight(WideLanes a) {
+    return {_mm512_srai_epi32(a.v, n)};
+}
+
+inline WideLanes twoBehind(WideLanes here, WideLanes right) {
+    return {_mm512_alignr_epi32(right.v, here.v, 2)};
+}
+inline WideLanes behind(WideLanes here, WideLanes right) {
+    return {_mm512_alignr_epi32(right.v, here.v, 1)};
+}
+inline WideLanes before(WideLanes left, WideLanes here) {
+    return {_mm512_alignr_epi32(here.v, left.v, 15)};
+}
+inline WideLanes broadcastFirst(WideLanes a) {
+    return {_mm512_broadcastd_epi32(_mm512_castsi512_si128(a.v))};
+}
+inline WideLanes broadcastSecond(WideLanes a) {
+    return {_mm512_broadcastd_epi32(_mm_srli_si128(_mm512_castsi512_si128(a.v), 4))};
+}
+
+#include "filter/rows/rowKernelsAlong.hpp"
+
 #include "filter/rows/rowKernelsNarrow.hpp"
+
+#include "filter/rows/rowKernelsWide.hpp"
 
 } // namespace
 
@@ -97,7 +161,7 @@ const RowKernels<short>& rowKernelSet() {
 
 template <>
 const RowKernels<long>& rowKernelSet() {
-    static constexpr RowKernels<long> kernels = genericRowKernels<long>();
+    static constexpr RowKernels<long> kernels = wideRowKernels();
     return kernels;
 }
 

@@ -102,11 +102,75 @@ void unupdateRow(Row* __restrict even, const Row* before, const Row* after, int 
     }
 }
 
+// One even sample to the left and two to the right, as if the row were mirrored about its ends.
+template <typename Row>
+void extendEvens(Row* even, int n) {
+    const int evens = (n + 1) / 2;
+    const int lastButOne = n % 2 == 0 ? evens - 1 : evens - 2;
+    even[-1] = even[1];
+    even[evens] = even[lastButOne];
+    even[evens + 1] = even[lastButOne - 1];
+}
+
+// The numbers of the odd samples that come from exact sums, ascending.
+struct ExactEnds {
+    int at[3];
+
+    explicit ExactEnds(int n) : at{0, n / 2 - 2 + n % 2, n / 2 - 1} {}
+};
+
+// Takes a step on odd samples, but keeps those at the ends for the exact one.
+template <typename Row, typename Step>
+void liftOddAlong(Row* even, Row* odd, int n, Step wrapped, Step exact) {
+    const ExactEnds ends(n);
+    const Row before[] = {odd[ends.at[0]], odd[ends.at[1]], odd[ends.at[2]]};
+    extendEvens(even, n);
+    wrapped(odd, even - 1, even, even + 1, even + 2, n / 2);
+    for (int i = 0; i < 3; ++i) {
+        const Row* const left = even + ends.at[i];
+        odd[ends.at[i]] = before[i];
+        exact(odd + ends.at[i], left - 1, left, left + 1, left + 2, 1);
+    }
+}
+
+template <typename Row, typename Step>
+void liftEvenAlong(Row* even, Row* odd, int n, Step step) {
+    odd[-1] = odd[0];
+    odd[n / 2] = odd[n / 2 - 1];
+    step(even, odd - 1, odd, (n + 1) / 2);
+}
+
+template <typename Row, typename Width>
+void transformRowAlong(Row* even, Row* odd, int n) {
+    liftOddAlong(even, odd, n, predictRow<Row, Width>, predictRow<Row, Exact>);
+    liftEvenAlong(even, odd, n, updateRow<Row>);
+}
+
+template <typename Row, typename Width>
+void untransformRowAlong(Row* even, Row* odd, int n) {
+    liftEvenAlong(even, odd, n, unupdateRow<Row>);
+    liftOddAlong(even, odd, n, unpredictRow<Row, Width>, unpredictRow<Row, Exact>);
+}
+
 template <typename T>
 constexpr RowKernels<T> genericRowKernels() {
     using Row = RowSample<T>;
     using Wrapped = std::conditional_t<sizeof(T) == sizeof(short), WrappedToSample, Exact>;
-    return {splitRow<Row>,    mergeRow<Row>,   largestInRow<Row>, predictRow<Row, Wrapped>,   predictRow<Row, Exact>,
-            updateRow<Row>,   updateRow<Row>,  updateRow<Row>,    unpredictRow<Row, Wrapped>, unpredictRow<Row, Exact>,
-            unupdateRow<Row>, unupdateRow<Row>};
+    return {splitRow<Row>,
+            mergeRow<Row>,
+            largestInRow<Row>,
+            predictRow<Row, Wrapped>,
+            predictRow<Row, Exact>,
+            updateRow<Row>,
+            updateRow<Row>,
+            updateRow<Row>,
+            transformRowAlong<Row, Wrapped>,
+            transformRowAlong<Row, Wrapped>,
+            transformRowAlong<Row, Wrapped>,
+            unpredictRow<Row, Wrapped>,
+            unpredictRow<Row, Exact>,
+            unupdateRow<Row>,
+            unupdateRow<Row>,
+            untransformRowAlong<Row, Wrapped>,
+            untransformRowAlong<Row, Wrapped>};
 }

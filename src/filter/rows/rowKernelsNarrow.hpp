@@ -10,11 +10,13 @@ Lanes divideRounded(Lanes a) {
     return mulhrs(addSaturated(a, isNegative(a)), Lanes::all(1 << (15 - shift)));
 }
 
-// 16 times the prediction, wrapped to 16 bits as the definition wants it.
-inline Lanes predictSumOf(const short* farLeft, const short* left, const short* right, const short* farRight) {
-    const Lanes near = Lanes::load(left) + Lanes::load(right);
-    const Lanes far = Lanes::load(farLeft) + Lanes::load(farRight);
-    return shiftLeft<3>(near) + near - far;
+// From a sum wrapped to 16 bits, as the definition wants it.
+inline Lanes prediction(Lanes farLeft, Lanes left, Lanes right, Lanes farRight) {
+    const Lanes near = left + right;
+    return divideRounded<4>(shiftLeft<3>(near) + near - (farLeft + farRight));
+}
+inline Lanes prediction(const short* farLeft, const short* left, const short* right, const short* farRight) {
+    return prediction(Lanes::load(farLeft), Lanes::load(left), Lanes::load(right), Lanes::load(farRight));
 }
 
 // v + rdiv(3 v, 16), which is rdiv(19 v, 16), for |v| up to 32767.
@@ -42,23 +44,24 @@ void forVectors(int n, Step step) {
 inline void predictNarrow(short* odd, const short* farLeft, const short* left, const short* right,
                           const short* farRight, int n) {
     forVectors(n, [=](int i) {
-        const Lanes sum = predictSumOf(farLeft + i, left + i, right + i, farRight + i);
-        (Lanes::load(odd + i) - divideRounded<4>(sum)).store(odd + i);
+        (Lanes::load(odd + i) - prediction(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
 }
 
 inline void unpredictNarrow(short* odd, const short* farLeft, const short* left, const short* right,
                             const short* farRight, int n) {
     forVectors(n, [=](int i) {
-        const Lanes sum = predictSumOf(farLeft + i, left + i, right + i, farRight + i);
-        (Lanes::load(odd + i) + divideRounded<4>(sum)).store(odd + i);
+        (Lanes::load(odd + i) + prediction(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
+}
+
+inline Lanes updated(Lanes even, Lanes before, Lanes after) {
+    return scaled(even + divideRounded<2>(before + after));
 }
 
 inline void updateNarrow(short* even, const short* before, const short* after, int n) {
     forVectors(n, [=](int i) {
-        const Lanes term = divideRounded<2>(Lanes::load(before + i) + Lanes::load(after + i));
-        scaled(Lanes::load(even + i) + term).store(even + i);
+        updated(Lanes::load(even + i), Lanes::load(before + i), Lanes::load(after + i)).store(even + i);
     });
 }
 
@@ -66,18 +69,24 @@ inline void updateNarrow(short* even, const short* before, const short* after, i
 // 2^15: that takes exact halves down and, while |a| is less than the step of the exact product, nothing else across a
 // limit. So rdiv(s, 4) = mulhrs(s, 2^13 + 1) for |s| < 2^13, and rdiv(3 v, 16) = mulhrs(v, 3 * 2^11 + 1) for |v| < 2^11
 // (8-bit images: half the instructions of updateNarrow).
+inline Lanes updatedSmall(Lanes even, Lanes before, Lanes after) {
+    const Lanes sum = even + mulhrs(before + after, Lanes::all((1 << 13) + 1));
+    return sum + mulhrs(sum, Lanes::all((3 << 11) + 1));
+}
+
 inline void updateSmallNarrow(short* even, const short* before, const short* after, int n) {
     forVectors(n, [=](int i) {
-        const Lanes term = mulhrs(Lanes::load(before + i) + Lanes::load(after + i), Lanes::all((1 << 13) + 1));
-        const Lanes sum = Lanes::load(even + i) + term;
-        (sum + mulhrs(sum, Lanes::all((3 << 11) + 1))).store(even + i);
+        updatedSmall(Lanes::load(even + i), Lanes::load(before + i), Lanes::load(after + i)).store(even + i);
     });
+}
+
+inline Lanes unupdated(Lanes even, Lanes before, Lanes after) {
+    return unscaled(even) - divideRounded<2>(before + after);
 }
 
 inline void unupdateNarrow(short* even, const short* before, const short* after, int n) {
     forVectors(n, [=](int i) {
-        const Lanes term = divideRounded<2>(Lanes::load(before + i) + Lanes::load(after + i));
-        (unscaled(Lanes::load(even + i)) - term).store(even + i);
+        unupdated(Lanes::load(even + i), Lanes::load(before + i), Lanes::load(after + i)).store(even + i);
     });
 }
 
@@ -122,6 +131,9 @@ constexpr RowKernels<short> narrowRowKernels() {
     kernels.merge = mergeNarrow;
     kernels.predict = predictNarrow;
     kernels.updateSmall = updateSmallNarrow;
+    kernels.transformAlongSmall = transformInLanes<Lanes, updatedSmall>;
+    kernels.transformAlong = transformInLanes<Lanes, updated>;
+    kernels.untransformAlong = untransformInLanes<Lanes>;
     kernels.update = updateNarrow;
     kernels.unpredict = unpredictNarrow;
     kernels.unupdate = unupdateNarrow;
