@@ -2,6 +2,7 @@
 #pragma once
 
 #include "filter/rows/rowKernels.hpp"
+#include "wavelet/coarserLevel.hpp"
 #include "wavelet/rowWindow.hpp"
 
 #include <memory>
@@ -9,25 +10,25 @@
 
 namespace teko {
 
-// Up to which magnitudes in its rows a level may use the updates for smaller values. A predicted sample is at most 2.25
+// Up to which magnitudes in its rows a level may use the kernels for smaller values. A predicted sample is at most 2.25
 // times the largest, and before it is scaled an updated one 1.5 times: the sums of the magnitudes of the filter's
-// weights. A kernel meets samples that have been through a row pass, so it meets 2.25 * 1.5 * 600 < 2047 at most, or
-// 2.25 * 2.25 * 2798 < 16383 and 2.25 * 1.5 * 2798 < 24575.
-constexpr long largestForSmallUpdate = 600;
-constexpr long largestForUpdate = 2798;
+// weights. The kernels down the columns meet samples that have been through a row pass, so they meet 2.25 * 1.5 * 600 <
+// 2047 at most, or 2.25 * 2.25 * 1638 < 16383 and 2.25 * 1.5 * 1638 < 24575.
+constexpr long largestForSmallKernels = 600;
+constexpr long largestForKernels = 1638;
 
 // A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
 // level as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y, row), rows in
 // their order.
 template <typename T, typename Pass>
-class ForwardLevel {
+class ForwardLevel final : public CoarserForward<T> {
 public:
-    ForwardLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, const Pass& passOn,
-                 std::unique_ptr<ForwardLevel> coarserLevel)
-        : lattice(itsLattice), window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()),
-          wrapsEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
+    ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
+                 std::unique_ptr<CoarserForward<T>> coarserLevel)
+        : window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()), wrapsEverywhere(lattice.needsBlocks()),
+          coarser(std::move(coarserLevel)) {}
 
-    void take(int y, const RowSample<T>* samples) {
+    void take(int y, const RowSample<T>* samples) override {
         window.take(y, samples);
         taken(y);
     }
@@ -37,17 +38,14 @@ public:
     void taken(int y) {
         if (window[y].largest > largest) {
             largest = window[y].largest;
-            update = largest <= largestForSmallUpdate ? k.updateSmall
-                     : largest <= largestForUpdate    ? k.update
-                                                      : k.updateExact;
+            chooseKernels();
         }
         if (y + 1 - advanced == RowWindow<T>::spareRows) {
             advanceTo(y);
         }
     }
 
-    // After the last row.
-    void finish() {
+    void finish() override {
         advanceTo(n - 1);
         const int lastOdd = n - 1 - n % 2;
         for (int i = lastOdd - 2 + 2 * (n % 2); i <= lastOdd; i += 2) {
@@ -65,10 +63,23 @@ public:
     }
 
 private:
+    void chooseKernels() {
+        if (largest <= largestForSmallKernels) {
+            along = k.transformAlongSmall;
+            update = k.updateSmall;
+        } else if (largest <= largestForKernels) {
+            along = k.transformAlong;
+            update = k.update;
+        } else {
+            along = k.transformAlongExact;
+            update = k.updateExact;
+        }
+    }
+
     // Odd row i is predicted from the even rows up to i + 3; then no other prediction needs even row i - 3: it
     // is updated from its odd neighbours, and with it the row above is done.
     void advance(int y) {
-        transformRow(y);
+        window.liftAlong(y, along);
         if (y >= 4 && y % 2 == 0) {
             liftPair(y - 3);
         }
@@ -78,11 +89,6 @@ private:
         while (advanced <= y) {
             advance(advanced++);
         }
-    }
-
-    void transformRow(int y) {
-        window.liftOddAlong(y, k.predict, k.predictExact);
-        window.liftEvenAlong(y, update);
     }
 
     void liftPair(int i) {
@@ -104,15 +110,15 @@ private:
         }
     }
 
-    Lattice<T> lattice;
     RowWindow<T> window;
     const RowKernels<T>& k;
     Pass pass;
     int n;
     bool wrapsEverywhere;
-    std::unique_ptr<ForwardLevel> coarser;
+    std::unique_ptr<CoarserForward<T>> coarser;
     int advanced = 0;  // rows
     long largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
+    typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;
 };
 

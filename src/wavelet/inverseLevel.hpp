@@ -2,6 +2,7 @@
 #pragma once
 
 #include "filter/rows/rowKernels.hpp"
+#include "wavelet/coarserLevel.hpp"
 #include "wavelet/rowWindow.hpp"
 
 #include <algorithm>
@@ -19,15 +20,14 @@ constexpr long largestForExactSum = 1212;
 // A level of the inverse. fill(y, row) gives it the coefficients of a row, in the order of the rows; it asks the next
 // coarser level for each row of its approximation when it comes to it.
 template <typename T, typename Fill>
-class InverseLevel {
+class InverseLevel final : public CoarserInverse<T> {
 public:
-    InverseLevel(const Lattice<T>& itsLattice, const RowKernels<T>& kernels, Fill fillRow,
-                 std::unique_ptr<InverseLevel> coarserLevel)
-        : lattice(itsLattice), window(lattice, kernels), k(kernels), fill(std::move(fillRow)), n(lattice.rows()),
+    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, Fill fillRow,
+                 std::unique_ptr<CoarserInverse<T>> coarserLevel)
+        : window(lattice, kernels), k(kernels), fill(std::move(fillRow)), n(lattice.rows()),
           exactEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
 
-    // Row y, to be used before the next is asked for.
-    const SplitRow<RowSample<T>>& restore(int y) {
+    const SplitRow<RowSample<T>>& restore(int y) override {
         if (restored < y) {
             for (const int ahead = std::min(y + RowWindow<T>::spareRows - 1, n - 1); restored < ahead;) {
                 advance();
@@ -61,7 +61,7 @@ private:
             finishOdd(i);
         }
         for (int j = n - 2 - n % 2; j < n; j += 2) {
-            untransformRow(j);
+            window.liftAlong(j, along);
         }
         restored = n - 1;
     }
@@ -73,7 +73,9 @@ private:
         }
         if (window[y].largest > largest) {
             largest = window[y].largest;
-            unupdate = largest <= largestForUnupdate ? k.unupdate : k.unupdateExact;
+            const bool isSmall = largest <= largestForUnupdate;
+            along = isSmall ? k.untransformAlong : k.untransformAlongExact;
+            unupdate = isSmall ? k.unupdate : k.unupdateExact;
         }
     }
 
@@ -82,27 +84,22 @@ private:
         const bool mayWrap = !exactEverywhere && !isEnd;
         window.liftOdd(i, mayWrap || largest <= largestForExactSum ? k.unpredict : k.unpredictExact);
         if (i >= 3) {
-            untransformRow(i - 3);
+            window.liftAlong(i - 3, along);
         }
-        untransformRow(i);
+        window.liftAlong(i, along);
     }
 
-    void untransformRow(int y) {
-        window.liftEvenAlong(y, unupdate);
-        window.liftOddAlong(y, k.unpredict, k.unpredictExact);
-    }
-
-    Lattice<T> lattice;
     RowWindow<T> window;
     const RowKernels<T>& k;
     Fill fill;
     int n;
     bool exactEverywhere;
-    std::unique_ptr<InverseLevel> coarser;
+    std::unique_ptr<CoarserInverse<T>> coarser;
     int read = 0;      // rows
     int next = 0;      // even row
     int restored = -1; // all rows up to this one
     long largest = -1; // of all rows so far
+    typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep unupdate = nullptr;
 };
 

@@ -4,6 +4,7 @@
 #include "wavelet/inverseLevel.hpp"
 #include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
+#include "wavelet/planeLevel.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -81,7 +82,13 @@ private:
 
 bool suitsRowStreams(int width, int height) {
     const int levels = numberOfLevels(width, height);
-    return levels > 0 && finestLattice<short>(width, height).coarser(levels - 1).isLongEnough();
+    const Lattice<short> finest = finestLattice<short>(width, height);
+    if (levels <= 0 || !finest.isLongEnough()) {
+        return false;
+    }
+    // Only the coarsest level can be too short for row kernels: the others have eight rows and columns.
+    const Lattice<short> coarsest = finest.coarser(levels - 1);
+    return coarsest.isLongEnough() || coarsest.columns() * coarsest.rows() <= mostSamplesInPlane;
 }
 
 // The levels, the finest first. Int rows never get too large for their kernels: an approximation is at most
@@ -95,10 +102,17 @@ public:
     Chain(int width, int height, Target target, CoefficientSink<T>& sink) : rows(height) {
         const RowKernels<T>& kernels = rowKernels<T>(target);
         const int levels = numberOfLevels(width, height);
+        std::unique_ptr<CoarserForward<T>> coarser;
         for (int level = levels - 1; level >= 0; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
-            finest = std::make_unique<Level>(lattice, kernels, PassToSink<T>(lattice, level, levels, sink),
-                                             std::move(finest));
+            const PassToSink<T> pass(lattice, level, levels, sink);
+            if (!lattice.isLongEnough()) {
+                coarser = std::make_unique<ForwardPlaneLevel<T, PassToSink<T>>>(lattice, pass);
+            } else if (level > 0) {
+                coarser = std::make_unique<Level>(lattice, kernels, pass, std::move(coarser));
+            } else {
+                finest = std::make_unique<Level>(lattice, kernels, pass, std::move(coarser));
+            }
         }
     }
 
@@ -147,15 +161,19 @@ public:
         const int levels = numberOfLevels(width, height);
         for (int level = levels - 1; level >= 0; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
-            finest = std::make_unique<Level>(
-                lattice, kernels, TakeFromSource<T>(lattice, level, levels, kernels, source), std::move(finest));
+            TakeFromSource<T> fill(lattice, level, levels, kernels, source);
+            if (lattice.isLongEnough()) {
+                finest = std::make_unique<Level>(lattice, kernels, std::move(fill), std::move(finest));
+            } else {
+                finest = std::make_unique<InversePlaneLevel<T, TakeFromSource<T>>>(lattice, std::move(fill));
+            }
         }
     }
 
     const SplitRow<RowSample<T>>& next() { return finest->restore(y++); }
 
 private:
-    std::unique_ptr<Level> finest;
+    std::unique_ptr<CoarserInverse<T>> finest;
     int y = 0;
 };
 

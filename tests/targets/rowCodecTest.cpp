@@ -162,7 +162,8 @@ TYPED_TEST(TargetRowCodec, ReadsCompleteAndCutStreams) {
     for (int round = 0; round < 4; ++round) {
         for (const Shape2d& shape : shapes) {
             const auto image = this->anyImage(shape);
-            const Bytes stream = this->streamInPlanes(image);
+            Bytes stream = this->streamInPlanes(image);
+            stream.resize(std::max<std::size_t>(stream.size(), 4)); // a flat image may fill no word
             this->checkReading(image, stream + Bytes{1, 2, 3, 4});
             this->checkReading(image, prefix(stream, std::max<std::size_t>(4, this->random() % stream.size())));
             this->checkReading(image, prefix(stream, 4 + this->random() % (stream.size() / 10 + 1)));

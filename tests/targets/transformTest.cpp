@@ -108,16 +108,31 @@ std::vector<int> allFrom(int least, int most) {
 
 } // namespace
 
-TEST(TargetTransformShapes, SuitWhereEveryLevelHasSixRowsAndColumns) {
+TEST(TargetTransformShapes, SuitFromSixRowsAndColumnsOn) {
     for (int width = 0; width <= 200; ++width) {
         for (int height = 0; height <= 200; ++height) {
-            const int levels = numberOfLevels(width, height);
-            bool suits = levels > 0;
-            for (int level = 0; level < levels; ++level) {
-                suits = suits && std::min(width, height) > 5 << level;
-            }
-            EXPECT_EQ(suitsRowStreams(width, height), suits) << width << " x " << height;
+            EXPECT_EQ(suitsRowStreams(width, height), std::min(width, height) >= 6) << width << " x " << height;
         }
+    }
+}
+
+// Where four or five rows or columns are left, they must be short enough to be held.
+TEST(TargetTransformShapes, SuitIfTheCoarsestLevelIsSmall) {
+    for (const auto& [side, longest] : {std::pair{6, 65535},
+                                        {7, 65535},
+                                        {8, 2 * 8192},
+                                        {9, 2 * 6553},
+                                        {10, 2 * 6553},
+                                        {11, 65535},
+                                        {17, 4 * 6553},
+                                        {40, 8 * 6553},
+                                        {41, 65535},
+                                        {64, 65535},
+                                        {80, 65535}}) {
+        EXPECT_TRUE(suitsRowStreams(side, longest)) << side;
+        EXPECT_TRUE(suitsRowStreams(longest, side)) << side;
+        EXPECT_EQ(suitsRowStreams(side, longest + 1), longest == 65535) << side;
+        EXPECT_EQ(suitsRowStreams(longest + 1, side), longest == 65535) << side;
     }
 }
 
@@ -133,6 +148,15 @@ TYPED_TEST(TargetTransform, OfSizesAroundVectorsIsThePlainOne) {
 TYPED_TEST(TargetTransform, OfSixToEightTimesAnyLengthIsThePlainOne) {
     this->checkSizes(allFrom(45, 140), {6, 7, 11});
     this->checkSizes({6, 7, 11}, allFrom(45, 140));
+}
+
+// Four or five rows or columns on the coarsest level, which works on a plane; of more than 512 rows in blocks.
+TYPED_TEST(TargetTransform, WithFewSamplesOnTheCoarsestLevelIsThePlainOne) {
+    this->checkSizes({16, 19, 32, 40, 64, 67, 72, 77, 80}, {16, 33, 64, 80, 200});
+    this->checkSizes({200, 333}, {17, 20, 64, 65, 79, 80});
+    for (const auto& [width, height] : {std::pair{64, 8192}, {64, 8208}, {72, 8193}, {80, 9001}, {9001, 80}}) {
+        this->checkSize(width, height);
+    }
 }
 
 TYPED_TEST(TargetTransform, OfMediumSizesIsThePlainOne) {

@@ -1,0 +1,29 @@
+// The next coarser level, as a level sees it.
+#pragma once
+
+#include "filter/rows/rowKernels.hpp"
+
+namespace teko {
+
+// Takes the rows of the approximation, from the top.
+template <typename T>
+class CoarserForward {
+public:
+    virtual ~CoarserForward() = default;
+
+    virtual void take(int y, const RowSample<T>* samples) = 0;
+    // After the last row.
+    virtual void finish() = 0;
+};
+
+// Restores them.
+template <typename T>
+class CoarserInverse {
+public:
+    virtual ~CoarserInverse() = default;
+
+    // Row y, to be used before the next is asked for.
+    virtual const SplitRow<RowSample<T>>& restore(int y) = 0;
+};
+
+} // namespace teko

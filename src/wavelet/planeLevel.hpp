@@ -1,0 +1,145 @@
+// The coarsest level of the row streams where it has too few rows or columns for row kernels: four or five in one
+// direction. It holds all its samples and works on them with the plain filter.
+#pragma once
+
+#include "filter/filter4_2.hpp"
+#include "wavelet/coarserLevel.hpp"
+#include "wavelet/lattice.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+namespace teko {
+
+// What it may hold: enough for strips of 64 to 80 rows or columns, and next to nothing beside an image.
+constexpr int mostSamplesInPlane = 32768;
+
+template <typename T>
+class LevelPlane {
+public:
+    using Row = RowSample<T>;
+
+    explicit LevelPlane(const Lattice<T>& lattice)
+        : columns(lattice.columns()), rows(lattice.rows()), needsBlocks(lattice.needsBlocks()),
+          samples(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)),
+          evens(static_cast<std::size_t>(columns + 1) / 2), odds(evens.size()) {}
+
+    void setRow(int y, const Row* from) { std::copy_n(from, columns, row(y)); }
+    void setRow(int y, const SplitRow<Row>& from) {
+        for (int x = 0; x < columns; ++x) {
+            row(y)[x] = (x % 2 == 0 ? from.even : from.odd)[x / 2];
+        }
+    }
+
+    // Room for a row.
+    SplitRow<Row> splitRow() { return {evens.data(), odds.data(), 0}; }
+    // Row y there.
+    SplitRow<Row> splitRow(int y) {
+        SplitRow<Row> split = splitRow();
+        for (int x = 0; x < columns; ++x) {
+            const T sample = row(y)[x];
+            (x % 2 == 0 ? split.even : split.odd)[x / 2] = static_cast<Row>(sample);
+            split.largest = std::max(split.largest, std::abs(long{sample}));
+        }
+        return split;
+    }
+
+    void transform() {
+        for (int y = 0; y < rows; ++y) {
+            filter.transform(row(y), columns, 1);
+        }
+        filterColumns(&Filter<T>::transform, &Filter<T>::transformInner);
+    }
+    void untransform() {
+        filterColumns(&Filter<T>::untransform, &Filter<T>::untransformInner);
+        for (int y = 0; y < rows; ++y) {
+            filter.untransform(row(y), columns, 1);
+        }
+    }
+
+    const int columns;
+    const int rows;
+
+private:
+    T* row(int y) { return samples.data() + static_cast<long>(y) * columns; }
+
+    // Through a copy with room for edges, in the way that the lattice's place in the image demands.
+    void filterColumns(void (Filter<T>::*inPlace)(T*, int, unsigned long), void (Filter<T>::*onCopy)(T*, int)) {
+        constexpr int edgeRoom = 3;
+        std::vector<T> copy(static_cast<std::size_t>(rows + 2 * edgeRoom));
+        T* const column = copy.data() + edgeRoom;
+        for (int x = 0; x < columns; ++x) {
+            for (int y = 0; y < rows; ++y) {
+                column[y] = row(y)[x];
+            }
+            if (needsBlocks) {
+                (filter.*onCopy)(column, rows);
+            } else {
+                (filter.*inPlace)(column, rows, 1);
+            }
+            for (int y = 0; y < rows; ++y) {
+                row(y)[x] = column[y];
+            }
+        }
+    }
+
+    bool needsBlocks;
+    std::vector<T> samples;
+    std::vector<Row> evens;
+    std::vector<Row> odds;
+    Filter4_2<T> filter;
+};
+
+// Hands its coefficients to pass(y, row), as ForwardLevel.
+template <typename T, typename Pass>
+class ForwardPlaneLevel final : public CoarserForward<T> {
+public:
+    ForwardPlaneLevel(const Lattice<T>& lattice, const Pass& passOn) : plane(lattice), pass(passOn) {}
+
+    void take(int y, const RowSample<T>* samples) override { plane.setRow(y, samples); }
+    void finish() override {
+        plane.transform();
+        for (int y = 0; y < plane.rows; ++y) {
+            pass(y, plane.splitRow(y));
+        }
+    }
+
+private:
+    LevelPlane<T> plane;
+    Pass pass;
+};
+
+// Takes its coefficients from fill(y, row), as InverseLevel.
+template <typename T, typename Fill>
+class InversePlaneLevel final : public CoarserInverse<T> {
+public:
+    InversePlaneLevel(const Lattice<T>& lattice, Fill fillRow) : plane(lattice), fill(std::move(fillRow)) {}
+
+    const SplitRow<RowSample<T>>& restore(int y) override {
+        if (!isRestored) {
+            restoreAll();
+        }
+        current = plane.splitRow(y);
+        return current;
+    }
+
+private:
+    void restoreAll() {
+        for (int y = 0; y < plane.rows; ++y) {
+            SplitRow<RowSample<T>> row = plane.splitRow();
+            fill(y, row);
+            plane.setRow(y, row);
+        }
+        plane.untransform();
+        isRestored = true;
+    }
+
+    LevelPlane<T> plane;
+    Fill fill;
+    SplitRow<RowSample<T>> current{};
+    bool isRestored = false;
+};
+
+} // namespace teko
