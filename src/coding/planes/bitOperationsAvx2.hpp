@@ -15,6 +15,16 @@ inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     }
 }
 
+// Which of 64 bytes have bit `lowest` or a higher one.
+inline std::uint64_t bytesReaching(const unsigned char* bytes, int lowest) {
+    const __m256i bits = _mm256_set1_epi8(static_cast<char>(0xFF << lowest));
+    const auto below = [=](const unsigned char* half) {
+        const __m256i here = _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(half)), bits);
+        return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(here, _mm256_setzero_si256())));
+    };
+    return ~(below(bytes) | static_cast<std::uint64_t>(below(bytes + 32)) << 32);
+}
+
 // -1 in each of 32 bytes whose bit is set.
 inline __m256i spreadBits(std::uint32_t bits) {
     const __m256i byteOfBit = _mm256_setr_epi64x(0, 0x0101010101010101, 0x0202020202020202, 0x0303030303030303);

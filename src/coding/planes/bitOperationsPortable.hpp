@@ -70,15 +70,20 @@ inline std::uint64_t transposed(std::uint64_t m) {
     return m ^ t ^ t << 28;
 }
 
+// Eight bytes, the first lowest.
+inline std::uint64_t groupOfBytes(const unsigned char* bytes) {
+    std::uint64_t group = 0;
+    for (int i = 0; i < 8; ++i) {
+        group |= static_cast<std::uint64_t>(bytes[i]) << (8 * i);
+    }
+    return group;
+}
+
 // words[b] gets bit b of 64 bytes, for b = 0 .. 7.
 inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     std::uint64_t rows[8];
     for (int i = 0; i < 8; ++i) {
-        std::uint64_t group = 0;
-        for (int j = 0; j < 8; ++j) {
-            group |= static_cast<std::uint64_t>(bytes[8 * i + j]) << (8 * j);
-        }
-        rows[i] = transposed(group);
+        rows[i] = transposed(groupOfBytes(bytes + 8 * i));
     }
     for (int b = 0; b < 8; ++b) {
         words[b] = 0;
@@ -86,6 +91,18 @@ inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
             words[b] |= (rows[i] >> (8 * b) & 0xFFU) << (8 * i);
         }
     }
+}
+
+// Which of 64 bytes have bit `lowest` or a higher one: adding 127 to seven bits carries where one is set.
+inline std::uint64_t bytesReaching(const unsigned char* bytes, int lowest) {
+    constexpr std::uint64_t ones = 0x0101010101010101U;
+    std::uint64_t result = 0;
+    for (int i = 0; i < 8; ++i) {
+        const std::uint64_t group = groupOfBytes(bytes + 8 * i) & ones * (0xFFU << lowest & 0xFFU);
+        const std::uint64_t set = (((group & ones * 0x7F) + ones * 0x7F) | group) >> 7 & ones;
+        result |= (set * 0x0102040810204080U >> 56) << (8 * i);
+    }
+    return result;
 }
 
 inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {

@@ -10,6 +10,8 @@ namespace {
 
 #include "coding/planes/bitOperationsAvx2.hpp"
 
+#include "coding/planes/encoding/foldingGroupsAvx2.hpp"
+
 #include "coding/planes/encoding/folding.hpp"
 
 #include "coding/planes/encoding/bitLengthsAvx2.hpp"
@@ -18,11 +20,13 @@ namespace {
 
 #include "coding/planes/encoding/encoderChunk.hpp"
 
+#include "coding/planes/encoding/eventPlaces.hpp"
+
 #include "coding/planes/encoding/runCodes.hpp"
 
 #include "coding/planes/encoding/sparseRuns.hpp"
 
-#include "coding/planes/encoding/listedPlanesNone.hpp"
+#include "coding/planes/encoding/listedPlanes.hpp"
 
 #include "coding/planes/planeProcedures.hpp"
 

@@ -6,6 +6,8 @@ namespace {
 
 #include "coding/planes/bitOperationsPortable.hpp"
 
+#include "coding/planes/encoding/foldingGroupsNone.hpp"
+
 #include "coding/planes/encoding/folding.hpp"
 
 #include "coding/planes/encoding/bitLengthsPortable.hpp"
@@ -14,11 +16,13 @@ namespace {
 
 #include "coding/planes/encoding/encoderChunk.hpp"
 
+#include "coding/planes/encoding/eventPlaces.hpp"
+
 #include "coding/planes/encoding/runCodes.hpp"
 
 #include "coding/planes/encoding/sparseRuns.hpp"
 
-#include "coding/planes/encoding/listedPlanesNone.hpp"
+#include "coding/planes/encoding/listedPlanes.hpp"
 
 #include "coding/planes/planeProcedures.hpp"
 

@@ -30,19 +30,14 @@ struct PlaneCoder {
         }
     }
 
-    void refine(const Chunk& chunk, int plane) {
-        BitAppender out = refinements;
-        for (int w = 0; w < chunk.words; ++w) {
-            const std::uint64_t significant = chunk.significant[w];
-            out.put(extractBits(chunk.plane(plane, w), significant), static_cast<unsigned>(countBits(significant)));
-        }
-        refinements = out;
-    }
+    void refine(const Chunk& chunk, int plane) { putRefinements(refinements, chunk, plane); }
 
     // The same for a chunk whose coefficients of this plane and above are listed.
-    void codeListed(const auto& listed, int plane) {
+    void codeListed(auto& listed, int plane) {
         listed.refine(refinements, plane);
-        codeListedRuns(runs, listed, plane, k, passes);
+        EventPlaces events;
+        listed.gatherEvents(plane, passes, events);
+        putEvents(runs, events, k);
     }
 
     void code(Chunk& chunk, int plane) {
@@ -72,7 +67,7 @@ public:
     using Value = RowSample<T>;
     using Folded = FoldedSequence<Value>;
 
-    // Planes from lowestListed on, if the target has lists, are coded from these; their k is not 0.
+    // Planes from lowestListed on are coded from lists; their k is not 0.
     ClassCoder(StreamArrayManager<T>& streams, int channel, int c, int lowestPlane, int lowestListed)
         : refinements(streams.refinementStreams[channel][c]), runs(streams.runCoders[channel][c]), lowest(lowestPlane),
           listed(std::max(lowestPlane, lowestListed)), top(streams.topPlane) {
@@ -105,7 +100,7 @@ private:
         }
         setLength(folded, block, chunk);
         bool areSignificant = false;
-        if (ListedCoefficients<Value>::isUsed && b >= listed) {
+        if (b >= listed) {
             b = codeListed(folded, block, b);
             areSignificant = true;
         } else {
@@ -125,11 +120,9 @@ private:
 
     // Returns the first plane that is left.
     int codeListed(const Folded& folded, long block, int chunkTop) {
-        if constexpr (ListedCoefficients<Value>::isUsed) {
-            list.find(folded, block, listed, chunk);
-            for (int b = chunkTop; b >= listed; --b) {
-                planes[b].codeListed(list, b);
-            }
+        list.find(folded, block, listed, chunk);
+        for (int b = chunkTop; b >= listed; --b) {
+            planes[b].codeListed(list, b);
         }
         return listed - 1;
     }

@@ -1,5 +1,5 @@
 // Folding while coefficients are moved. Included once per target that has nothing better, inside its region and
-// namespace: the compiler finds the vectors. No include guard, no includes.
+// namespace, after its foldGroups: for what is left the compiler finds the vectors. No include guard, no includes.
 
 // The folded value; its magnitude is added to `magnitudes`.
 template <typename V>
@@ -34,7 +34,7 @@ constexpr int foldedAtOnce = 64;
 template <typename V>
 Unsigned<V> fold(const V* samples, int n, FoldedSequence<V>& to) {
     Unsigned<V> magnitudes = 0;
-    for (int done = 0; done < n; done += foldedAtOnce) {
+    for (int done = foldGroups(samples, n, to, magnitudes); done < n; done += foldedAtOnce) {
         const int here = std::min(n - done, foldedAtOnce);
         V folded[foldedAtOnce];
         Unsigned<V> magnitudesHere = 0;
@@ -50,7 +50,7 @@ Unsigned<V> fold(const V* samples, int n, FoldedSequence<V>& to) {
 template <typename V>
 Unsigned<V> foldPairs(const V* even, const V* odd, int n, FoldedSequence<V>& to) {
     Unsigned<V> magnitudes = 0;
-    for (int done = 0; done < n; done += foldedAtOnce) {
+    for (int done = foldGroupsOfPairs(even, odd, n, to, magnitudes); done < n; done += foldedAtOnce) {
         const int here = std::min(n - done, foldedAtOnce);
         V folded[foldedAtOnce];
         Unsigned<V> magnitudesHere = 0;

@@ -7,8 +7,6 @@
 template <typename V>
 class ListedCoefficients {
 public:
-    static constexpr bool isUsed = true;
-
     // Finds the folded values of a block, its last word filled with zeros, that are significant above or on a plane;
     // stores them as significant in the chunk.
     void find(const FoldedSequence<V>& values, long block, int plane, Chunk& chunk) {
@@ -38,12 +36,12 @@ public:
         appender = out;
     }
 
-    // The events of a plane, as gatherEvents finds them.
+    // The events of a plane. passes: since the last event, before and after.
     void gatherEvents(int plane, std::uint64_t& passes, EventPlaces& events) const {
         const auto limit = static_cast<std::uint32_t>(2) << plane;
         std::uint32_t* to = events.places + 1;
         std::uint32_t significantBefore = 0;
-        events.places[0] = 0 - static_cast<std::uint32_t>(passes) - 1;
+        events.start(passes);
         for (unsigned i = 0; i < count; i += lanes) {
             const Lanes found = load(i);
             const __mmask16 significant = found.reach(2 * limit);
@@ -54,8 +52,7 @@ public:
             to += countBits(events16);
             significantBefore += static_cast<std::uint32_t>(countBits(significant));
         }
-        events.count = static_cast<unsigned>(to - events.places - 1);
-        passes = (samples - significantBefore - events.places[events.count] - 1) & ~EventPlaces::sign;
+        passes = events.finish(to, samples - significantBefore);
     }
 
 private:
@@ -135,9 +132,3 @@ private:
     std::uint16_t places[blockSamples + 32];
     std::uint32_t folded[blockSamples + 32];
 };
-
-inline void codeListedRuns(BitAppender& appender, const auto& listed, int plane, unsigned k, std::uint64_t& passes) {
-    EventPlaces events;
-    listed.gatherEvents(plane, passes, events);
-    putEvents(appender, events, k);
-}

@@ -1,5 +1,5 @@
 // The codes of run segments and the writer that takes them many bits at a time. Included once per target, inside its
-// region and namespace, after its bit operations. No include guard, no includes.
+// region and namespace, after encoderChunk.hpp. No include guard, no includes.
 
 inline void storeLittleEndian(unsigned char* to, std::uint64_t value) {
     if constexpr (std::endian::native == std::endian::big) {
@@ -57,6 +57,16 @@ private:
     std::uint64_t pending;
     unsigned pendingBits; // below 64
 };
+
+// Bit `plane` of every coefficient of a chunk that is significant.
+inline void putRefinements(BitAppender& appender, const Chunk& chunk, int plane) {
+    BitAppender out = appender;
+    for (int w = 0; w < chunk.words; ++w) {
+        const std::uint64_t significant = chunk.significant[w];
+        out.put(extractBits(chunk.plane(plane, w), significant), static_cast<unsigned>(countBits(significant)));
+    }
+    appender = out;
+}
 
 // The code of an event: the run before it in units of 2^k, a one, the rest of the run in k bits, the sign.
 struct EventCode {

@@ -1,21 +1,10 @@
 // Run segments with k > 0, sixteen events at a time. Included inside a target's region and namespace, after
-// encoderChunk.hpp and runCodes.hpp. No include guard, no includes.
+// eventPlaces.hpp and runCodes.hpp. No include guard, no includes.
 //
 // A loop over the events of a word ends where no predictor expects it, and finding one by one the places of set bits
 // keeps a single port busy. Here the places of a word come from one compression of the numbers 0 .. 63, all events of
 // a chunk are gathered before any is coded, and their codes are made in vectors (1.24 times on whole encodes of grey
 // photographs).
-
-// Events of a plane of a chunk: where they are among the candidates in the low 31 bits, the sign above.
-struct EventPlaces {
-    static constexpr std::uint32_t sign = 0x80000000U;
-
-    unsigned count;
-    std::uint32_t places[1 + blockSamples + 64]; // [0] stands for the last event of the chunk before
-
-    std::uint64_t run(unsigned i) const { return (places[i + 1] - places[i] - 1) & ~sign; }
-    std::uint64_t signOf(unsigned i) const { return places[i + 1] >> 31; }
-};
 
 struct AscendingBytes {
     unsigned char bytes[64];
@@ -40,7 +29,7 @@ inline void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPl
     const __m512i signBit = _mm512_set1_epi8(-128);
     std::uint32_t* to = found.places + 1;
     std::uint32_t start = 0;
-    found.places[0] = 0 - static_cast<std::uint32_t>(passes) - 1;
+    found.start(passes);
     for (int w = 0; w < chunk.words; ++w) {
         const Candidates candidates = chunk.takeCandidates(plane, w);
         const __mmask64 signs = extractBits(chunk.signs(w), candidates.all);
@@ -57,8 +46,7 @@ inline void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPl
         to += events;
         start += candidates.count();
     }
-    found.count = static_cast<unsigned>(to - found.places - 1);
-    passes = (start - found.places[found.count] - 1) & ~EventPlaces::sign;
+    passes = found.finish(to, start);
 }
 
 // Sixteen codes and their lengths; 0 and 0 for lanes without an event.
