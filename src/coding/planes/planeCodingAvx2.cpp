@@ -24,7 +24,7 @@ namespace {
 
 #include "coding/planes/encoding/runCodes.hpp"
 
-#include "coding/planes/encoding/sparseRuns.hpp"
+#include "coding/planes/encoding/sparseRunsAvx2.hpp"
 
 #include "coding/planes/encoding/listedPlanes.hpp"
 

@@ -18,8 +18,10 @@ const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, long block,
 // Adds the bit lengths of the values in a block, which leave a value's sign bit free. Returns the longest.
 template <typename V>
 int countLengths(const FoldedSequence<V>& folded, long block, std::uint64_t* counts) {
-    std::uint64_t reached[8 * sizeof(V) + 2] = {static_cast<std::uint64_t>(folded.valuesIn(block))}; // [length]
     const int rows = folded.rowsInUse[block];
+    std::uint64_t reached[8 * sizeof(V) + 2]; // [length]
+    reached[0] = static_cast<std::uint64_t>(folded.valuesIn(block));
+    reached[8 * rows + 1] = 0;
     for (int row = 0; row < rows; ++row) {
         unsigned char saturated[blockSamples];
         countReached(saturatedBytes(folded, block, row, saturated), folded.wordsIn(block), reached + 8 * row + 1);

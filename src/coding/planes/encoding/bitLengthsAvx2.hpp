@@ -8,15 +8,20 @@ inline std::uint64_t sumOfBytes(__m256i bytes) {
 }
 
 // reached[i] is how many of the bytes have i + 1 bits at least. Of at most 127 times 64 bytes, each lane counts in a
-// byte.
+// byte. Comparisons are of signed bytes, so all are taken less 128.
 inline void countReached(const unsigned char* bytes, int words, std::uint64_t* reached) {
     __m256i counts[8];
-    std::fill_n(counts, 8, _mm256_setzero_si256());
+    __m256i belowLimits[8];
+    for (int i = 0; i < 8; ++i) {
+        counts[i] = _mm256_setzero_si256();
+        belowLimits[i] = _mm256_set1_epi8(static_cast<char>((1 << i) - 1 - 128));
+        asm("" : "+x"(belowLimits[i])); // GCC 12 turns a comparison with what it knows into two instructions
+    }
     for (const unsigned char* end = bytes + 64 * words; bytes != end; bytes += 32) {
         const __m256i here = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
+        const __m256i less = _mm256_xor_si256(here, _mm256_set1_epi8(-128));
         for (int i = 0; i < 8; ++i) {
-            const __m256i limit = _mm256_set1_epi8(static_cast<char>(1 << i));
-            counts[i] = _mm256_sub_epi8(counts[i], _mm256_cmpeq_epi8(_mm256_max_epu8(here, limit), here));
+            counts[i] = _mm256_sub_epi8(counts[i], _mm256_cmpgt_epi8(less, belowLimits[i]));
         }
     }
     for (int i = 0; i < 8; ++i) {

@@ -104,11 +104,3 @@ private:
     std::uint16_t places[blockSamples + 64];
     unsigned char bytes[FoldedSequence<V>::byteRows][blockSamples + 64];
 };
-
-inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
-    BitAppender out = appender;
-    for (unsigned i = 0; i < events.count; ++i) {
-        putEvent(out, events.run(i), k, events.signOf(i));
-    }
-    appender = out;
-}

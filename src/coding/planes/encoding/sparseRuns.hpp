@@ -1,5 +1,5 @@
 // Run segments with k > 0, event by event. Included once per target that has nothing better, inside its region and
-// namespace, after encoderChunk.hpp and runCodes.hpp. No include guard, no includes.
+// namespace, after eventPlaces.hpp and runCodes.hpp. No include guard, no includes.
 
 // The events of a plane of a chunk. passes: since the last event, before and after.
 inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
@@ -36,5 +36,14 @@ inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsig
         run = count - last - 1;
     }
     passes = run;
+    appender = out;
+}
+
+// Events that were gathered.
+inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
+    BitAppender out = appender;
+    for (unsigned i = 0; i < events.count; ++i) {
+        putEvent(out, events.run(i), k, events.signOf(i));
+    }
     appender = out;
 }
