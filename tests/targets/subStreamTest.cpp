@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sys/mman.h>
+#include <utility>
 
 namespace teko {
 
@@ -66,9 +68,58 @@ protected:
         }
     }
 
+    // Two events behind so many passes. Memory for those is never touched: only the last block holds anything.
+    void checkLongRun(std::uint64_t passes, int k, int sparse) {
+        using Folded = FoldedSequence<RowSample<T>>;
+        constexpr std::uint64_t between = 500;
+        constexpr std::uint64_t behind = 7;
+        const auto count = static_cast<long>(passes + 1 + between + 1 + behind);
+        const Untouched memory(static_cast<std::size_t>(Folded::rowBytes(count)));
+        std::vector<unsigned char> rowsInUse(static_cast<std::size_t>(Folded::blocks(count)), 1);
+        std::vector<unsigned char> longest(rowsInUse.size(), 0);
+        Folded folded{{memory.bytes}, rowsInUse.data(), longest.data(), count};
+        folded.finish();
+        memory.bytes[passes] = 3; // -1
+        memory.bytes[passes + 1 + between] = 2;
+        std::fill(longest.end() - 2, longest.end(), std::uint8_t{2});
+
+        Bits wanted;
+        putNumber(wanted, static_cast<std::uint64_t>(k), 5);
+        for (const auto& [run, sign] : {std::pair{passes, true}, {between, false}}) {
+            putZeros(wanted, run >> k);
+            wanted.push_back(true);
+            putNumber(wanted, run & ((std::uint64_t{1} << k) - 1), k);
+            wanted.push_back(sign);
+        }
+        wanted.push_back(false);
+        for (const Target target : fastTargets()) {
+            SCOPED_TRACE(testing::Message() << target << ", " << passes << " passes, k " << k << ", sparse " << sparse);
+            StreamArrayManager<T> streams(1, 1, 0);
+            streams.setUpRefinement(0, 0, 0, 0);
+            streams.setUpRuns(0, 0, 0, wanted.size() - 5, k);
+            planeCoding<T>(target)->codeClass(folded, streams, 0, 0, 0, sparse);
+            streams.runCoders[0][0][0].finish();
+            expectSegment(*streams.runCoders[0][0][0].stream, wanted);
+        }
+    }
+
     std::mt19937_64 random{7};
 
 private:
+    // Pages of zeros that take no memory until they are written to.
+    struct Untouched {
+        explicit Untouched(std::size_t bytesOfAll)
+            : size(bytesOfAll),
+              bytes(static_cast<unsigned char*>(
+                  mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {}
+        ~Untouched() { munmap(bytes, size); }
+        Untouched(const Untouched&) = delete;
+        Untouched& operator=(const Untouched&) = delete;
+
+        std::size_t size;
+        unsigned char* bytes;
+    };
+
     struct Class {
         ImageShape shape;
         int channel;
@@ -194,6 +245,18 @@ TYPED_TEST(TargetSubStreams, AreTheDescribedOnesForSingleEvents) {
             image.at(0, static_cast<int>(this->random() % 20000), i % 2) = static_cast<TypeParam>(1 - 5 * (i % 2));
         }
         this->checkAllPlanes(image, 3);
+    }
+}
+
+// Longer than a signed number of 32 bits. Such images have three thousand million pixels.
+TYPED_TEST(TargetSubStreams, AreTheDescribedOnesForTheLongestRuns) {
+    for (const std::uint64_t passes :
+         {(1ULL << 30) - 900, 1ULL << 30, (1ULL << 31) - 900, (1ULL << 31) + 1, 3221159937ULL}) {
+        for (const int k : {20, 24}) {
+            this->checkLongRun(passes, k, 0);
+            this->checkLongRun(passes, k, 1);
+            ASSERT_FALSE(this->HasFatalFailure());
+        }
     }
 }
 

@@ -22,8 +22,6 @@ namespace {
 
 #include "coding/planes/encoding/encoderChunk.hpp"
 
-#include "coding/planes/encoding/eventPlaces.hpp"
-
 #include "coding/planes/encoding/runCodes.hpp"
 
 #include "coding/planes/encoding/sparseRunsAvx512.hpp"

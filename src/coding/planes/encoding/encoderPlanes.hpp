@@ -91,7 +91,7 @@ public:
 private:
     // Planes above the highest of the chunk hold passes only.
     void codeChunk(const Folded& folded, long block) {
-        int b = std::max(folded.longest[block] - 2, 0);
+        int b = std::max(folded.longest[block] - 2, -1);
         for (int above = std::max(lowest, b + 1); above <= top; ++above) {
             planes[above].addPasses(static_cast<std::uint64_t>(folded.valuesIn(block)));
         }

@@ -26,14 +26,13 @@ public:
     // The events of a plane, which become significant. passes: since the last event, before and after.
     void gatherEvents(int plane, std::uint64_t& passes, EventPlaces& events) {
         events.start(passes);
-        std::uint32_t* to = events.places + 1;
         std::uint32_t significantBefore = 0;
         for (int w = 0; w < list.words; ++w) {
-            const std::uint32_t start = significantBefore;
-            significantBefore += static_cast<std::uint32_t>(countBits(list.significant[w]));
-            to = gatherEvents(plane, w, start, to);
+            const auto significant = static_cast<std::uint32_t>(countBits(list.significant[w]));
+            gatherEvents(plane, w, significantBefore, events);
+            significantBefore += significant;
         }
-        passes = events.finish(to, samples - significantBefore);
+        passes = events.passesAfter(samples - significantBefore);
     }
 
 private:
@@ -78,24 +77,23 @@ private:
 
     // Those of a word of the list, with so many significant coefficients before it. Where an event is among the
     // candidates is its place without the significant ones below: those in the list, by its place among the others.
-    std::uint32_t* gatherEvents(int plane, int w, std::uint32_t significantBefore, std::uint32_t* to) {
+    void gatherEvents(int plane, int w, std::uint32_t significantBefore, EventPlaces& events) {
         constexpr int atOnce = 2;
         const Candidates candidates = list.takeCandidates(plane, w);
-        const std::uint64_t signs = list.signs(w);
-        std::uint64_t events = candidates.events;
+        std::uint64_t left = candidates.events;
         std::uint64_t gathered = candidates.gathered();
-        const int found = countBits(events);
+        std::uint32_t* const to = events.nextPlaces();
+        const int found = countBits(left);
         for (int done = 0; done < found; done += atOnce) {
             for (int i = done; i < done + atOnce; ++i) {
-                const auto inWord = static_cast<std::uint32_t>(std::countr_zero(events) & 63);
+                const auto inWord = static_cast<std::uint32_t>(std::countr_zero(left) & 63);
                 const auto inGathered = static_cast<std::uint32_t>(std::countr_zero(gathered));
-                const auto sign = static_cast<std::uint32_t>(signs >> inWord & 1) << 31;
-                events &= events - 1;
+                to[i] = places[64 * w + static_cast<int>(inWord)] + inGathered - inWord - significantBefore;
+                left &= left - 1;
                 gathered &= gathered - 1;
-                to[i] = (places[64 * w + static_cast<int>(inWord)] + inGathered - inWord - significantBefore) | sign;
             }
         }
-        return to + found;
+        events.append(extractBits(list.signs(w), candidates.events), static_cast<unsigned>(found));
     }
 
     std::uint32_t samples;

@@ -13,14 +13,14 @@ struct EightCodes {
         const __m256i left = _mm256_set1_epi32(static_cast<int>(events.count - from));
         const __m256i lanes = _mm256_cmpgt_epi32(left, _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
         const __m256i one = _mm256_set1_epi32(1);
-        const __m256i signBit = _mm256_set1_epi32(static_cast<int>(EventPlaces::sign));
-        const __m256i places = load(events.places + 1 + from);
-        const __m256i distance = _mm256_sub_epi32(places, load(events.places + from));
-        const __m256i run = _mm256_andnot_si256(signBit, _mm256_sub_epi32(distance, one));
+        const __m256i distance = _mm256_sub_epi32(load(events.places + 1 + from), load(events.places + from));
+        const __m256i run = _mm256_sub_epi32(distance, one);
         const __m256i units = _mm256_srl_epi32(run, _mm_cvtsi32_si128(static_cast<int>(k)));
         const __m256i rest = _mm256_and_si256(run, _mm256_set1_epi32(static_cast<int>((1U << k) - 1)));
-        const __m256i sign =
-            _mm256_srl_epi32(_mm256_and_si256(signBit, places), _mm_cvtsi32_si128(static_cast<int>(30 - k)));
+        const __m256i laneBits = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
+        const __m256i signs = _mm256_set1_epi32(static_cast<int>(events.signs[from / 64] >> (from % 64)));
+        const __m256i isNegative = _mm256_cmpeq_epi32(_mm256_and_si256(signs, laneBits), laneBits);
+        const __m256i sign = _mm256_and_si256(isNegative, _mm256_set1_epi32(static_cast<int>(2U << k)));
         const __m256i unshifted = _mm256_or_si256(_mm256_or_si256(one, _mm256_slli_epi32(rest, 1)), sign);
         const __m256i lengths = _mm256_add_epi32(units, _mm256_set1_epi32(static_cast<int>(k + 2)));
         return {_mm256_and_si256(lanes, _mm256_sllv_epi32(unshifted, units)), _mm256_and_si256(lanes, lengths)};
@@ -68,28 +68,40 @@ inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned
     appender = out;
 }
 
+// Of 16 candidates, where the events are, four bits each.
+inline std::uint64_t placesIn(std::uint64_t gathered) {
+    return extractBits(0xFEDCBA9876543210U, 15 * depositBits(gathered, 0x1111111111111111U));
+}
+
+// The lowest eight of such places, behind `start` candidates.
+inline void storePlaces(std::uint64_t places, std::uint32_t start, std::uint32_t* to) {
+    const auto bytes = static_cast<long long>(depositBits(places, 0x0F0F0F0F0F0F0F0FU));
+    const __m256i words = _mm256_cvtepu8_epi32(_mm_cvtsi64_si128(bytes));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
+                        _mm256_add_epi32(words, _mm256_set1_epi32(static_cast<int>(start))));
+}
+
 inline void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPlaces& events) {
-    constexpr int atOnce = 8; // how many there are is not predictable
     events.start(passes);
-    std::uint32_t* to = events.places + 1;
     std::uint32_t start = 0;
     for (int w = 0; w < chunk.words; ++w) {
         const Candidates candidates = chunk.takeCandidates(plane, w);
-        std::uint64_t gathered = candidates.gathered();
-        std::uint64_t signs = extractBits(chunk.signs(w), candidates.events);
-        const int found = countBits(gathered);
-        for (int done = 0; done < found; done += atOnce) {
-            for (int i = done; i < done + atOnce; ++i) {
-                const auto place = static_cast<std::uint32_t>(std::countr_zero(gathered));
-                to[i] = (start + place) | static_cast<std::uint32_t>(signs) << 31;
-                gathered &= gathered - 1;
-                signs >>= 1;
+        const std::uint64_t gathered = candidates.gathered();
+        std::uint32_t* to = events.nextPlaces();
+        for (unsigned quarter = 0; quarter < 64; quarter += 16) {
+            const std::uint64_t here = gathered >> quarter & 0xFFFF;
+            const std::uint64_t places = placesIn(here);
+            const int found = countBits(here);
+            storePlaces(places, start + quarter, to);
+            if (found > 8) [[unlikely]] {
+                storePlaces(places >> 32, start + quarter, to + 8);
             }
+            to += found;
         }
-        to += found;
+        events.append(extractBits(chunk.signs(w), candidates.events), static_cast<unsigned>(countBits(gathered)));
         start += candidates.count();
     }
-    passes = events.finish(to, start);
+    passes = events.passesAfter(start);
 }
 
 // The events of a plane of a chunk. passes: since the last event, before and after.

@@ -1,10 +1,36 @@
 // Run segments with k > 0, sixteen events at a time. Included inside a target's region and namespace, after
-// eventPlaces.hpp and runCodes.hpp. No include guard, no includes.
+// encoderChunk.hpp and runCodes.hpp. No include guard, no includes.
 //
 // A loop over the events of a word ends where no predictor expects it, and finding one by one the places of set bits
 // keeps a single port busy. Here the places of a word come from one compression of the numbers 0 .. 63, all events of
 // a chunk are gathered before any is coded, and their codes are made in vectors (1.24 times on whole encodes of grey
 // photographs).
+
+// Events of a plane of a chunk: where they are among the candidates in the low 31 bits, the sign above.
+struct EventPlaces {
+    static constexpr std::uint32_t sign = 0x80000000U;
+
+    unsigned count;
+    std::uint64_t farPasses; // of those before the first event: a multiple of 2^30, for places have 31 bits
+    std::uint32_t places[1 + blockSamples + 64]; // [0] stands for the last event of the chunk before
+
+    // Behind so many passes.
+    void start(std::uint64_t passes) {
+        farPasses = passes >> 30 << 30;
+        places[0] = 0 - static_cast<std::uint32_t>(passes - farPasses) - 1;
+    }
+
+    // In front of `end`, one behind the last one's place; returns the passes since the last one, in a chunk of so many
+    // candidates.
+    std::uint64_t finish(const std::uint32_t* end, std::uint32_t candidates) {
+        count = static_cast<unsigned>(end - places - 1);
+        const std::uint64_t passes = (candidates - places[count] - 1) & ~sign;
+        return count == 0 ? farPasses + passes : passes;
+    }
+
+    std::uint64_t run(unsigned i) const { return (places[i + 1] - places[i] - 1) & ~sign; }
+    std::uint64_t signOf(unsigned i) const { return places[i + 1] >> 31; }
+};
 
 struct AscendingBytes {
     unsigned char bytes[64];
@@ -91,7 +117,11 @@ struct SixteenCodes {
 };
 
 inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
+    static_assert(largestRunLengthParameter <= 30);
     BitAppender out = appender;
+    if (events.count > 0 && events.farPasses > 0) [[unlikely]] {
+        out.putZeros(events.farPasses >> k);
+    }
     for (unsigned i = 0; i < events.count; i += 16) {
         const SixteenCodes codes = SixteenCodes::of(events, i, k);
         if (codes.fitFourToPut()) {
