@@ -1,5 +1,5 @@
-// The events of a plane of a chunk, gathered before they are coded. Included once per target, inside its region and
-// namespace, after encoderChunk.hpp. No include guard, no includes.
+// The events of a plane of a chunk, gathered before they are coded. Included once per target that has no form of its
+// own, inside its region and namespace, after encoderChunk.hpp. No include guard, no includes.
 
 struct EventPlaces {
     unsigned count;
