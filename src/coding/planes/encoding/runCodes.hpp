@@ -124,8 +124,8 @@ inline std::uint64_t denseCodeByTable(std::uint32_t candidates, std::uint64_t si
     return code | depositBits(signs, code << 1);
 }
 
-// Candidates at even places, a sign or a hole behind each; then without the holes (1.01 to 1.08 times on whole encodes of
-// photographs, Zen 3).
+// Candidates at even places, a sign or a hole behind each; then without the holes (1.01 to 1.08 times on whole encodes
+// of photographs, Zen 3).
 inline std::uint64_t denseCodeByDeposit(std::uint32_t candidates, std::uint64_t signs) {
     constexpr std::uint64_t evenPlaces = 0x5555555555555555U;
     const std::uint64_t events = depositBits(candidates, evenPlaces);
