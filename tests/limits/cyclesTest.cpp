@@ -6,7 +6,7 @@
 
 #include <fstream>
 #include <malloc.h>
-#include <thread>
+#include <pthread.h>
 
 namespace teko {
 
@@ -60,15 +60,30 @@ protected:
         EXPECT_EQ(decompress(coded.c_str(), back.c_str(), place), 0);
     }
 
-    // On a thread of their own, because memory that a thread keeps at hand counts as allocated until it ends.
+    // On a thread of their own, because memory that a thread keeps at hand counts as allocated until it ends. A
+    // std::thread would pass memory from one to the other.
     Held afterCycles(long from, long to) const {
-        std::thread([&] {
-            const Silence silence;
-            for (long number = from; number < to; ++number) {
-                cycle(number);
-            }
-        }).join();
+        Cycling cycling{this, from, to};
+        pthread_t thread{};
+        EXPECT_EQ(pthread_create(&thread, nullptr, runAll, &cycling), 0);
+        EXPECT_EQ(pthread_join(thread, nullptr), 0);
         return held();
+    }
+
+private:
+    struct Cycling {
+        const Cycles* test;
+        long from;
+        long to;
+    };
+
+    static void* runAll(void* argument) {
+        const auto& cycling = *static_cast<const Cycling*>(argument);
+        const Silence silence;
+        for (long number = cycling.from; number < cycling.to; ++number) {
+            cycling.test->cycle(number);
+        }
+        return nullptr;
     }
 };
 
