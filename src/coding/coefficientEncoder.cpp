@@ -17,13 +17,9 @@ public:
     Folder(const ImageShape& shape, const PlaneCoding<T>& itsCoding, Counts itsCounts)
         : classes(shape), coding(itsCoding), counts(itsCounts) {}
 
-    void take(int c, const Row* samples, int n) override {
-        magnitudes = static_cast<Unsigned<Row>>(magnitudes | coding.fold(samples, n, classes[c]));
-        countUpTo(classes[c].count / blockSamples, c);
-    }
+    void take(int c, const Row* samples, int n) override { taken(c, coding.fold(samples, n, classes[c])); }
     void takePairs(int c, const Row* even, const Row* odd, int n) override {
-        magnitudes = static_cast<Unsigned<Row>>(magnitudes | coding.foldPairs(even, odd, n, classes[c]));
-        countUpTo(classes[c].count / blockSamples, c);
+        taken(c, coding.foldPairs(even, odd, n, classes[c]));
     }
 
     // After the last coefficient of all classes.
@@ -38,16 +34,30 @@ public:
     Unsigned<Row> magnitudes = 0; // OR of all
 
 private:
+    // After more coefficients, with that OR of their magnitudes: the last of them may be the first of a block that is
+    // not full yet.
+    void taken(int c, Unsigned<Row> more) {
+        magnitudes = static_cast<Unsigned<Row>>(magnitudes | more);
+        uncounted[c] = static_cast<Unsigned<Row>>(uncounted[c] | more);
+        const long full = classes[c].count / blockSamples;
+        if (counted[c] < full) {
+            countUpTo(full, c);
+            uncounted[c] = more;
+        }
+    }
+
     void countUpTo(long blocks, int c) {
+        const int atMost = bitLength(uncounted[c]) + 1;
         for (; counted[c] < blocks; ++counted[c]) {
-            const int longest = coding.countLengths(classes[c], counted[c], counts[c]);
+            const int longest = coding.countLengths(classes[c], counted[c], atMost, counts[c]);
             classes[c].longest[counted[c]] = static_cast<unsigned char>(longest);
         }
     }
 
     const PlaneCoding<T>& coding;
-    Counts counts;                     // [class][bit length]
-    long counted[maximumClasses] = {}; // blocks
+    Counts counts;                                // [class][bit length]
+    long counted[maximumClasses] = {};            // blocks
+    Unsigned<Row> uncounted[maximumClasses] = {}; // OR of magnitudes: those in blocks not counted, at least
 };
 
 template <typename T>

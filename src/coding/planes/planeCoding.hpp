@@ -48,8 +48,9 @@ struct PlaneCoding {
     // Append n coefficients, given in order or apart by even and odd places. Return the OR of the magnitudes.
     Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, Folded& folded);
     Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, Folded& folded);
-    // Adds the bit lengths of the values in a block that is full or finished; returns the longest.
-    int (*countLengths)(const Folded& folded, long block, std::uint64_t* counts);
+    // Adds the bit lengths of the values in a block that is full or finished; returns the longest. None is longer than
+    // atMost, which may be more than the longest has.
+    int (*countLengths)(const Folded& folded, long block, int atMost, std::uint64_t* counts);
     // Codes a whole class of a channel, finished and counted, into its sub-streams, down to plane `lowest`; in planes
     // from lowestSparse on few coefficients are significant. Throws std::bad_alloc.
     void (*codeClass)(const Folded& folded, StreamArrayManager<T>& streams, int channel, int c, int lowest,

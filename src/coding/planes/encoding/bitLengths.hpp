@@ -15,18 +15,20 @@ const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, long block,
     return bytes;
 }
 
-// Adds the bit lengths of the values in a block, which leave a value's sign bit free. Returns the longest.
+// Adds the bit lengths of the values in a block, which are at most `atMost` and leave a value's sign bit free. Returns
+// the longest. No folded value is 1, so as many reach one bit as two.
 template <typename V>
-int countLengths(const FoldedSequence<V>& folded, long block, std::uint64_t* counts) {
-    const int rows = folded.rowsInUse[block];
-    std::uint64_t reached[8 * sizeof(V) + 2]; // [length]
+int countLengths(const FoldedSequence<V>& folded, long block, int atMost, std::uint64_t* counts) {
+    std::uint64_t reached[8 * sizeof(V) + 2] = {}; // [length]
     reached[0] = static_cast<std::uint64_t>(folded.valuesIn(block));
-    reached[8 * rows + 1] = 0;
-    for (int row = 0; row < rows; ++row) {
+    for (int row = 0; row < folded.rowsInUse[block]; ++row) {
+        const int shortest = std::max(8 * row + 1, 2);
         unsigned char saturated[blockSamples];
-        countReached(saturatedBytes(folded, block, row, saturated), folded.wordsIn(block), reached + 8 * row + 1);
+        countReached(saturatedBytes(folded, block, row, saturated), folded.wordsIn(block), (shortest - 1) % 8,
+                     std::min(atMost, 8 * row + 8) - shortest + 1, reached + shortest);
     }
-    int longest = std::min(8 * rows, 8 * static_cast<int>(sizeof(V)) - 1);
+    reached[1] = reached[2];
+    int longest = std::min(atMost, 8 * static_cast<int>(sizeof(V)) - 1);
     for (int length = 0; length <= longest; ++length) {
         counts[length] += reached[length] - reached[length + 1];
     }

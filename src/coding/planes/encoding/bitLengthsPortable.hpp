@@ -1,11 +1,11 @@
 // Counting bytes by their length in standard C++: the compiler finds the vectors. Included inside a target's namespace.
 // No include guard, no includes.
 
-// reached[i] is how many of the bytes have i + 1 bits at least. Of at most 255 times 64 bytes, each of 64 lanes counts
-// in a byte.
-inline void countReached(const unsigned char* bytes, int words, std::uint64_t* reached) {
-    for (int i = 0; i < 8; ++i) {
-        const auto limit = static_cast<unsigned char>(1 << i);
+// reached[i] is how many of the bytes have bit lowest + i or a higher one, for i < n. Of at most 255 times 64 bytes,
+// each of 64 lanes counts in a byte.
+inline void countReached(const unsigned char* bytes, int words, int lowest, int n, std::uint64_t* reached) {
+    for (int i = 0; i < n; ++i) {
+        const auto limit = static_cast<unsigned char>(1 << (lowest + i));
         unsigned char counts[64] = {};
         for (const unsigned char* word = bytes; word != bytes + 64 * words; word += 64) {
             for (int lane = 0; lane < 64; ++lane) {
