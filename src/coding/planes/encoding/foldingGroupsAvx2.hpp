@@ -106,17 +106,20 @@ struct GroupsOfPairs {
 template <typename V, typename Groups>
 int appendGroups(const Groups& groups, int n, FoldedSequence<V>& to, Unsigned<V>& magnitudes) {
     __m256i all = _mm256_setzero_si256();
+    unsigned char* const lowest = to.lowestBytes();
+    const long before = to.count;
     int done = 0;
     for (; done + groupSamples <= n; done += groupSamples) {
         const FoldedGroup<V> group = groups.group(done);
         all = _mm256_or_si256(all, group.magnitudes);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to.lowestBytes()), Groups::bytes(group, 0));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(lowest + done), Groups::bytes(group, 0));
         for (int row = 1; row < to.byteRows && group.reaches(8 * row - 1); ++row) {
+            to.count = before + done;
             unsigned char* const higher = to.higherBytes(row, groupSamples);
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(higher), Groups::bytes(group, row));
         }
-        to.count += groupSamples;
     }
+    to.count = before + done;
     Unsigned<V> lanes[32 / sizeof(V)];
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes), all);
     for (const Unsigned<V> lane : lanes) {
