@@ -236,6 +236,24 @@ TYPED_TEST(TargetSubStreams, DoNotDependOnWhatIsCalledSparse) {
     }
 }
 
+// What is sparse is listed over many blocks: until the list is full, or until so many have passed. Thin stretches hold
+// other lengths than dense ones.
+TYPED_TEST(TargetSubStreams, AreTheDescribedOnesForLongClasses) {
+    constexpr int rows = 70000;
+    for (const unsigned thin : {40U, 700U, 30000U}) {
+        for (const int planes : {7, 9}) {
+            auto image = scattered<TypeParam>({2, rows}, planes, thin, this->random);
+            const auto dense = scattered<TypeParam>({2, rows}, 14 - planes, 3, this->random);
+            const int stretch = 500 + static_cast<int>(this->random() % 4000);
+            image.fill([&](int c, int y, int x) { return (y / stretch % 5 == 3 ? dense : image).at(c, y, x); });
+            for (int round = 0; round < 3; ++round) {
+                this->checkAllPlanes(image, 9);
+                ASSERT_FALSE(this->HasFatalFailure());
+            }
+        }
+    }
+}
+
 // Runs that reach over many chunks.
 TYPED_TEST(TargetSubStreams, AreTheDescribedOnesForSingleEvents) {
     for (int round = 0; round < 45; ++round) {

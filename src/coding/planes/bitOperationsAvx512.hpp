@@ -30,6 +30,12 @@ inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     _mm512_storeu_si512(words, _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transposedBits(matrices)));
 }
 
+// Which of 64 bytes have bit `lowest` or a higher one.
+inline std::uint64_t bytesReaching(const unsigned char* bytes, int lowest) {
+    const __m512i bits = _mm512_set1_epi8(static_cast<char>(0xFF << lowest));
+    return _mm512_test_epi8_mask(_mm512_loadu_si512(bytes), bits);
+}
+
 constexpr int wordsAtOnce = 8;
 
 // Quarters of a vector, 128 bytes apart.

@@ -53,3 +53,22 @@ void slice(const FoldedSequence<V>& folded, long block, int lowest, int topPlane
         }
     }
 }
+
+// Marks as significant what a plane or a higher one of a block makes so, its last word filled with zeros. Returns how
+// many that are.
+template <typename V>
+int findSignificant(const FoldedSequence<V>& folded, long block, int plane, Chunk& chunk) {
+    const int bit = plane + 1;
+    std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
+    for (int row = bit / 8; row < folded.rowsInUse[block]; ++row) {
+        const int lowestBit = row == bit / 8 ? bit % 8 : 0;
+        for (int w = 0; w < chunk.words; ++w) {
+            chunk.significant[w] |= bytesReaching(folded.bytes(row, block) + 64 * w, lowestBit);
+        }
+    }
+    int found = 0;
+    for (int w = 0; w < chunk.words; ++w) {
+        found += countBits(chunk.significant[w]);
+    }
+    return found;
+}

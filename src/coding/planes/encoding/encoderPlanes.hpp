@@ -32,7 +32,7 @@ struct PlaneCoder {
 
     void refine(const Chunk& chunk, int plane) { putRefinements(refinements, chunk, plane); }
 
-    // The same for a chunk whose coefficients of this plane and above are listed.
+    // The same for blocks whose coefficients of this plane and above are listed.
     void codeListed(auto& listed, int plane) {
         listed.refine(refinements, plane);
         EventPlaces events;
@@ -77,9 +77,11 @@ public:
     }
 
     void code(const Folded& folded) {
+        startList();
         for (long block = 0; block < Folded::blocks(folded.count); ++block) {
-            codeChunk(folded, block);
+            codeBlock(folded, block);
         }
+        codeList();
     }
 
     void finish() {
@@ -89,27 +91,38 @@ public:
     }
 
 private:
-    // Planes above the highest of the chunk hold passes only.
-    void codeChunk(const Folded& folded, long block) {
-        int b = std::max(folded.longest[block] - 2, -1);
-        for (int above = std::max(lowest, b + 1); above <= top; ++above) {
-            planes[above].addPasses(static_cast<std::uint64_t>(folded.valuesIn(block)));
+    // Planes above the highest of the block hold passes only.
+    void codeBlock(const Folded& folded, long block) {
+        const int values = folded.valuesIn(block);
+        const int blockTop = std::max(folded.longest[block] - 2, -1);
+        for (int above = std::max(lowest, blockTop + 1); above < listed; ++above) {
+            planes[above].addPasses(static_cast<std::uint64_t>(values));
         }
-        if (b < lowest) {
+        if (blockTop >= lowest) {
+            setLength(folded, block, chunk);
+            if (blockTop >= listed) {
+                appendToList(folded, block, blockTop);
+            }
+            codePlanes(folded, block, blockTop);
+        }
+        list.pass(values);
+        if (block % blocksInList == blocksInList - 1) {
+            codeList();
+        }
+    }
+
+    // Those that no list holds.
+    void codePlanes(const Folded& folded, long block, int blockTop) {
+        const int first = std::min(blockTop, listed - 1);
+        bool areSignificant = blockTop >= listed;
+        if (first < lowest) {
             return;
         }
-        setLength(folded, block, chunk);
-        bool areSignificant = false;
-        if (b >= listed) {
-            b = codeListed(folded, block, b);
-            areSignificant = true;
-        } else {
+        if (!areSignificant) {
             std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
         }
-        if (b >= lowest) {
-            slice(folded, block, lowest, b, chunk);
-        }
-        for (; b >= lowest; --b) {
+        slice(folded, block, lowest, first, chunk);
+        for (int b = first; b >= lowest; --b) {
             if (areSignificant) {
                 planes[b].refine(chunk, b);
             }
@@ -118,14 +131,33 @@ private:
         }
     }
 
-    // Returns the first plane that is left.
-    int codeListed(const Folded& folded, long block, int chunkTop) {
-        list.find(folded, block, listed, chunk);
-        for (int b = chunkTop; b >= listed; --b) {
+    void appendToList(const Folded& folded, long block, int blockTop) {
+        const int found = findSignificant(folded, block, listed, chunk);
+        if (!list.hasRoomFor(found)) {
+            codeList();
+        }
+        list.append(folded, block, chunk);
+        listTop = std::max(listTop, blockTop);
+    }
+
+    void codeList() {
+        for (int above = std::max(listed, listTop + 1); above <= top; ++above) {
+            planes[above].addPasses(list.samplesPassed());
+        }
+        list.finish();
+        for (int b = listTop; b >= listed; --b) {
             planes[b].codeListed(list, b);
         }
-        return listed - 1;
+        startList();
     }
+
+    void startList() {
+        list.start();
+        listTop = -1;
+    }
+
+    // A list is coded after so many blocks at the latest: its places have to fit in 30 bits.
+    static constexpr long blocksInList = 64;
 
     Chunk chunk;
     PlaneCoder planes[highestSlicedPlane<T> + 1];
@@ -135,6 +167,7 @@ private:
     int listed;
     int top;
     ListedCoefficients<Value> list;
+    int listTop; // the highest plane of what is listed
 };
 
 template <typename T>

@@ -1,23 +1,48 @@
-// Planes of a chunk in which few coefficients are significant, from a list of those. Included once per target that has
-// nothing better, inside its region and namespace, after eventPlaces.hpp and runCodes.hpp. No include guard, no
+// Planes in which few coefficients are significant, from a list of those in some blocks. Included once per target that
+// has nothing better, inside its region and namespace, after eventPlaces.hpp and runCodes.hpp. No include guard, no
 // includes.
 //
-// The list is sliced like a chunk of its own: its bit words are few, and each is full of what its planes hold.
+// The list is sliced like a chunk of its own: its bit words are few, and each is full of what its planes hold. One list
+// for several blocks has longer loops than one for each, whose ends are foreseen less often (@@).
 
 template <typename V>
 class ListedCoefficients {
 public:
-    // Finds the folded values of a block, its last word filled with zeros, that are significant above or on a plane;
-    // stores them as significant in the chunk.
-    void find(const FoldedSequence<V>& values, long block, int plane, Chunk& chunk) {
-        samples = static_cast<std::uint32_t>(values.valuesIn(block));
+    void start() {
+        samples = 0;
         count = 0;
-        const int rows = values.rowsInUse[block];
+        rows = 1;
+    }
+
+    bool hasRoomFor(int found) const { return count + found <= blockSamples; }
+
+    // Appends those of a block, its last word filled with zeros, that the chunk tells to be significant. There is room
+    // for them.
+    void append(const FoldedSequence<V>& values, long block, const Chunk& chunk) {
+        const int before = count;
         for (int w = 0; w < chunk.words; ++w) {
-            chunk.significant[w] = reaching(values, block, plane + 1, w);
-            append(values, block, rows, w, chunk.significant[w]);
+            appendPlaces(w, chunk.significant[w]);
         }
-        sliceList(rows);
+        takeBytes(values, block, before);
+    }
+
+    // After a block, whether it was appended or held nothing to append.
+    void pass(int values) { samples += static_cast<std::uint32_t>(values); }
+
+    std::uint64_t samplesPassed() const { return samples; }
+
+    // After the last block, before planes are coded.
+    void finish() {
+        list.words = (count + 63) / 64;
+        list.lastValid = ~std::uint64_t{0} >> (64 * list.words - count);
+        std::fill_n(list.significant, list.words, std::uint64_t{0});
+        std::fill(places + count, places + 64L * list.words, std::uint32_t{0});
+        for (int row = 0; row < rows; ++row) {
+            std::fill(bytes[row] + count, bytes[row] + 64L * list.words, 0);
+            for (int w = 0; w < list.words; ++w) {
+                sliceBytes(bytes[row] + 64 * w, list.bits[w] + 8 * row);
+            }
+        }
     }
 
     // Bit `plane` of every coefficient that is significant above it.
@@ -36,41 +61,35 @@ public:
     }
 
 private:
-    // Those of 64 values that have bit `bit` or a higher one.
-    static std::uint64_t reaching(const FoldedSequence<V>& values, long block, int bit, int w) {
-        std::uint64_t result = 0;
-        for (int row = bit / 8; row < values.rowsInUse[block]; ++row) {
-            result |= bytesReaching(values.bytes(row, block) + 64 * w, row == bit / 8 ? bit % 8 : 0);
-        }
-        return result;
-    }
-
-    // Those of 64 values that a mask tells. Some at a time: how many there are is not predictable.
-    void append(const FoldedSequence<V>& values, long block, int rows, int w, std::uint64_t mask) {
+    // Of those of word w that a mask tells. Some at a time: how many there are is not predictable.
+    void appendPlaces(int w, std::uint64_t mask) {
         constexpr int atOnce = 4;
+        const std::uint32_t start = samples + 64 * static_cast<std::uint32_t>(w);
         const int found = countBits(mask);
         for (int done = 0; done < found; done += atOnce) {
             for (int i = count + done; i < count + done + atOnce; ++i) {
-                const long place = 64L * w + (std::countr_zero(mask) & 63);
+                places[i] = start + (static_cast<std::uint32_t>(std::countr_zero(mask)) & 63);
                 mask &= mask - 1;
-                places[i] = static_cast<std::uint16_t>(place);
-                for (int row = 0; row < rows; ++row) {
-                    bytes[row][i] = values.bytes(row, block)[place];
-                }
             }
         }
         count += found;
     }
 
-    void sliceList(int rows) {
-        list.words = (count + 63) / 64;
-        list.lastValid = ~std::uint64_t{0} >> (64 * list.words - count);
-        std::fill_n(list.significant, list.words, std::uint64_t{0});
-        std::fill(places + count, places + 64L * list.words, std::uint16_t{0});
+    // The bytes of a block's coefficients, the first of which is listed as number `first`. What a block has no bytes
+    // for is 0.
+    void takeBytes(const FoldedSequence<V>& values, long block, int first) {
+        const int rowsHere = values.rowsInUse[block];
+        for (; rows < rowsHere; ++rows) {
+            std::fill_n(bytes[rows], first, 0);
+        }
         for (int row = 0; row < rows; ++row) {
-            std::fill(bytes[row] + count, bytes[row] + 64L * list.words, 0);
-            for (int w = 0; w < list.words; ++w) {
-                sliceBytes(bytes[row] + 64 * w, list.bits[w] + 8 * row);
+            if (row >= rowsHere) {
+                std::fill(bytes[row] + first, bytes[row] + count, 0);
+                continue;
+            }
+            const unsigned char* const from = values.bytes(row, block);
+            for (int i = first; i < count; ++i) {
+                bytes[row][i] = from[places[i] - samples];
             }
         }
     }
@@ -96,9 +115,10 @@ private:
         events.append(extractBits(list.signs(w), candidates.events), static_cast<unsigned>(found));
     }
 
-    std::uint32_t samples;
+    std::uint32_t samples; // passed
     int count;
+    int rows; // of bytes that some block has in use
     Chunk list;
-    std::uint16_t places[blockSamples + 64];
+    std::uint32_t places[blockSamples + 64]; // among the samples
     unsigned char bytes[FoldedSequence<V>::byteRows][blockSamples + 64];
 };

@@ -1,5 +1,5 @@
-// Planes of a chunk in which few coefficients are significant, from a list of those. Included inside a target's region
-// and namespace, after encoderChunk.hpp and sparseRunsAvx512.hpp. No include guard, no includes.
+// Planes in which few coefficients are significant, from a list of those in some blocks. Included inside a target's
+// region and namespace, after encoderChunk.hpp and sparseRunsAvx512.hpp. No include guard, no includes.
 //
 // In bit words, a plane costs the same whether it holds events or not. In a list, sixteen coefficients at a time, it
 // costs what it holds (encodes of photographs cut to 5 %: 1.25 times, whole ones: 1.1 times).
@@ -7,12 +7,16 @@
 template <typename V>
 class ListedCoefficients {
 public:
-    // Finds the folded values of a block, its last word filled with zeros, that are significant above or on a plane;
-    // stores them as significant in the chunk.
-    void find(const FoldedSequence<V>& values, long block, int plane, Chunk& chunk) {
-        samples = static_cast<unsigned>(values.valuesIn(block));
+    void start() {
+        samples = 0;
         count = 0;
-        findReaching(values, block, plane + 1, chunk);
+    }
+
+    bool hasRoomFor(int found) const { return count + static_cast<unsigned>(found) <= blockSamples; }
+
+    // Appends those of a block, its last word filled with zeros, that the chunk tells to be significant. There is room
+    // for them.
+    void append(const FoldedSequence<V>& values, long block, const Chunk& chunk) {
         std::uint32_t wordsWithAny = 0;
         for (int w = 0; w < chunk.words; ++w) {
             wordsWithAny |= static_cast<std::uint32_t>(chunk.significant[w] != 0 ? 1 : 0) << w;
@@ -22,6 +26,14 @@ public:
             append(values, block, w, chunk.significant[w]);
         }
     }
+
+    // After a block, whether it was appended or held nothing to append.
+    void pass(int values) { samples += static_cast<std::uint32_t>(values); }
+
+    std::uint64_t samplesPassed() const { return samples; }
+
+    // After the last block, before planes are coded.
+    void finish() {}
 
     // Bit `plane` of every coefficient that is significant above it.
     void refine(BitAppender& appender, int plane) const {
@@ -71,8 +83,7 @@ private:
     Lanes load(unsigned i) const {
         const unsigned left = count - i;
         const auto valid = static_cast<__mmask16>(left < lanes ? (1U << left) - 1 : 0xFFFFU);
-        const __m512i here = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(places + i)));
-        return {here, _mm512_loadu_si512(folded + i), valid};
+        return {_mm512_loadu_si512(places + i), _mm512_loadu_si512(folded + i), valid};
     }
 
     // How many bits of the mask lie below each lane's own, and so many more.
@@ -83,22 +94,9 @@ private:
         return _mm512_add_epi32(ones, _mm512_set1_epi32(static_cast<int>(more)));
     }
 
-    // Stores as significant what has bit `bit` or a higher one.
-    static void findReaching(const FoldedSequence<V>& values, long block, int bit, Chunk& chunk) {
-        std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
-        for (int row = bit / 8; row < values.rowsInUse[block]; ++row) {
-            const int lowestBit = row == bit / 8 ? bit % 8 : 0;
-            const __m512i bits = _mm512_set1_epi8(static_cast<char>(0xFF << lowestBit));
-            for (int w = 0; w < chunk.words; ++w) {
-                const __m512i bytes = _mm512_loadu_si512(values.bytes(row, block) + 64 * w);
-                chunk.significant[w] |= _mm512_test_epi8_mask(bytes, bits);
-            }
-        }
-    }
-
     // Those of 64 values that a mask tells.
     void append(const FoldedSequence<V>& values, long block, int w, std::uint64_t mask) {
-        const __m512i start = _mm512_set1_epi16(static_cast<short>(64 * w));
+        const __m512i start = _mm512_set1_epi32(static_cast<int>(samples + 64 * static_cast<std::uint32_t>(w)));
         const auto found = static_cast<unsigned>(countBits(mask));
         __m512i rows[1 + FoldedSequence<V>::byteRows]; // the places in the word, then the bytes
         rows[0] = _mm512_maskz_compress_epi8(mask, _mm512_loadu_si512(ascendingBytes.bytes));
@@ -117,8 +115,8 @@ private:
         count += found;
     }
     void appendSixteen(const __m512i* rows, int bytes, __m512i start, unsigned at) {
-        const __m512i here = _mm512_add_epi16(start, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(rows[0])));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(places + at), _mm512_castsi512_si256(here));
+        const __m512i inWord = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(rows[0]));
+        _mm512_storeu_si512(places + at, _mm512_add_epi32(start, inWord));
         __m512i found = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(rows[1]));
         for (int row = 1; row < bytes; ++row) {
             const __m512i higher = _mm512_cvtepu8_epi32(_mm512_castsi512_si128(rows[1 + row]));
@@ -127,8 +125,8 @@ private:
         _mm512_storeu_si512(folded + at, found);
     }
 
-    unsigned samples;
+    std::uint32_t samples; // passed
     unsigned count;
-    std::uint16_t places[blockSamples + 32];
+    std::uint32_t places[blockSamples + 32]; // among the samples
     std::uint32_t folded[blockSamples + 32];
 };
