@@ -1,6 +1,8 @@
 #include "image/memoryAdvice.hpp"
 
+#include <algorithm>
 #include <cstdint>
+#include <new>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -8,27 +10,66 @@
 
 namespace teko {
 
-// Small memory gets its pages at once instead of a fault for each (0.4 megapixels: 1.05 times on encoding, 1.1 on
-// decoding). For large memory, large pages: fewer faults, and fewer misses while it is walked (100 megapixels: 1.3
-// times on decoding). The limits overlap because 2 MiB may be laid across two large pages.
-void adviseFilling(void* memory, std::size_t bytes) {
+namespace {
+
+constexpr std::size_t page = 4096;
+constexpr std::size_t largePage = std::size_t{2} << 20;
+
+// Large pages, the last of them filled by half at least.
+std::size_t inLargePages(std::size_t bytes) {
+    return (bytes + largePage / 2) / largePage * largePage;
+}
+
+std::size_t beyond(const void* memory, std::size_t unit) {
+    return reinterpret_cast<std::uintptr_t>(memory) % unit;
+}
+
 #if defined(__linux__)
-    constexpr std::size_t page = 4096;
-    constexpr std::size_t largePage = std::size_t{2} << 20;
-    const std::size_t skipped = (page - reinterpret_cast<std::uintptr_t>(memory) % page) % page;
-    if (bytes < skipped + page) {
-        return;
+void adviseLargePages(void* memory, std::size_t bytes) {
+    if (beyond(memory, largePage) == 0) {
+        madvise(memory, inLargePages(bytes), MADV_HUGEPAGE);
+    } else if (bytes >= largePage) {
+        madvise(static_cast<char*>(memory) - beyond(memory, page) + page, bytes - page, MADV_HUGEPAGE);
     }
-    char* const start = static_cast<char*>(memory) + skipped;
-    const std::size_t length = (bytes - skipped) / page * page;
-    if (bytes >= largePage) {
-        madvise(start, length, MADV_HUGEPAGE);
-    }
+}
+
+void takePages(void* memory, std::size_t bytes) {
 #if defined(MADV_POPULATE_WRITE)
-    if (bytes < 2 * largePage) {
-        madvise(start, length, MADV_POPULATE_WRITE);
+    const std::size_t skipped = (page - beyond(memory, page)) % page;
+    if (bytes >= skipped + page) {
+        madvise(static_cast<char*>(memory) + skipped, (bytes - skipped) / page * page, MADV_POPULATE_WRITE);
     }
 #endif
+}
+#endif
+
+} // namespace
+
+void FreeFilling::operator()(unsigned char* memory) const {
+    ::operator delete[](memory, std::align_val_t{alignment});
+}
+
+FillingMemory allocateFilling(std::size_t bytes) {
+    constexpr std::size_t line = 64;
+    const std::size_t large = inLargePages(bytes);
+    const std::size_t alignment = large > 0 ? largePage : line;
+    auto* const memory =
+        static_cast<unsigned char*>(::operator new[](std::max(large, bytes), std::align_val_t{alignment}));
+    return {memory, FreeFilling{alignment}};
+}
+
+// Small memory gets its pages at once instead of a fault for each (0.4 megapixels: 1.05 times on encoding, 1.1 on
+// decoding). For large memory, large pages: fewer faults, and fewer misses while it is walked (100 megapixels: 1.3
+// times on decoding).
+void adviseFilling(void* memory, std::size_t bytes) {
+#if defined(__linux__)
+    adviseLargePages(memory, bytes);
+    if (bytes < 2 * largePage) {
+        takePages(memory, bytes);
+    }
+#else
+    static_cast<void>(memory);
+    static_cast<void>(bytes);
 #endif
 }
 

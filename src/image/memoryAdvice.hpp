@@ -1,12 +1,25 @@
-// What the system should know of memory that was just allocated.
+// Memory that is going to be filled from end to end, and what the system should know of it.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 namespace teko {
 
-// It will be filled from end to end. Advice only: where it is not taken nothing changes. Takes pages for up to 4 MiB
-// at once.
+// Frees what allocateFilling allocated.
+struct FreeFilling {
+    std::size_t alignment;
+
+    void operator()(unsigned char* memory) const;
+};
+using FillingMemory = std::unique_ptr<unsigned char[], FreeFilling>;
+
+// Uninitialised, for any type; from half a large page of the system on it starts with a whole one. Throws
+// std::bad_alloc.
+FillingMemory allocateFilling(std::size_t bytes);
+
+// So much of some memory will be filled, from its start. Advice only: where it is not taken nothing changes. Takes pages
+// for up to 4 MiB at once, large ones where the memory starts with one.
 void adviseFilling(void* memory, std::size_t bytes);
 
 } // namespace teko

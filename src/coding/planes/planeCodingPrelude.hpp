@@ -14,6 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <type_traits>
 #include <vector>
 

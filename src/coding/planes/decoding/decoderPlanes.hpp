@@ -32,7 +32,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
         return;
     }
     for (long i = 0; i < state.blocks(); ++i) {
-        const Block<T> block = state.block(i);
+        const Block block = state.block(i);
         PlaneWord* plane = block.plane(b);
         const PlaneWord* significant = block.significant();
         const int words = state.words(i);
@@ -117,7 +117,7 @@ void setMidpoints(ClassState<T>& state) {
         return;
     }
     for (long i = 0; i < state.blocks(); ++i) {
-        const Block<T> block = state.block(i);
+        const Block block = state.block(i);
         for (int w = 0; w < state.words(i); ++w) {
             const long word = i * state.rowWords + w;
             const bool stoppedBefore = state.stoppedIn >= 0 && word > state.stoppedIn;
@@ -139,9 +139,9 @@ constexpr Word emptyRow[mostRowWords] = {};
 // The rows of a block from which its values are made: an empty one for each that the stream did not fill.
 template <typename T>
 struct FilledRows {
-    const PlaneWord* rows[blockRows<T>];
+    const PlaneWord* rows[8 * sizeof(RowSample<T>)]; // of the bits of values
 
-    FilledRows(const Block<T>& block, int lowestPlane, int topPlane) {
+    FilledRows(const Block& block, int lowestPlane, int topPlane) {
         std::fill(std::begin(rows), std::end(rows), emptyRow);
         rows[0] = block.signs();
         for (int b = lowestPlane; b <= topPlane; ++b) {

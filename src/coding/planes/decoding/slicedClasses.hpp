@@ -1,64 +1,76 @@
 // Decoded classes that stay sliced until their values are asked for. Included once per target, inside its region and
 // namespace, after decoderPlanes.hpp. No include guard, no includes.
 
-// One channel in memory of its own.
+// The classes of all channels, one behind the other in memory.
 template <typename T>
-class SlicedChannel {
+class SlicedChannels {
 public:
-    explicit SlicedChannel(const ImageShape& imageShape) : shape(imageShape) {
+    // What images with planes up to topPlane take.
+    static std::size_t bytesFor(const ImageShape& shape, int topPlane) {
+        long words = 0;
         for (int c = 0; c <= shape.levels; ++c) {
-            const long samples = classSamples(shape, c);
-            blocks += blocksFor(samples);
-            words += blocksFor(samples) * blockRows<T> * rowWordsFor(samples);
+            words += wordsFor(classSamples(shape, c), rowsUpTo(topPlane));
         }
-        memory.reset(new Word[static_cast<std::size_t>(words)]);
+        return static_cast<std::size_t>(shape.channels) * static_cast<std::size_t>(words) * sizeof(Word);
     }
 
-    // Writes to all of the memory, so it waits for a stream.
-    void start() {
-        adviseFilling(memory.get(), static_cast<std::size_t>(words) * sizeof(Word));
-        counts.resize(static_cast<std::size_t>(blocks));
-        Word* next = memory.get();
-        std::uint32_t* nextCount = counts.data();
+    // Writes to all of its memory.
+    SlicedChannels(const ImageShape& shape, int topPlane)
+        : rows(rowsUpTo(topPlane)), channels(static_cast<std::size_t>(shape.channels)) {
+        const std::size_t bytes = bytesFor(shape, topPlane);
+        memory = allocateFilling(bytes);
+        adviseFilling(memory.get(), bytes);
+        long blocks = 0;
         for (int c = 0; c <= shape.levels; ++c) {
-            const long samples = classSamples(shape, c);
-            const long blocksOfClass = blocksFor(samples);
-            classes[c].place(next, samples, nextCount);
-            next += blocksOfClass * blockRows<T> * rowWordsFor(samples);
-            nextCount += blocksOfClass;
+            blocks += blocksFor(classSamples(shape, c));
         }
+        counts.resize(channels.size() * static_cast<std::size_t>(blocks));
+        place(shape);
     }
 
-    ClassState<T> classes[maximumClasses];
+    struct Channel {
+        ClassState<T> classes[maximumClasses];
+    };
+
+    std::vector<Channel>& all() { return channels; }
 
 private:
     static long blocksFor(long samples) {
         const long samplesInBlock = 64L * rowWordsFor(samples);
         return (samples + samplesInBlock - 1) / samplesInBlock;
     }
+    static long wordsFor(long samples, int rows) { return blocksFor(samples) * rows * rowWordsFor(samples); }
 
-    ImageShape shape;
-    long blocks = 0;
-    long words = 0;
-    std::unique_ptr<Word[]> memory;
+    void place(const ImageShape& shape) {
+        auto* next = reinterpret_cast<PlaneWord*>(memory.get());
+        std::uint32_t* nextCount = counts.data();
+        for (Channel& channel : channels) {
+            for (int c = 0; c <= shape.levels; ++c) {
+                const long samples = classSamples(shape, c);
+                channel.classes[c].place(next, rows, samples, nextCount);
+                next += wordsFor(samples, rows);
+                nextCount += blocksFor(samples);
+            }
+        }
+    }
+
+    int rows;
+    FillingMemory memory;
     std::vector<std::uint32_t> counts;
+    std::vector<Channel> channels;
 };
 
 template <typename T>
 class SlicedClasses final : public SlicedImage<T> {
 public:
-    explicit SlicedClasses(const ImageShape& imageShape) : shape(imageShape) {
-        for (int channel = 0; channel < shape.channels; ++channel) {
-            channels.emplace_back(shape);
-        }
-    }
+    explicit SlicedClasses(const ImageShape& imageShape)
+        : shape(imageShape), reserve(new unsigned char[SlicedChannels<T>::bytesFor(shape, highestSlicedPlane<T>)]) {}
 
     int read(int topPlane, BitStreamer& stream) override {
-        for (SlicedChannel<T>& channel : channels) {
-            channel.start();
-        }
-        const int endedEarly = readSegments(channels, shape.levels, topPlane, stream);
-        for (SlicedChannel<T>& channel : channels) {
+        reserve.reset();
+        SlicedChannels<T>& channels = sliced.emplace(shape, topPlane);
+        const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
+        for (auto& channel : channels.all()) {
             std::vector<ClassReader<T>>& ofChannel = readers.emplace_back();
             for (int c = 0; c <= shape.levels; ++c) {
                 ofChannel.emplace_back(channel.classes[c], topPlane);
@@ -73,7 +85,9 @@ public:
 
 private:
     ImageShape shape;
-    std::vector<SlicedChannel<T>> channels;
+    std::unique_ptr<unsigned char[]>
+        reserve; // what any stream needs, untouched: where there is not so much, none is read
+    std::optional<SlicedChannels<T>> sliced;
     std::vector<std::vector<ClassReader<T>>> readers; // [channel][class]
 };
 
