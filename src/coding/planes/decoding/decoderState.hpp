@@ -3,9 +3,9 @@
 //
 // While decoding, the coefficients lie class by class and sliced: a block of 4,096 samples is some rows of 64 words.
 // Row 0 holds the signs, row 1 what is significant, row b + 2 bit plane b, up to the top plane of the image (1.02 to
-// 1.12 times on decodes, most on 16 bits, against room for all planes that there can be). Planes hold whatever they have
-// until they come. Large classes have rows of 256 words: a pass over one bit plane then reads memory in longer stretches
-// (100 megapixels: 1.2 times faster; small images: 1.1 times slower).
+// 1.12 times on decodes, most on 16 bits, against room for all planes that there can be). Planes hold whatever they
+// have until they come. Large classes have rows of 256 words: a pass over one bit plane then reads memory in longer
+// stretches (100 megapixels: 1.2 times faster; small images: 1.1 times slower).
 
 constexpr int mostRowWords = 256;
 

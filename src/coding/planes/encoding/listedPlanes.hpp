@@ -3,8 +3,8 @@
 // includes.
 //
 // The list is sliced like a chunk of its own: its bit words are few, and each is full of what its planes hold. One list
-// for many blocks has fewer loops than one for each, and fewer ends of loops that nobody foresees (1.01 to 1.03 times on
-// whole encodes of 8-bit photographs).
+// for many blocks has fewer loops than one for each, and fewer ends of loops that nobody foresees (1.01 to 1.03 times
+// on whole encodes of 8-bit photographs).
 
 template <typename V>
 class ListedCoefficients {
