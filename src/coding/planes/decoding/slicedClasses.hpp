@@ -85,8 +85,8 @@ public:
 
 private:
     ImageShape shape;
-    std::unique_ptr<unsigned char[]>
-        reserve; // what any stream needs, untouched: where there is not so much, none is read
+    // What any stream needs, untouched and given back for what this one does: where there is not so much, none is read.
+    std::unique_ptr<unsigned char[]> reserve;
     std::optional<SlicedChannels<T>> sliced;
     std::vector<std::vector<ClassReader<T>>> readers; // [channel][class]
 };

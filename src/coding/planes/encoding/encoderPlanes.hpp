@@ -160,13 +160,13 @@ private:
     static constexpr long blocksInList = 64;
 
     Chunk chunk;
+    ListedCoefficients<Value> list;
     PlaneCoder planes[highestSlicedPlane<T> + 1];
     BitStreamer* refinements; // of each plane, as below
     RunCoder* runs;
     int lowest;
     int listed;
     int top;
-    ListedCoefficients<Value> list;
     int listTop; // the highest plane of what is listed
 };
 
