@@ -1,12 +1,17 @@
 // Target regions: what stands between a BEGIN and TEKO_REGION_END is compiled for that instruction set, and
 // nothing else is. (Flags per file would leak the instructions into inline functions that other files share.)
-// Standard headers must be included before a region begins.
+// Standard headers must be included before a region begins. With TEKO_SIMULATED_AVX512, functions in standard C++ stand
+// for the instructions of the avx512 target.
 #pragma once
 
 #define TEKO_AVX2_FEATURES "avx2,bmi,bmi2,lzcnt,popcnt"
 
+#if defined(TEKO_SIMULATED_AVX512)
+#define TEKO_AVX512_FEATURES TEKO_AVX2_FEATURES
+#else
 #define TEKO_AVX512_FEATURES                                                                                           \
     "avx2,bmi,bmi2,lzcnt,popcnt,avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,avx512vbmi2,avx512vpopcntdq,gfni"
+#endif
 
 #define TEKO_PRAGMA(text) _Pragma(#text)
 

@@ -18,10 +18,14 @@ bool hasAvx2() {
 }
 
 bool hasAvx512() {
+#if defined(TEKO_SIMULATED_AVX512)
+    return hasAvx2();
+#else
     return hasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
            __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
            __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("gfni");
+#endif
 }
 
 // AMD's processors before family 19h (Zen 3) run pext and pdep in microcode, bit by bit.
