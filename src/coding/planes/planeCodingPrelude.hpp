@@ -1,6 +1,7 @@
 // What the procedures of every target need, included before its region begins.
 #pragma once
 
+#include "coding/littleEndian.hpp"
 #include "coding/planes/decoding/runTables.hpp"
 #include "coding/planes/planeCodingSets.hpp"
 #include "coding/runLengthParameter.hpp"

@@ -24,6 +24,17 @@ void readCarefully(ClassState<T>& state, int b, long i, int w, StreamView& in) {
     }
 }
 
+// Words of a plane from the stream, which has enough for all of them. The view is a copy: every store to the plane
+// could change the stream's own, for all the compiler knows (1.02 times on decoding grey photographs).
+inline StreamView readRefinements(StreamView in, const PlaneWord* significant, PlaneWord* plane, int words) {
+    for (int w = 0; w < words; ++w) {
+        const Word targets = significant[w];
+        plane[w] = depositBits(in.peek(), targets);
+        in.skip(static_cast<std::uint64_t>(countBits(targets)));
+    }
+    return in;
+}
+
 // Fills plane b, which holds nothing yet.
 template <typename T>
 void readRefinements(ClassState<T>& state, int b, StreamView& in) {
@@ -36,15 +47,17 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
         PlaneWord* plane = block.plane(b);
         const PlaneWord* significant = block.significant();
         const int words = state.words(i);
+        if (in.has(64 * static_cast<std::uint64_t>(words))) {
+            in = readRefinements(in, significant, plane, words);
+            continue;
+        }
         for (int w = 0; w < words; ++w) {
-            const Word targets = significant[w];
-            const auto n = static_cast<std::uint64_t>(countBits(targets));
+            const auto n = static_cast<std::uint64_t>(countBits(significant[w]));
             if (in.has(n)) {
-                plane[w] = depositBits(in.peek(), targets);
-                in.skip(n);
-                continue;
+                in = readRefinements(in, significant + w, plane + w, 1);
+            } else {
+                readCarefully(state, b, i, w, in);
             }
-            readCarefully(state, b, i, w, in);
         }
     }
 }
@@ -58,19 +71,20 @@ void placeEvents(ClassState<T>& state, int b, long i, const CandidateBits& found
     const int words = state.words(i);
     const Word lastValid = ~Word{0} >> (64L * words - state.samples(i));
     std::uint64_t candidate = 0;
-    long placed = 0;
+    std::uint64_t placed = 0;
     for (int w = 0; w < words; ++w) {
         const Word candidates = ~significant[w] & (w == words - 1 ? lastValid : ~Word{0});
-        const Word events = depositBits(CandidateBits::at(found.events, candidate), candidates);
+        const Word events = depositBits(found.events.at(candidate), candidates);
         if (isDepositFast || events != 0) { // a test that nobody can predict
-            signs[w] |= depositBits(CandidateBits::at(found.signs, candidate), candidates);
+            const int count = countBits(events);
+            signs[w] |= depositBits(found.signs.at(placed, count), events);
             plane[w] |= events;
             significant[w] |= events;
-            placed += countBits(events);
+            placed += static_cast<std::uint64_t>(count);
         }
         candidate += static_cast<std::uint64_t>(countBits(candidates));
     }
-    state.significantCount += placed;
+    state.significantCount += static_cast<long>(placed);
     state.candidates[i] -= static_cast<std::uint32_t>(placed);
 }
 

@@ -32,30 +32,18 @@ struct Block {
     PlaneWord* plane(int b) const { return row(b + 2); }
 };
 
-inline Word loadLittleEndian(const unsigned char* from) {
-    Word value = 0;
-    if constexpr (std::endian::native == std::endian::big) {
-        for (int i = 0; i < 8; ++i) {
-            value |= static_cast<Word>(from[i]) << (8 * i);
-        }
-    } else {
-        std::memcpy(&value, from, sizeof value);
-    }
-    return value;
-}
-
 // The bits in a reader's buffer, as long as enough are there; the rest is read carefully, bit by bit, with what
 // the reader does at its end.
 class StreamView {
 public:
-    explicit StreamView(BitStreamer& stream) : in(stream) { attach(); }
+    explicit StreamView(BitStreamer& stream) : in(&stream) { attach(); }
 
     // Whether n bits may be taken from peek's result and as many skipped.
     bool has(std::uint64_t n) const { return place + n <= limit; }
-    // The next 64 bits. Needs has(0).
-    Word peek() const {
-        const unsigned char* bytes = data + place / 8;
-        const unsigned shift = place % 8;
+    // The next 64 bits, behind some. Needs has(ahead).
+    Word peek(std::uint64_t ahead = 0) const {
+        const unsigned char* bytes = data + (place + ahead) / 8;
+        const unsigned shift = (place + ahead) % 8;
         return loadLittleEndian(bytes) >> shift | static_cast<Word>(bytes[8]) << 1 << (63 - shift);
     }
     void skip(std::uint64_t n) { place += n; }
@@ -69,31 +57,31 @@ public:
             return static_cast<std::uint32_t>(bits & ((Word{1} << n) - 1));
         }
         detach();
-        const std::uint32_t bits = in.getBits(n);
+        const std::uint32_t bits = in->getBits(n);
         attach();
         return bits;
     }
 
     // Puts the stream where the view stands.
     void detach() {
-        in.cursor = in.buffer + place / 32;
-        in.current = 1;
+        in->cursor = in->buffer + place / 32;
+        in->current = 1;
         if (const unsigned used = place % 32) {
-            in.current = littleEndian(*in.cursor++) >> used | 1U << (32 - used);
+            in->current = littleEndian(*in->cursor++) >> used | 1U << (32 - used);
         }
     }
 
 private:
     void attach() {
-        const int left = 31 - std::countl_zero(in.current);
-        data = reinterpret_cast<const unsigned char*>(in.buffer);
-        place = 32 * static_cast<std::uint64_t>(in.words()) - static_cast<std::uint64_t>(left);
+        const int left = 31 - std::countl_zero(in->current);
+        data = reinterpret_cast<const unsigned char*>(in->buffer);
+        place = 32 * static_cast<std::uint64_t>(in->words()) - static_cast<std::uint64_t>(left);
         constexpr std::uint64_t reach = 72; // what peek touches
-        const std::uint64_t bits = 32 * static_cast<std::uint64_t>(in.size);
+        const std::uint64_t bits = 32 * static_cast<std::uint64_t>(in->size);
         limit = bits - std::min(bits, reach);
     }
 
-    BitStreamer& in;
+    BitStreamer* in;
     const unsigned char* data = nullptr;
     std::uint64_t place = 0; // in bits
     std::uint64_t limit = 0; // has(0) up to here

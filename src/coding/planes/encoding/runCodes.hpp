@@ -1,16 +1,6 @@
 // The codes of run segments and the writer that takes them many bits at a time. Included once per target, inside its
 // region and namespace, after encoderChunk.hpp. No include guard, no includes.
 
-inline void storeLittleEndian(unsigned char* to, std::uint64_t value) {
-    if constexpr (std::endian::native == std::endian::big) {
-        for (int i = 0; i < 8; ++i) {
-            to[i] = static_cast<unsigned char>(value >> (8 * i) & 0xFFU);
-        }
-    } else {
-        std::memcpy(to, &value, sizeof value);
-    }
-}
-
 // The end of a memory writer's stream, 64 bits at a time. Stores up to eight bytes beyond the bits written: the
 // sub-streams have that room. Without branches, because the lengths are not predictable (1.05 times on
 // whole encodes of photographs).
