@@ -11,7 +11,7 @@ class RowDecoder<T>::ChannelSource final : public CoefficientSource<T> {
 public:
     ChannelSource(SlicedImage<T>& slicedImage, int ofChannel) : sliced(slicedImage), channel(ofChannel) {}
 
-    void take(int c, RowSample<T>* samples, int n) override { sliced.take(channel, c, samples, n); }
+    const RowSample<T>* take(int c, int n) override { return sliced.take(channel, c, n); }
 
 private:
     SlicedImage<T>& sliced;

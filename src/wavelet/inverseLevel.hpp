@@ -22,9 +22,9 @@ constexpr long largestForExactSum = 1212;
 template <typename T, typename Fill>
 class InverseLevel final : public CoarserInverse<T> {
 public:
-    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, Fill fillRow,
+    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow,
                  std::unique_ptr<CoarserInverse<T>> coarserLevel)
-        : window(lattice, kernels), k(kernels), fill(std::move(fillRow)), n(lattice.rows()),
+        : window(lattice, kernels), k(kernels), fill(fillRow), n(lattice.rows()),
           exactEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
 
     const SplitRow<RowSample<T>>& restore(int y) override {

@@ -115,7 +115,7 @@ private:
 template <typename T, typename Fill>
 class InversePlaneLevel final : public CoarserInverse<T> {
 public:
-    InversePlaneLevel(const Lattice<T>& lattice, Fill fillRow) : plane(lattice), fill(std::move(fillRow)) {}
+    InversePlaneLevel(const Lattice<T>& lattice, const Fill& fillRow) : plane(lattice), fill(fillRow) {}
 
     const SplitRow<RowSample<T>>& restore(int y) override {
         if (!isRestored) {

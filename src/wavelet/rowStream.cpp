@@ -51,20 +51,19 @@ public:
 
     TakeFromSource(const Lattice<T>& lattice, int level, int levels, const RowKernels<T>& itsKernels,
                    CoefficientSource<T>& itsSource)
-        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), kernels(itsKernels), source(itsSource),
-          whole(new Row[static_cast<std::size_t>(columns)]) {}
+        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), kernels(itsKernels),
+          source(itsSource) {}
 
-    void operator()(int y, SplitRow<Row>& row) {
+    void operator()(int y, SplitRow<Row>& row) const {
         if (y % 2 != 0) {
-            source.take(c, whole.get(), columns);
-            row.largest = kernels.split(whole.get(), columns, row.even, row.odd);
+            row.largest = kernels.split(source.take(c, columns), columns, row.even, row.odd);
             return;
         }
-        source.take(c, row.odd, columns / 2);
+        std::copy_n(source.take(c, columns / 2), columns / 2, row.odd);
         row.largest = kernels.largest(row.odd, columns / 2);
         if (isCoarsest) {
             const int evens = (columns + 1) / 2;
-            source.take(c + 1, row.even, evens);
+            std::copy_n(source.take(c + 1, evens), evens, row.even);
             row.largest = std::max(row.largest, kernels.largest(row.even, evens));
         }
     }
@@ -75,7 +74,6 @@ private:
     bool isCoarsest;
     const RowKernels<T>& kernels;
     CoefficientSource<T>& source;
-    std::unique_ptr<Row[]> whole;
 };
 
 } // namespace
@@ -161,11 +159,11 @@ public:
         const int levels = numberOfLevels(width, height);
         for (int level = levels - 1; level >= 0; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
-            TakeFromSource<T> fill(lattice, level, levels, kernels, source);
+            const TakeFromSource<T> fill(lattice, level, levels, kernels, source);
             if (lattice.isLongEnough()) {
-                finest = std::make_unique<Level>(lattice, kernels, std::move(fill), std::move(finest));
+                finest = std::make_unique<Level>(lattice, kernels, fill, std::move(finest));
             } else {
-                finest = std::make_unique<InversePlaneLevel<T, TakeFromSource<T>>>(lattice, std::move(fill));
+                finest = std::make_unique<InversePlaneLevel<T, TakeFromSource<T>>>(lattice, fill);
             }
         }
     }

@@ -53,8 +53,8 @@ private:
 template <typename T>
 class CoefficientSource {
 public:
-    // The next n of class c, in scan order.
-    virtual void take(int c, RowSample<T>* samples, int n) = 0;
+    // The next n of class c, in scan order; they are the source's and stay until more of the class are asked for.
+    virtual const RowSample<T>* take(int c, int n) = 0;
 
 protected:
     ~CoefficientSource() = default;
@@ -67,7 +67,7 @@ public:
     // Magnitudes below 2^bits, whatever the coefficients are, keep all sums in the samples' range.
     static constexpr int safeBits = sizeof(T) == sizeof(short) ? 16 : 19;
 
-    // For a shape that suits and coefficients of at most safeBits. The source is not owned. Needs memory for 36 rows;
+    // For a shape that suits and coefficients of at most safeBits. The source is not owned. Needs memory for 32 rows;
     // throws std::bad_alloc.
     InverseStream(int width, int height, Target target, CoefficientSource<T>& source);
     ~InverseStream();

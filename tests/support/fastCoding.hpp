@@ -91,7 +91,7 @@ int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
             for (std::size_t taken = 0; taken < values.size();) {
                 const long n =
                     std::min(static_cast<long>(values.size() - taken), 1 + static_cast<long>(random()) % longest);
-                sliced->take(channel, c, values.data() + taken, n);
+                std::copy_n(sliced->take(channel, c, n), n, values.data() + taken);
                 taken += static_cast<std::size_t>(n);
             }
             setClass(image, channel, c, levels, values);

@@ -5,6 +5,7 @@
 #include "wavelet/rowStream.hpp"
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace teko {
@@ -39,10 +40,13 @@ public:
         }
     }
 
-    void take(int c, RowSample<T>* samples, int n) override {
+    const RowSample<T>* take(int c, int n) override {
+        std::vector<RowSample<T>> more; // elsewhere than what was given before
         for (int i = 0; i < n; ++i) {
-            samples[i] = static_cast<RowSample<T>>(classes[c].at(taken[c]++));
+            more.push_back(static_cast<RowSample<T>>(classes[c].at(taken[c]++)));
         }
+        next[c] = std::move(more);
+        return next[c].data();
     }
 
     bool isUsedUp() const {
@@ -56,6 +60,7 @@ public:
 
 private:
     std::vector<T> classes[maximumClasses];
+    std::vector<RowSample<T>> next[maximumClasses];
     std::size_t taken[maximumClasses] = {};
 };
 

@@ -37,8 +37,9 @@ public:
     // stream ended early, else 0. Once.
     virtual int read(int topPlane, BitStreamer& in) = 0;
 
-    // After read: the next n coefficients of a class of a channel, in scan order.
-    virtual void take(int channel, int c, RowSample<T>* to, long n) = 0;
+    // After read: the next n coefficients of a class of a channel, in scan order. They are the image's and stay until
+    // more of the class are asked for. Throws std::bad_alloc.
+    virtual const RowSample<T>* take(int channel, int c, long n) = 0;
 };
 
 template <typename T>

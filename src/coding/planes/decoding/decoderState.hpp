@@ -100,6 +100,7 @@ public:
         rowWords = rowWordsFor(samples);
         significantCount = 0;
         lowestPlane = highestSlicedPlane<T> + 1;
+        highestPlane = -1;
         stoppedIn = -1;
         for (long i = 0; i < blocks(); ++i) {
             candidates[i] = static_cast<std::uint32_t>(this->samples(i));
@@ -128,6 +129,7 @@ public:
     std::uint32_t* candidates; // in each block
     long significantCount;
     int lowestPlane;    // decoded, be it in part
+    int highestPlane;   // with an event; -1 as long as there is none
     long stoppedIn;     // the word where the refinement of the lowest plane ended early, -1 if it did not
     Word refinedInWord; // the coefficients of that word that it reached
 };

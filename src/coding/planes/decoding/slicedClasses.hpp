@@ -73,14 +73,14 @@ public:
         for (auto& channel : channels.all()) {
             std::vector<ClassReader<T>>& ofChannel = readers.emplace_back();
             for (int c = 0; c <= shape.levels; ++c) {
-                ofChannel.emplace_back(channel.classes[c], topPlane);
+                ofChannel.emplace_back(channel.classes[c]);
             }
         }
         return endedEarly;
     }
 
-    void take(int channel, int c, RowSample<T>* to, long n) override {
-        readers[static_cast<std::size_t>(channel)][static_cast<std::size_t>(c)].take(to, n);
+    const RowSample<T>* take(int channel, int c, long n) override {
+        return readers[static_cast<std::size_t>(channel)][static_cast<std::size_t>(c)].take(n);
     }
 
 private:
