@@ -25,21 +25,20 @@ std::size_t beyond(const void* memory, std::size_t unit) {
 }
 
 #if defined(__linux__)
+// Of the whole pages in some memory.
+void adviseWholePages(void* memory, std::size_t bytes, int advice) {
+    const std::size_t skipped = (page - beyond(memory, page)) % page;
+    if (bytes >= skipped + page) {
+        madvise(static_cast<char*>(memory) + skipped, (bytes - skipped) / page * page, advice);
+    }
+}
+
 void adviseLargePages(void* memory, std::size_t bytes) {
     if (beyond(memory, largePage) == 0) {
         madvise(memory, inLargePages(bytes), MADV_HUGEPAGE);
     } else if (bytes >= largePage) {
-        madvise(static_cast<char*>(memory) - beyond(memory, page) + page, bytes - page, MADV_HUGEPAGE);
+        adviseWholePages(memory, bytes, MADV_HUGEPAGE);
     }
-}
-
-void takePages(void* memory, std::size_t bytes) {
-#if defined(MADV_POPULATE_WRITE)
-    const std::size_t skipped = (page - beyond(memory, page)) % page;
-    if (bytes >= skipped + page) {
-        madvise(static_cast<char*>(memory) + skipped, (bytes - skipped) / page * page, MADV_POPULATE_WRITE);
-    }
-#endif
 }
 #endif
 
@@ -64,9 +63,11 @@ FillingMemory allocateFilling(std::size_t bytes) {
 void adviseFilling(void* memory, std::size_t bytes) {
 #if defined(__linux__)
     adviseLargePages(memory, bytes);
+#if defined(MADV_POPULATE_WRITE)
     if (bytes < 2 * largePage) {
-        takePages(memory, bytes);
+        adviseWholePages(memory, bytes, MADV_POPULATE_WRITE);
     }
+#endif
 #else
     static_cast<void>(memory);
     static_cast<void>(bytes);

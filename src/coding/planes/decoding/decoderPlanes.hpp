@@ -188,7 +188,7 @@ void unfold(const unsigned char (*parts)[valuesAtOnce], V* values) {
     for (int j = 0; j < valuesAtOnce; ++j) {
         Unsigned<Narrow> folded = 0;
         for (int i = 0; i < bytes; ++i) {
-            folded = static_cast<Unsigned<Narrow>>(folded | parts[i][j] << (8 * i));
+            folded = static_cast<Unsigned<Narrow>>(folded | Unsigned<Narrow>{parts[i][j]} << (8 * i));
         }
         const auto sign = static_cast<Narrow>(-(folded & 1));
         const auto magnitude = static_cast<Narrow>(folded >> 1);
