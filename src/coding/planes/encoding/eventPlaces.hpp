@@ -1,6 +1,19 @@
 // The events of a plane of a chunk, gathered before they are coded. Included once per target that has no form of its
 // own, inside its region and namespace, after encoderChunk.hpp. No include guard, no includes.
 
+// The places of the bits of a mask, behind `start`. Some at a time, for how many there are is not predictable: up to
+// atOnce - 1 more are written.
+template <int atOnce>
+void storePlacesOf(std::uint64_t mask, std::uint32_t start, std::uint32_t* to) {
+    const int found = countBits(mask);
+    for (int done = 0; done < found; done += atOnce) {
+        for (int i = done; i < done + atOnce; ++i) {
+            to[i] = start + (static_cast<std::uint32_t>(std::countr_zero(mask)) & 63);
+            mask &= mask - 1;
+        }
+    }
+}
+
 struct EventPlaces {
     unsigned count;
     std::uint32_t places[1 + blockSamples + 64]; // among the candidates; [0] stands for the last event before

@@ -62,18 +62,10 @@ public:
     }
 
 private:
-    // Of those of word w that a mask tells. Some at a time: how many there are is not predictable.
+    // Of those of word w that a mask tells.
     void appendPlaces(int w, std::uint64_t mask) {
-        constexpr int atOnce = 4;
-        const std::uint32_t start = samples + 64 * static_cast<std::uint32_t>(w);
-        const int found = countBits(mask);
-        for (int done = 0; done < found; done += atOnce) {
-            for (int i = count + done; i < count + done + atOnce; ++i) {
-                places[i] = start + (static_cast<std::uint32_t>(std::countr_zero(mask)) & 63);
-                mask &= mask - 1;
-            }
-        }
-        count += found;
+        storePlacesOf<4>(mask, samples + 64 * static_cast<std::uint32_t>(w), places + count);
+        count += countBits(mask);
     }
 
     // The bytes of a block's coefficients, the first of which is listed as number `first`. What a block has no bytes
