@@ -74,6 +74,18 @@ TYPED_TEST(TargetDecoder, ReadsRowsOfEveryDensity) {
     }
 }
 
+// Nearly all coefficients become significant on one plane, so that words of up to 64 events have their signs anywhere.
+TYPED_TEST(TargetDecoder, ReadsPlanesOfHardlyAnythingButEvents) {
+    for (const unsigned oneIn : {2U, 10U, 30U, 100U, 1000U}) {
+        LaidOutImage<TypeParam> image(130, 97, 1, Layout{});
+        image.fill([&](int, int, int) {
+            const long magnitude = this->random() % oneIn == 0 ? 0 : 16 + static_cast<long>(this->random() % 16);
+            return this->random() % 2 == 0 ? magnitude : -magnitude;
+        });
+        this->check(image);
+    }
+}
+
 // A buffer's turn then falls on every part of every segment.
 TYPED_TEST(TargetDecoder, ReadsThroughBuffersOfFewWords) {
     for (const std::int64_t turn : {1, 2, 3, 4, 5, 6, 7, 9, 12, 33, 100}) {
