@@ -1,8 +1,9 @@
 #include "driver/chron.hpp"
 
+#include "support/patterns.hpp"
+
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 
 namespace teko {
@@ -25,12 +26,12 @@ Chron startedBefore(double seconds) {
 
 TEST(Chron, printsItsLabelAndTheSecondsSinceItsStart) {
     const std::string line = displayed(startedBefore(2.5), "Read in");
-    EXPECT_TRUE(std::regex_match(line, std::regex("Read in 2\\.[5-9][0-9]{2} seconds\n"))) << line;
+    EXPECT_TRUE(Pattern("Read in 2\\.[5-9][0-9]{2} seconds\n").matches(line)) << line;
 }
 
 TEST(Chron, printsMillisecondsFromTheFirstOn) {
     const std::string line = displayed(startedBefore(0), "x");
-    EXPECT_TRUE(std::regex_match(line, std::regex("x 0\\.[0-4][0-9]{2} seconds\n"))) << line;
+    EXPECT_TRUE(Pattern("x 0\\.[0-4][0-9]{2} seconds\n").matches(line)) << line;
 }
 
 TEST(Chron, doesNotReadFormatsInItsLabel) {
