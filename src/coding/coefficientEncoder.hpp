@@ -5,6 +5,7 @@
 #include "coding/histogram.hpp"
 #include "coding/imageShape.hpp"
 #include "coding/planes/planeCoding.hpp"
+#include "coding/segmentPlan.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <memory>
@@ -29,6 +30,10 @@ public:
 
 private:
     class Folder;
+
+    // Codes and appends all that a writer behind the top plane takes. Returns false, and nothing is written, where it
+    // would take more: run segments are shorter than they were taken to be.
+    bool writeSegments(int topPlane, RunLengths lengths, BitStreamer& out);
 
     const ImageShape shape;
     const PlaneCoding<T>& coding;

@@ -92,10 +92,12 @@ void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
     countBitLengths(*image, levels, histogram);
     histogram.sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);
-    const SegmentPlan<T> plan({image->width, image->height, image->channels, levels}, topPlane, histogram, out);
+    const SegmentPlan<T> plan({image->width, image->height, image->channels, levels}, topPlane, histogram, out,
+                              RunLengths::shortest);
     StreamArrayManager<T> streams(image->channels, levels, topPlane);
     plan.setUp(streams);
     codeCoefficients(*image, streams, plan.lowest);
+    plan.finish(streams);
     plan.assemble(streams, out);
 }
 

@@ -10,16 +10,16 @@ namespace teko {
 
 namespace {
 
-// Fewer bits than a run segment can take: its parameter, its events, and the units that the passes fill even if
-// every run ends with the longest remainder.
-std::uint64_t fewestRunBits(const PlaneCount& count) {
+// Of a run segment: its parameter, its events, and the units that the passes fill without what is left over at the end
+// of every run.
+std::uint64_t runBits(const PlaneCount& count, RunLengths lengths) {
     const int k = runLengthParameter(count.events, count.candidates());
-    const std::uint64_t remainders = (count.events + 1) * ((std::uint64_t{1} << k) - 1);
+    const std::uint64_t longest = (count.events + 1) * ((std::uint64_t{1} << k) - 1);
+    const std::uint64_t remainders = lengths == RunLengths::shortest ? longest : longest / 2;
     const std::uint64_t units = count.passes > remainders ? (count.passes - remainders) >> k : 0;
     return 5 + count.events * static_cast<std::uint64_t>(k + 2) + units;
 }
 
-// Bits that the writer takes before it throws, at most.
 std::uint64_t roomIn(const BitStreamer& out) {
     return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
 }
@@ -28,17 +28,16 @@ std::uint64_t roomIn(const BitStreamer& out) {
 
 template <typename T>
 SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLengthHistogram<T>& counts,
-                            const BitStreamer& out)
-    : shape(imageShape), topPlane(top), histogram(counts) {
+                            const BitStreamer& out, RunLengths lengths)
+    : shape(imageShape), topPlane(top), histogram(counts), room(roomIn(out)) {
     for (auto& channel : lowest) {
         std::fill(std::begin(channel), std::end(channel), topPlane + 1);
     }
-    const std::uint64_t room = roomIn(out);
     std::uint64_t bits = 0;
     forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
         lowest[channel][c] = b;
         const PlaneCount count = histogram.plane(channel, c, b);
-        bits += histogram.coefficients(channel, c) - count.candidates() + fewestRunBits(count);
+        bits += histogram.coefficients(channel, c) - count.candidates() + runBits(count, lengths);
         return bits <= room;
     });
 }
@@ -70,15 +69,31 @@ void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
 }
 
 template <typename T>
+bool SegmentPlan<T>::finish(StreamArrayManager<T>& streams) const {
+    std::uint64_t bits = 0;
+    bool isEnough = true;
+    forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
+        if (b < lowest[channel][c]) {
+            isEnough = bits > room;
+            return false;
+        }
+        RunCoder& coder = streams.runCoders[channel][c][b];
+        coder.finish();
+        bits +=
+            static_cast<std::uint64_t>(streams.refinementStreams[channel][c][b].bitCount() + coder.stream->bitCount());
+        return true;
+    });
+    return isEnough;
+}
+
+template <typename T>
 void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BitStreamer& out) const {
     forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
         if (b < lowest[channel][c]) {
             return false;
         }
         out.append(streams.refinementStreams[channel][c][b]);
-        RunCoder& coder = streams.runCoders[channel][c][b];
-        coder.finish();
-        out.append(*coder.stream);
+        out.append(*streams.runCoders[channel][c][b].stream);
         return true;
     });
     out.flush();

@@ -25,11 +25,18 @@ void forEachSegmentPair(int channels, int levels, int topPlane, Visit visit) {
     }
 }
 
+// How long run segments are taken to be. That depends on where the events are, which only coding tells.
+enum class RunLengths {
+    usual,    // remainders of all sizes: too short by one in a hundred, as a rule, and seldom too long
+    shortest, // the largest remainders: never too long
+};
+
 template <typename T>
 class SegmentPlan {
 public:
     // For a writer that stands behind the top plane. The histogram is summed, and not copied.
-    SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, const BitStreamer& out);
+    SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, const BitStreamer& out,
+                RunLengths lengths);
 
     // The lowest plane of a class from which on few coefficients are significant, one of so many.
     int lowestSparsePlane(int channel, int c) const;
@@ -38,7 +45,11 @@ public:
     // Allocates the sub-streams of the segments to be coded. Throws std::bad_alloc.
     void setUp(StreamArrayManager<T>& streams) const;
 
-    // Appends the sub-streams in their order. Throws what the writer throws.
+    // Ends the run segments, once all is coded. Returns whether that is all there is, or more than the writer takes; of
+    // `shortest` lengths it always is.
+    bool finish(StreamArrayManager<T>& streams) const;
+
+    // Then appends the sub-streams in their order. Throws what the writer throws.
     void assemble(StreamArrayManager<T>& streams, BitStreamer& out) const;
 
     // The planes that the writer can see the beginning of: coding the others would cost time and change nothing. A
@@ -49,6 +60,7 @@ private:
     ImageShape shape;
     int topPlane;
     const BitLengthHistogram<T>& histogram;
+    std::uint64_t room; // bits that the writer takes before it throws, at most
 };
 
 extern template class SegmentPlan<short>;

@@ -107,6 +107,19 @@ TYPED_TEST(TargetEncoder, KeepsToBudgetsOfLargerImages) {
     this->checkEveryBudget(coefficients<TypeParam>(Content::geometric, {130, 97}, 13, this->random), {}, 31);
 }
 
+// Seven passes before every event, which are a unit of four and the largest remainder: run segments are shorter than
+// anyone would take them to be.
+TYPED_TEST(TargetEncoder, KeepsToBudgetsOfSegmentsShorterThanUsual) {
+    LaidOutImage<TypeParam> image(64, 48, 2);
+    int passed[2][maximumClasses] = {};
+    image.fill([&](int c, int y, int x) {
+        const bool isEvent = passed[c][subbandClass(x, y, numberOfLevels(64, 48))]++ % 8 == 7;
+        const auto magnitude = static_cast<long>(isEvent ? 8 + this->random() % 8 : 0);
+        return this->random() % 2 == 0 ? magnitude : -magnitude;
+    });
+    this->checkEveryBudget(image, {}, 3);
+}
+
 TYPED_TEST(TargetEncoder, WritesThePlainFile) {
     for (const std::int64_t turn :
          {std::int64_t{1}, std::int64_t{2}, std::int64_t{7}, std::int64_t{100}, BitStreamer::fileBufferWords}) {
