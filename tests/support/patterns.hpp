@@ -1,5 +1,5 @@
-// Texts against patterns: extended regular expressions of POSIX. (A file that includes <regex> takes five to fifteen
-// seconds more to compile.)
+// Texts against patterns: extended regular expressions of POSIX. (A file that includes <regex> takes several seconds
+// more to compile.)
 #pragma once
 
 #include <regex.h>
