@@ -133,7 +133,10 @@ class Copy:
         found = {}
         output = subprocess.run(['ctest', '--show-only=json-v1'], cwd=self.build, check=True, capture_output=True)
         for test in json.loads(output.stdout)['tests']:
-            program, *arguments = test['command']
+            command = test['command']
+            if pathlib.Path(command[0]).name == 'unlessBest':
+                command = command[3:]
+            program, *arguments = command
             environment = [entry for prop in test['properties'] if prop['name'] == 'ENVIRONMENT'
                            for entry in prop['value']]
             arguments = [argument for argument in arguments if not argument.startswith('--gtest')]
