@@ -20,6 +20,10 @@ public:
     void takePairs(int c, const Row* even, const Row* odd, int n) override {
         taken(c, coding.foldPairs(even, odd, n, classes[c]));
     }
+    void takeSmall(int c, const short* samples, int n) override { taken(c, coding.foldSmall(samples, n, classes[c])); }
+    void takeSmallPairs(int c, const short* even, const short* odd, int n) override {
+        taken(c, coding.foldSmallPairs(even, odd, n, classes[c]));
+    }
 
     // After the last coefficient of all classes.
     void finish(int levels) {

@@ -48,6 +48,7 @@ private:
 
 constexpr long largestByte = 256; // bounds may be powers of two
 constexpr long largestWord = 65536;
+constexpr long largestShort = 32767;
 
 template <typename Row>
 SplitSamples<Row> samplesOf(SplitRow<Row>& row, long largest) {
@@ -71,6 +72,16 @@ void encodeColour(std::FILE* raw, int width, int height, RowEncoder<short>& enco
     }
 }
 
+// The next row as one of short samples. Returns whether it is one.
+bool putSmall(const unsigned char* raw, int width, const SplitRawRows& split, ForwardStream<long>& transform) {
+    SplitRow<short>* const row = transform.nextSmall();
+    if (row == nullptr) {
+        return false;
+    }
+    row->largest = split.smallWords(raw, width, {row->even, row->odd});
+    return row->largest <= largestShort;
+}
+
 } // namespace
 
 void encodeRows(std::FILE* raw, int width, int height, int channels, RowEncoder<short>& encoder) {
@@ -87,9 +98,14 @@ void encodeRows(std::FILE* raw, int width, int height, int channels, RowEncoder<
 
 void encodeRows(std::FILE* raw, int width, int height, int, RowEncoder<long>& encoder) {
     RawRows rows(raw, 2 * static_cast<std::size_t>(width), height);
+    const SplitRawRows& split = splitRawRows(activeTarget());
+    ForwardStream<long>& transform = encoder.channel(0);
     for (int y = 0; y < height; ++y) {
-        splitRawRows(activeTarget()).words(rows.next(), width, samplesOf(encoder.channel(0).next(), largestWord));
-        encoder.channel(0).advance();
+        const unsigned char* const row = rows.next();
+        if (!putSmall(row, width, split, transform)) {
+            split.words(row, width, samplesOf(transform.next(), largestWord));
+        }
+        transform.advance();
     }
 }
 

@@ -53,6 +53,28 @@ void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples
     splitWords(raw + 2L * x, width - x, {samples.even + x / 2, samples.odd + x / 2});
 }
 
+unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+    const __m256i lowWords = _mm256_set1_epi32(0xFFFF);
+    __m256i all = _mm256_setzero_si256();
+    int x = 0;
+    for (; x + 32 <= width; x += 32) {
+        const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + 2L * x));
+        const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + 2L * x + 32));
+        all = _mm256_or_si256(all, _mm256_or_si256(low, high));
+        const __m256i even = _mm256_packus_epi32(_mm256_and_si256(low, lowWords), _mm256_and_si256(high, lowWords));
+        const __m256i odd = _mm256_packus_epi32(_mm256_srli_epi32(low, 16), _mm256_srli_epi32(high, 16));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.even + x / 2), _mm256_permute4x64_epi64(even, 0xD8));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.odd + x / 2), _mm256_permute4x64_epi64(odd, 0xD8));
+    }
+    std::uint16_t lanes[16];
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes), all);
+    unsigned bits = splitSmallWords(raw + 2L * x, width - x, {samples.even + x / 2, samples.odd + x / 2});
+    for (const std::uint16_t lane : lanes) {
+        bits |= lane;
+    }
+    return bits;
+}
+
 // Where the bytes of 16 samples of a channel, those at even places first, come from in one of three neighbouring groups
 // of 16 bytes; -1 where from another group.
 struct RgbShuffles {
@@ -212,12 +234,12 @@ TEKO_REGION_END
 #endif
 
 const SplitRawRows& splitRawRows(Target target) {
-    static constexpr SplitRawRows portable{splitBytes, splitWords, splitColours};
+    static constexpr SplitRawRows portable{splitBytes, splitWords, splitSmallWords, splitColours};
 #if defined(__x86_64__)
     static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors,
-                                       avx2::splitColoursInVectors};
+                                       avx2::splitSmallWordsInVectors, avx2::splitColoursInVectors};
     static constexpr SplitRawRows fastest{avx512::splitBytesInVectors, avx512::splitWordsInVectors,
-                                          avx512::splitColoursInVectors};
+                                          avx2::splitSmallWordsInVectors, avx512::splitColoursInVectors};
     if (target == Target::avx512) {
         return fastest;
     }

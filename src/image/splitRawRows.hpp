@@ -18,6 +18,8 @@ struct SplitRawRows {
     void (*bytes)(const unsigned char* raw, int width, const SplitSamples<short>& samples);
     // Two bytes a pixel, the least significant first.
     void (*words)(const unsigned char* raw, int width, const SplitSamples<int>& samples);
+    // The same into short, which has no room for the largest. Returns the OR of all samples.
+    unsigned (*smallWords)(const unsigned char* raw, int width, const SplitSamples<short>& samples);
     // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
     void (*colours)(const unsigned char* raw, int width, const SplitSamples<short>* channels);
 };

@@ -25,6 +25,25 @@ inline void splitWords(const unsigned char* __restrict raw, int width, const Spl
     }
 }
 
+inline unsigned splitSmallWords(const unsigned char* __restrict raw, int width, const SplitSamples<short>& samples) {
+    short* __restrict even = samples.even;
+    short* __restrict odd = samples.odd;
+    int all = 0;
+    for (int i = 0; i < width / 2; ++i) {
+        const int first = raw[4 * i] | raw[4 * i + 1] << 8;
+        const int second = raw[4 * i + 2] | raw[4 * i + 3] << 8;
+        even[i] = static_cast<short>(first);
+        odd[i] = static_cast<short>(second);
+        all |= first | second;
+    }
+    if (width % 2 != 0) {
+        const int last = raw[2 * width - 2] | raw[2 * width - 1] << 8;
+        even[width / 2] = static_cast<short>(last);
+        all |= last;
+    }
+    return static_cast<unsigned>(all);
+}
+
 // Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of
 // colourTransform.hpp.
 inline void splitColourPixels(int first, const unsigned char* __restrict raw, int width, short* __restrict luminance,

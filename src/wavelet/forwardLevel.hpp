@@ -5,9 +5,6 @@
 #include "wavelet/coarserLevel.hpp"
 #include "wavelet/rowWindow.hpp"
 
-#include <memory>
-#include <utility>
-
 namespace teko {
 
 // Up to which magnitudes in its rows a level may use the kernels for smaller values. A predicted sample is at most 2.25
@@ -18,15 +15,25 @@ constexpr long largestForSmallKernels = 600;
 constexpr long largestForKernels = 1638;
 
 // A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
-// level as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y, row), rows in
-// their order.
+// level, if there is one, as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y,
+// row), rows in their order.
 template <typename T, typename Pass>
 class ForwardLevel final : public CoarserForward<T> {
 public:
     ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
-                 std::unique_ptr<CoarserForward<T>> coarserLevel)
+                 CoarserForward<T>* coarserLevel)
         : window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()), wrapsEverywhere(lattice.needsBlocks()),
-          coarser(std::move(coarserLevel)) {}
+          coarser(coarserLevel) {}
+
+    // Goes on where a level of other samples has come to.
+    template <typename Other, typename OtherPass>
+    ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
+                 CoarserForward<T>* coarserLevel, const ForwardLevel<Other, OtherPass>& other)
+        : window(lattice, kernels, other.window), k(kernels), pass(passOn), n(other.n),
+          wrapsEverywhere(other.wrapsEverywhere), coarser(coarserLevel), advanced(other.advanced),
+          largest(other.largest) {
+        chooseKernels();
+    }
 
     void take(int y, const RowSample<T>* samples) override {
         window.take(y, samples);
@@ -57,12 +64,15 @@ public:
         if (lastOdd == n - 1) {
             pass(lastOdd, window[lastOdd]);
         }
-        if (coarser) {
+        if (coarser != nullptr) {
             coarser->finish();
         }
     }
 
 private:
+    template <typename Other, typename OtherPass>
+    friend class ForwardLevel;
+
     void chooseKernels() {
         if (largest <= largestForSmallKernels) {
             along = k.transformAlongSmall;
@@ -105,7 +115,7 @@ private:
             pass(j - 1, window[j - 1]);
         }
         pass(j, window[j]);
-        if (coarser) {
+        if (coarser != nullptr) {
             coarser->take(j / 2, window[j].even);
         }
     }
@@ -115,9 +125,9 @@ private:
     Pass pass;
     int n;
     bool wrapsEverywhere;
-    std::unique_ptr<CoarserForward<T>> coarser;
-    int advanced = 0;  // rows
-    long largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
+    CoarserForward<T>* coarser; // not owned
+    int advanced = 0;           // rows
+    long largest = -1;          // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;
 };

@@ -26,7 +26,10 @@ public:
           samples(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)),
           evens(static_cast<std::size_t>(columns + 1) / 2), odds(evens.size()) {}
 
-    void setRow(int y, const Row* from) { std::copy_n(from, columns, row(y)); }
+    template <typename AnyRow>
+    void setRow(int y, const AnyRow* from) {
+        std::copy_n(from, columns, row(y));
+    }
     void setRow(int y, const SplitRow<Row>& from) {
         for (int x = 0; x < columns; ++x) {
             row(y)[x] = (x % 2 == 0 ? from.even : from.odd)[x / 2];
@@ -99,6 +102,11 @@ public:
     ForwardPlaneLevel(const Lattice<T>& lattice, const Pass& passOn) : plane(lattice), pass(passOn) {}
 
     void take(int y, const RowSample<T>* samples) override { plane.setRow(y, samples); }
+    // The same in rows of smaller samples.
+    template <typename AnyRow>
+    void take(int y, const AnyRow* samples) {
+        plane.setRow(y, samples);
+    }
     void finish() override {
         plane.transform();
         for (int y = 0; y < plane.rows; ++y) {

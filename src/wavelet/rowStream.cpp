@@ -1,13 +1,15 @@
 #include "wavelet/rowStream.hpp"
 
-#include "wavelet/forwardLevel.hpp"
 #include "wavelet/inverseLevel.hpp"
 #include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/planeLevel.hpp"
+#include "wavelet/wideningLevel.hpp"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace teko {
 
@@ -19,28 +21,84 @@ Lattice<T> finestLattice(int width, int height) {
 }
 
 // Passes the coefficients of finished rows on: all but those that the next coarser level splits.
-template <typename T>
+template <typename T, typename Sink>
 class PassToSink {
 public:
-    PassToSink(const Lattice<T>& lattice, int level, int levels, CoefficientSink<T>& itsSink)
-        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), sink(itsSink) {}
+    using Row = RowSample<T>;
 
-    void operator()(int y, const SplitRow<RowSample<T>>& row) const {
+    PassToSink(int itsColumns, int level, int levels, Sink& itsSink)
+        : columns(itsColumns), c(level), isCoarsest(level == levels - 1), sink(itsSink) {}
+
+    void operator()(int y, const SplitRow<Row>& row) const {
         if (y % 2 != 0) {
-            sink.takePairs(c, row.even, row.odd, columns);
+            takePairs(row.even, row.odd);
             return;
         }
-        sink.take(c, row.odd, columns / 2);
+        take(c, row.odd, columns / 2);
         if (isCoarsest) {
-            sink.take(c + 1, row.even, (columns + 1) / 2);
+            take(c + 1, row.even, (columns + 1) / 2);
         }
     }
 
 private:
+    static constexpr bool isSmall = std::is_same_v<T, SmallLong>;
+
+    void take(int to, const Row* samples, int n) const {
+        if constexpr (isSmall) {
+            sink.takeSmall(to, samples, n);
+        } else {
+            sink.take(to, samples, n);
+        }
+    }
+    void takePairs(const Row* even, const Row* odd) const {
+        if constexpr (isSmall) {
+            sink.takeSmallPairs(c, even, odd, columns);
+        } else {
+            sink.takePairs(c, even, odd, columns);
+        }
+    }
+
     int columns;
     int c;
     bool isCoarsest;
-    CoefficientSink<T>& sink;
+    Sink& sink;
+};
+
+// The levels that a stream is made of.
+template <typename T>
+struct ForwardLevels;
+
+template <>
+struct ForwardLevels<short> {
+    using Sink = CoefficientSink<short>;
+    using Pass = PassToSink<short, Sink>;
+    using Coarser = CoarserForward<short>;
+    using PlaneLevel = ForwardPlaneLevel<short, Pass>;
+    using Level = ForwardLevel<short, Pass>;
+
+    static std::unique_ptr<Level> make(const Lattice<short>& lattice, Target target, int level, int levels, Sink& sink,
+                                       Coarser* coarser) {
+        return std::make_unique<Level>(lattice, rowKernels<short>(target), Pass(lattice.columns(), level, levels, sink),
+                                       coarser);
+    }
+    static SplitRow<short>* placeSmall(Level&, int) { return nullptr; }
+};
+
+template <>
+struct ForwardLevels<long> {
+    using Sink = CoefficientSink<long>;
+    using SmallPass = PassToSink<SmallLong, Sink>;
+    using Pass = PassToSink<long, Sink>;
+    using Coarser = CoarserForwardOfAny;
+    using PlaneLevel = ForwardPlaneLevelOfAny<Pass>;
+    using Level = WideningLevel<SmallPass, Pass>;
+
+    static std::unique_ptr<Level> make(const Lattice<long>& lattice, Target target, int level, int levels, Sink& sink,
+                                       Coarser* coarser) {
+        return std::make_unique<Level>(lattice, target, SmallPass(lattice.columns(), level, levels, sink),
+                                       Pass(lattice.columns(), level, levels, sink), coarser);
+    }
+    static SplitRow<short>* placeSmall(Level& level, int y) { return level.placeSmall(y); }
 };
 
 // Gives a level the coefficients of its rows: all but those that the next coarser level restores.
@@ -95,26 +153,26 @@ bool suitsRowStreams(int width, int height) {
 template <typename T>
 class ForwardStream<T>::Chain {
 public:
-    using Level = ForwardLevel<T, PassToSink<T>>;
+    using Levels = ForwardLevels<T>;
 
     Chain(int width, int height, Target target, CoefficientSink<T>& sink) : rows(height) {
-        const RowKernels<T>& kernels = rowKernels<T>(target);
         const int levels = numberOfLevels(width, height);
-        std::unique_ptr<CoarserForward<T>> coarser;
-        for (int level = levels - 1; level >= 0; --level) {
+        typename Levels::Coarser* next = nullptr;
+        for (int level = levels - 1; level > 0; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
-            const PassToSink<T> pass(lattice, level, levels, sink);
-            if (!lattice.isLongEnough()) {
-                coarser = std::make_unique<ForwardPlaneLevel<T, PassToSink<T>>>(lattice, pass);
-            } else if (level > 0) {
-                coarser = std::make_unique<Level>(lattice, kernels, pass, std::move(coarser));
+            if (lattice.isLongEnough()) {
+                coarser.push_back(Levels::make(lattice, target, level, levels, sink, next));
             } else {
-                finest = std::make_unique<Level>(lattice, kernels, pass, std::move(coarser));
+                const typename Levels::Pass pass(lattice.columns(), level, levels, sink);
+                coarser.push_back(std::make_unique<typename Levels::PlaneLevel>(lattice, pass));
             }
+            next = coarser.back().get();
         }
+        finest = Levels::make(finestLattice<T>(width, height), target, 0, levels, sink, next);
     }
 
     SplitRow<RowSample<T>>& next() { return finest->place(y); }
+    SplitRow<short>* nextSmall() { return Levels::placeSmall(*finest, y); }
 
     void advance() {
         finest->taken(y++);
@@ -124,7 +182,8 @@ public:
     }
 
 private:
-    std::unique_ptr<Level> finest;
+    std::vector<std::unique_ptr<typename Levels::Coarser>> coarser; // the coarsest first
+    std::unique_ptr<typename Levels::Level> finest;
     int rows;
     int y = 0;
 };
@@ -142,6 +201,11 @@ ForwardStream<T>::ForwardStream(ForwardStream&&) noexcept = default;
 template <typename T>
 SplitRow<RowSample<T>>& ForwardStream<T>::next() {
     return chain->next();
+}
+
+template <typename T>
+SplitRow<short>* ForwardStream<T>::nextSmall() {
+    return chain->nextSmall();
 }
 
 template <typename T>

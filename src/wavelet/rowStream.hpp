@@ -24,6 +24,9 @@ public:
     virtual void take(int c, const Row* samples, int n) = 0;
     // The same from a row whose samples at even and at odd places lie apart.
     virtual void takePairs(int c, const Row* even, const Row* odd, int n) = 0;
+    // The same in rows of short, whose coefficients have magnitudes below 2^15; only for long samples.
+    virtual void takeSmall(int c, const short* samples, int n) = 0;
+    virtual void takeSmallPairs(int c, const short* even, const short* odd, int n) = 0;
 
 protected:
     ~CoefficientSink() = default;
@@ -41,6 +44,9 @@ public:
     // Where the next row goes, with its bound: samples of 8 or 16 bits, or differences of two samples of 8 bits. Behind
     // both parts is room for a vector of 32 samples.
     SplitRow<RowSample<T>>& next();
+    // The same in a row of short: only for long samples, and null once there have been larger ones
+    // than suit such rows. Who meets one that is no short asks by next for the same row again.
+    SplitRow<short>* nextSmall();
     // After it is there. With the last row, all coefficients have been passed on.
     void advance();
 

@@ -34,6 +34,16 @@ public:
         }
     }
 
+    // The same rows, of other samples.
+    template <typename Other>
+    RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels, const RowWindow<Other>& other)
+        : RowWindow(source, rowKernels) {
+        for (std::size_t i = 0; i < used(); ++i) {
+            std::copy_n(other.rows[i].even - margin, 2 * half, rows[i].even - margin);
+            rows[i].largest = other.rows[i].largest;
+        }
+    }
+
     // Row y of the lattice; beyond the first and the last, rows are mirrored.
     SplitRow<Row>& operator[](int y) {
         const int mirrored = y < 0 ? -y : y > lastRow ? 2 * lastRow - y : y;
@@ -75,6 +85,9 @@ public:
     }
 
 private:
+    template <typename Other>
+    friend class RowWindow;
+
     std::size_t used() const { return std::min(held, static_cast<std::size_t>(lastRow + 1)); }
 
     // Rows start on cache lines.

@@ -7,6 +7,7 @@
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <random>
 
 namespace teko {
@@ -26,21 +27,39 @@ bool suitsFastEncoder(const ImageData<T>& image) {
 }
 
 // Rows of one class go as pairs or in pieces, all others in pieces.
-template <typename T>
-void passRow(std::vector<RowSample<T>>& row, int c, bool asPairs, CoefficientSink<T>& sink, std::minstd_rand& random) {
-    using Row = RowSample<T>;
+template <typename Row, typename Take, typename TakePairs>
+void passRow(const std::vector<Row>& row, bool asPairs, std::minstd_rand& random, Take take, TakePairs takePairs) {
     if (asPairs) {
         std::vector<Row> halves[2];
         for (std::size_t i = 0; i < row.size(); ++i) {
             halves[i % 2].push_back(row[i]);
         }
-        sink.takePairs(c, halves[0].data(), halves[1].data(), static_cast<int>(row.size()));
+        takePairs(halves[0].data(), halves[1].data(), static_cast<int>(row.size()));
         return;
     }
     for (std::size_t passed = 0; passed < row.size();) {
         const std::size_t n = std::min<std::size_t>(row.size() - passed, 1 + random() % 100);
-        sink.take(c, row.data() + passed, static_cast<int>(n));
+        take(row.data() + passed, static_cast<int>(n));
         passed += n;
+    }
+}
+
+// As short rows, where they are and it so happens.
+template <typename T>
+void passRow(const std::vector<RowSample<T>>& row, int c, bool asPairs, CoefficientSink<T>& sink,
+             std::minstd_rand& random) {
+    const bool isShort = std::all_of(row.begin(), row.end(), [](RowSample<T> sample) {
+        return sample >= -std::numeric_limits<short>::max() && sample <= std::numeric_limits<short>::max();
+    });
+    if (isShort && random() % 2 == 0) {
+        passRow(
+            std::vector<short>(row.begin(), row.end()), asPairs, random,
+            [&](const short* samples, int n) { sink.takeSmall(c, samples, n); },
+            [&](const short* even, const short* odd, int n) { sink.takeSmallPairs(c, even, odd, n); });
+    } else {
+        passRow(
+            row, asPairs, random, [&](const RowSample<T>* samples, int n) { sink.take(c, samples, n); },
+            [&](const RowSample<T>* even, const RowSample<T>* odd, int n) { sink.takePairs(c, even, odd, n); });
     }
 }
 

@@ -4,7 +4,9 @@
 #include "support/coefficientClasses.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -21,6 +23,15 @@ public:
         to.insert(to.end(), samples, samples + n);
     }
     void takePairs(int c, const Row* even, const Row* odd, int n) override {
+        for (int i = 0; i < n; ++i) {
+            classes[c].push_back((i % 2 == 0 ? even : odd)[i / 2]);
+        }
+    }
+
+    void takeSmall(int c, const short* samples, int n) override {
+        classes[c].insert(classes[c].end(), samples, samples + n);
+    }
+    void takeSmallPairs(int c, const short* even, const short* odd, int n) override {
         for (int i = 0; i < n; ++i) {
             classes[c].push_back((i % 2 == 0 ? even : odd)[i / 2]);
         }
@@ -64,9 +75,28 @@ private:
     std::size_t taken[maximumClasses] = {};
 };
 
-// Puts a row into its place in a forward stream, with the bound that the kernels of that target find.
+// Puts a row into its place in a forward stream, as short ones where the stream takes them so. Returns whether it did.
+template <typename T>
+bool passShortRow(const T* samples, int width, ForwardStream<T>& stream) {
+    const auto [least, largest] = std::minmax_element(samples, samples + width);
+    SplitRow<short>* const to = stream.nextSmall();
+    if (to == nullptr || *least < 0 || *largest > std::numeric_limits<short>::max()) {
+        return false;
+    }
+    for (int x = 0; x < width; ++x) {
+        (x % 2 == 0 ? to->even : to->odd)[x / 2] = static_cast<short>(samples[x]);
+    }
+    to->largest = *largest;
+    stream.advance();
+    return true;
+}
+
+// The same with the bound that the kernels of that target find, if it is not short.
 template <typename T>
 void passRow(const T* samples, int width, Target target, ForwardStream<T>& stream) {
+    if (passShortRow(samples, width, stream)) {
+        return;
+    }
     std::vector<RowSample<T>> row;
     for (int x = 0; x < width; ++x) {
         row.push_back(static_cast<RowSample<T>>(samples[x]));

@@ -147,6 +147,28 @@ TEST_F(TargetRawRows, OfWordsAreTakenApart) {
     forEveryWidth([&](Target target, int width) { checkSplit<int>(splitRawRows(target).words, width); });
 }
 
+TEST_F(TargetRawRows, OfWordsAreTakenApartIntoShorts) {
+    forEveryWidth([&](Target target, int width) {
+        const auto pixels = static_cast<std::size_t>(width);
+        const std::size_t start = random() % 33;
+        RawBytes raw = anyBytes(start + 2 * pixels);
+        const unsigned mask = 0xFFFFU >> random() % 17;
+        Channel<short> samples(random, width);
+        Channel<short> wanted = samples;
+        unsigned all = 0;
+        for (std::size_t x = 0; x < pixels; ++x) {
+            unsigned char* const sample = raw.data() + start + 2 * x;
+            sample[0] = static_cast<unsigned char>(sample[0] & mask);
+            sample[1] = static_cast<unsigned char>(sample[1] & mask >> 8);
+            const auto value = static_cast<unsigned>(sample[0] + 256 * sample[1]);
+            all |= value;
+            wanted[x] = static_cast<short>(value < 32768 ? static_cast<int>(value) : static_cast<int>(value) - 65536);
+        }
+        EXPECT_EQ(splitRawRows(target).smallWords(raw.data() + start, width, samples.samples()), all);
+        ASSERT_TRUE(samples.agreesWith(wanted));
+    });
+}
+
 TEST_F(TargetRawRows, AreMadeOfTheLowBytesOfSamples) {
     forEveryWidth([&](Target target, int width) { checkJoin<short>(joinRawRows(target).bytes, width); });
 }

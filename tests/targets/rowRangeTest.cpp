@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace teko {
 
 namespace {
@@ -26,6 +28,7 @@ protected:
     static int lengthOf(const std::vector<short>& row) { return static_cast<int>(row.size()); }
 
     const RowKernels<short>& kernels = rowKernels<short>(GetParam());
+    const RowKernels<SmallLong>& smallLongKernels = rowKernels<SmallLong>(GetParam());
 };
 
 INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),
@@ -120,6 +123,31 @@ TEST_P(RowRange, RoundsEveryPredictSum) {
     for (std::size_t i = 0; i < farLeft.size(); ++i) {
         ASSERT_EQ(forward[i], (predicted<short, WrappedToSample>(0, -farLeft[i]))) << farLeft[i];
         ASSERT_EQ(inverse[i], (unpredicted<short, WrappedToSample>(0, -farLeft[i]))) << farLeft[i];
+    }
+}
+
+// Twice a prediction stays below 31000, as in a small range. Sums of far samples may wrap.
+TEST_P(RowRange, RoundsEveryPredictSumOfSmallLongSamples) {
+    const auto half = [](int sum) { return static_cast<short>(sum >> 1); };
+    const auto rest = [](int sum) { return static_cast<short>(sum - (sum >> 1)); };
+    const std::vector<short> all = numbers(-30000, 30000);
+    for (int rises :
+         {-28767, -28000, 28000, 28767, -17, -16, -15, -14, -13, -12, -11, -10, -9, -8, -7, -6, -5, -4, -3, -2,
+          -1,     0,      1,     2,     3,   4,   5,   6,   7,   8,   9,   10,  11, 12, 13, 14, 15, 16, 17}) {
+        std::vector<short> left = all, right = all, farLeft = all, farRight = all;
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            const int near = std::abs(all[i] + rises / 8) < 31000 ? all[i] : 0;
+            left[i] = half(near);
+            right[i] = rest(near);
+            farLeft[i] = half(near - rises);
+            farRight[i] = rest(near - rises);
+        }
+        std::vector<short> row = constant(all, 100);
+        smallLongKernels.predict(row.data(), farLeft.data(), left.data(), right.data(), farRight.data(), lengthOf(row));
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            const long sum = predictSum<long>(farLeft[i], left[i], right[i], farRight[i]);
+            ASSERT_EQ(row[i], (predicted<long, Exact>(100, sum))) << left[i] + right[i] << " that rise by " << rises;
+        }
     }
 }
 

@@ -54,7 +54,7 @@ protected:
     Random random{2};
     Magnitudes range{1L << (8 * sizeof(Row) - 1)}; // everything that a row can hold
 };
-using SampleTypes = testing::Types<short, long>;
+using SampleTypes = testing::Types<short, SmallLong, long>;
 TYPED_TEST_SUITE(RowSplitting, SampleTypes);
 
 } // namespace
@@ -120,6 +120,25 @@ TYPED_TEST(RowSplitting, BoundsSingleSamplesAtEveryPlace) {
                 this->expectBound(kernels.split(row.data(), n, even.data(), odd.data()), largest);
                 this->expectBound(kernels.merge(merged.data(), n, even.data(), odd.data()), largest);
             }
+        }
+    }
+}
+
+TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
+    Random random{3};
+    for (const Target target : fastTargets()) {
+        for (const int n : rowLengths()) {
+            const Magnitudes magnitudes{1L << random() % 16};
+            const RowBuffer<short> row(random, static_cast<std::size_t>(n), magnitudes);
+            const auto [least, largest] = std::minmax_element(row.row(), row.row() + n);
+            SampleRange range;
+            rowKernels<SmallLong>(target).extendRange(row.row(), n, range);
+            EXPECT_EQ(range.least, *least) << target << ", length " << n;
+            EXPECT_EQ(range.largest, *largest) << target << ", length " << n;
+            SampleRange wider{-40000, *largest - 1};
+            rowKernels<SmallLong>(target).extendRange(row.row(), n, wider);
+            EXPECT_EQ(wider.least, -40000);
+            EXPECT_EQ(wider.largest, *largest);
         }
     }
 }

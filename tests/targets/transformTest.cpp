@@ -209,4 +209,51 @@ TYPED_TEST(TargetTransform, OfTheLargestSamplesInTheWorstOrderIsThePlainOne) {
     }
 }
 
+// Samples of 16 bits are taken as short ones as long as their range allows it: at the limits of that, the signs that
+// make intermediate results as large as they can be; here and there a row that goes beyond.
+class TargetTransformOfWords : public TargetTransform<long> {
+protected:
+    void checkRange(long least, long most, double beyond) {
+        for (const auto& [width, height] : {std::pair{175, 90}, {96, 67}, {64, 20}, {43, 600}}) {
+            LaidOutImage<long> image(width, height, 1);
+            texture::AdverseSamples samples({1}, random);
+            image.fill([&](int, int y, int x) { return samples.at(y, x) < 0 ? least : most; });
+            const auto row = static_cast<int>(random() % 1000);
+            if (std::bernoulli_distribution(beyond)(random)) {
+                image.at(0, row % height, row % width) = random() % 65536;
+            }
+            checkForward(image);
+            if (HasFatalFailure()) {
+                return;
+            }
+        }
+    }
+};
+
+TEST_F(TargetTransformOfWords, InRangesAroundThoseOfShortRowsIsThePlainOne) {
+    for (int round = 0; round < 6; ++round) {
+        for (const long range : {255L, 1500L, 2800L, 4095L, 4096L, 6399L, 6400L, 6401L, 7000L, 8191L, 8192L}) {
+            for (const long most :
+                 {range, 6400L, 8192L, 9999L, 10000L, 10001L, 12500L, 20000L, 32767L, 32768L, 65535L}) {
+                if (most >= range) {
+                    checkRange(most - range, most, round % 2 == 0 ? 0 : 1);
+                    ASSERT_FALSE(HasFatalFailure()) << most - range << " to " << most;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(TargetTransformOfWords, OfAnySamplesInARangeIsThePlainOne) {
+    for (int round = 0; round < 200; ++round) {
+        LaidOutImage<long> image(64 + round, 40 + static_cast<int>(random() % 100), 1);
+        const long range = 1 + static_cast<long>(random() % (round % 2 == 0 ? 6401 : 9000));
+        const long least = static_cast<long>(random() % 4000);
+        image.fill(
+            [&](int, int, int) { return least + static_cast<long>(random() % static_cast<unsigned long>(range)); });
+        checkForward(image);
+        ASSERT_FALSE(HasFatalFailure());
+    }
+}
+
 } // namespace teko

@@ -49,6 +49,9 @@ struct PlaneCoding {
     // Append n coefficients, given in order or apart by even and odd places. Return the OR of the magnitudes.
     Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, Folded& folded);
     Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, Folded& folded);
+    // The same from rows of short.
+    Unsigned<short> (*foldSmall)(const short* samples, int n, Folded& folded);
+    Unsigned<short> (*foldSmallPairs)(const short* even, const short* odd, int n, Folded& folded);
     // Adds the bit lengths of the values in a block that is full or finished; returns the longest. None is longer than
     // atMost, which may be more than the longest has.
     int (*countLengths)(const Folded& folded, long block, int atMost, std::uint64_t* counts);

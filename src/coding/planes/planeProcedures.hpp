@@ -12,5 +12,6 @@
 #include "coding/planes/decoding/slicedClasses.hpp"
 
 template <typename T>
-constexpr PlaneCoding<T> procedures{fold<RowSample<T>>, foldPairs<RowSample<T>>, countLengths<RowSample<T>>,
-                                    codeClass<T>, makeSliced<T>};
+constexpr PlaneCoding<T> procedures{fold<RowSample<T>>, foldPairs<RowSample<T>>,    fold<short>,
+                                    foldPairs<short>,   countLengths<RowSample<T>>, codeClass<T>,
+                                    makeSliced<T>};

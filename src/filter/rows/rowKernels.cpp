@@ -19,6 +19,7 @@ const RowKernels<T>& rowKernels(Target target) {
 }
 
 template const RowKernels<short>& rowKernels(Target);
+template const RowKernels<SmallLong>& rowKernels(Target);
 template const RowKernels<long>& rowKernels(Target);
 
 } // namespace teko

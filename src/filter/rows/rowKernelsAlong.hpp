@@ -4,8 +4,8 @@
 // Neighbours come from registers: loads that cross cache lines take twice the time, and each sample is read and written
 // once (encodes of photographs cut to 5 %: 1.06 times).
 
-// For magnitudes whose predict sums fit in the lanes. update(even, before, after) takes vectors.
-template <typename L, L (*update)(L, L, L)>
+// For magnitudes that suit predict(farLeft, left, right, farRight) and update(even, before, after) on vectors.
+template <typename L, L (*predict)(L, L, L, L), L (*update)(L, L, L)>
 void transformInLanes(typename L::Row* even, typename L::Row* odd, int n) {
     using Row = typename L::Row;
     const int evens = (n + 1) / 2;
@@ -17,7 +17,7 @@ void transformInLanes(typename L::Row* even, typename L::Row* odd, int n) {
     for (int i = 0; i < evens; i += L::count) {
         const L right = L::load(even + i + L::count);
         const L predicted =
-            L::load(odd + i) - prediction(before(left, here), here, behind(here, right), twoBehind(here, right));
+            L::load(odd + i) - predict(before(left, here), here, behind(here, right), twoBehind(here, right));
         const L oddBefore = before(i == 0 ? broadcastFirst(predicted) : oddLeft, predicted);
         predicted.store(odd + i);
         update(here, oddBefore, predicted).store(even + i);

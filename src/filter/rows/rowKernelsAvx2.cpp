@@ -50,6 +50,12 @@ inline Lanes mulhiUnsigned(Lanes a, Lanes b) {
 inline Lanes absolute(Lanes a) {
     return {_mm256_abs_epi16(a.v)};
 }
+inline Lanes smaller(Lanes a, Lanes b) {
+    return {_mm256_min_epi16(a.v, b.v)};
+}
+inline Lanes larger(Lanes a, Lanes b) {
+    return {_mm256_max_epi16(a.v, b.v)};
+}
 inline Lanes isNegative(Lanes a) {
     return {_mm256_srai_epi16(a.v, 15)};
 } // -1 where negative, else 0
@@ -59,6 +65,10 @@ inline Lanes withSignOf(Lanes a, Lanes sign) {
 template <int n>
 Lanes shiftLeft(Lanes a) {
     return {_mm256_slli_epi16(a.v, n)};
+}
+template <int n>
+Lanes shiftRight(Lanes a) {
+    return {_mm256_srai_epi16(a.v, n)};
 }
 template <int n>
 Lanes shiftRightUnsigned(Lanes a) {
@@ -99,11 +109,19 @@ inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
 
 #include "filter/rows/rowKernelsNarrow.hpp"
 
+#include "filter/rows/rowKernelsSmallLong.hpp"
+
 } // namespace
 
 template <>
 const RowKernels<short>& rowKernelSet() {
     static constexpr RowKernels<short> kernels = narrowRowKernels();
+    return kernels;
+}
+
+template <>
+const RowKernels<SmallLong>& rowKernelSet() {
+    static constexpr RowKernels<SmallLong> kernels = smallLongRowKernels();
     return kernels;
 }
 

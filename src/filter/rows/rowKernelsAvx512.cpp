@@ -56,6 +56,12 @@ inline Lanes mulhiUnsigned(Lanes a, Lanes b) {
 inline Lanes absolute(Lanes a) {
     return {_mm512_abs_epi16(a.v)};
 }
+inline Lanes smaller(Lanes a, Lanes b) {
+    return {_mm512_min_epi16(a.v, b.v)};
+}
+inline Lanes larger(Lanes a, Lanes b) {
+    return {_mm512_max_epi16(a.v, b.v)};
+}
 inline Lanes isNegative(Lanes a) {
     return {_mm512_srai_epi16(a.v, 15)};
 } // -1 where negative, else 0
@@ -65,6 +71,10 @@ inline Lanes withSignOf(Lanes a, Lanes sign) {
 template <int n>
 Lanes shiftLeft(Lanes a) {
     return {_mm512_slli_epi16(a.v, n)};
+}
+template <int n>
+Lanes shiftRight(Lanes a) {
+    return {_mm512_srai_epi16(a.v, n)};
 }
 template <int n>
 Lanes shiftRightUnsigned(Lanes a) {
@@ -149,6 +159,8 @@ inline WideLanes broadcastSecond(WideLanes a) {
 
 #include "filter/rows/rowKernelsNarrow.hpp"
 
+#include "filter/rows/rowKernelsSmallLong.hpp"
+
 #include "filter/rows/rowKernelsWide.hpp"
 
 } // namespace
@@ -156,6 +168,12 @@ inline WideLanes broadcastSecond(WideLanes a) {
 template <>
 const RowKernels<short>& rowKernelSet() {
     static constexpr RowKernels<short> kernels = narrowRowKernels();
+    return kernels;
+}
+
+template <>
+const RowKernels<SmallLong>& rowKernelSet() {
+    static constexpr RowKernels<SmallLong> kernels = smallLongRowKernels();
     return kernels;
 }
 

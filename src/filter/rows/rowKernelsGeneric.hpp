@@ -37,6 +37,14 @@ long largestInRow(const Row* x, int n) {
     return boundFrom(bits);
 }
 
+inline void extendRange(const short* x, int n, SampleRange& range) {
+    SampleRange extended = range;
+    for (int i = 0; i < n; ++i) {
+        extended.add(x[i]);
+    }
+    range = extended;
+}
+
 template <typename Row>
 void mergePairs(Row* __restrict x, int n, const Row* __restrict even, const Row* __restrict odd) {
     const int pairs = n / 2;
@@ -155,10 +163,11 @@ void untransformRowAlong(Row* even, Row* odd, int n) {
 template <typename T>
 constexpr RowKernels<T> genericRowKernels() {
     using Row = RowSample<T>;
-    using Wrapped = std::conditional_t<sizeof(T) == sizeof(short), WrappedToSample, Exact>;
+    using Wrapped = std::conditional_t<std::is_same_v<T, short>, WrappedToSample, Exact>;
     return {splitRow<Row>,
             mergeRow<Row>,
             largestInRow<Row>,
+            extendRange,
             predictRow<Row, Wrapped>,
             predictRow<Row, Exact>,
             updateRow<Row>,

@@ -131,8 +131,8 @@ constexpr RowKernels<short> narrowRowKernels() {
     kernels.merge = mergeNarrow;
     kernels.predict = predictNarrow;
     kernels.updateSmall = updateSmallNarrow;
-    kernels.transformAlongSmall = transformInLanes<Lanes, updatedSmall>;
-    kernels.transformAlong = transformInLanes<Lanes, updated>;
+    kernels.transformAlongSmall = transformInLanes<Lanes, prediction, updatedSmall>;
+    kernels.transformAlong = transformInLanes<Lanes, prediction, updated>;
     kernels.untransformAlong = untransformInLanes<Lanes>;
     kernels.update = updateNarrow;
     kernels.unpredict = unpredictNarrow;

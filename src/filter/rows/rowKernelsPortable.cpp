@@ -16,6 +16,7 @@ const RowKernels<T>& rowKernelSet() {
 }
 
 template const RowKernels<short>& rowKernelSet();
+template const RowKernels<SmallLong>& rowKernelSet();
 template const RowKernels<long>& rowKernelSet();
 
 } // namespace teko::portable

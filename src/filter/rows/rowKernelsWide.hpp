@@ -20,8 +20,8 @@ inline WideLanes updated(WideLanes even, WideLanes before, WideLanes after) {
 
 constexpr RowKernels<long> wideRowKernels() {
     RowKernels<long> kernels = genericRowKernels<long>();
-    kernels.transformAlongSmall = transformInLanes<WideLanes, updated>;
-    kernels.transformAlong = transformInLanes<WideLanes, updated>;
-    kernels.transformAlongExact = transformInLanes<WideLanes, updated>;
+    kernels.transformAlongSmall = transformInLanes<WideLanes, prediction, updated>;
+    kernels.transformAlong = transformInLanes<WideLanes, prediction, updated>;
+    kernels.transformAlongExact = transformInLanes<WideLanes, prediction, updated>;
     return kernels;
 }

@@ -4,7 +4,7 @@
 // Bytes of pairs go to their places by shifts: no shuffle interleaves them.
 
 // 64 coefficients. Those beyond n count as 0.
-template <typename V>
+template <typename Row>
 struct SampleGroup;
 
 template <>
@@ -99,56 +99,56 @@ inline std::uint32_t allOf(__m512i lanes, int) {
 }
 
 // The two ways in which samples come.
-template <typename V>
+template <typename Row>
 struct SamplesInOrder {
-    const V* samples;
+    const Row* samples;
 
-    SampleGroup<V> group(int i, int n) const { return SampleGroup<V>::inOrder(samples + i, n); }
-    static __m512i bytes(const SampleGroup<V>& group, int row) { return group.bytesInOrder(row); }
+    SampleGroup<Row> group(int i, int n) const { return SampleGroup<Row>::inOrder(samples + i, n); }
+    static __m512i bytes(const SampleGroup<Row>& group, int row) { return group.bytesInOrder(row); }
 };
 
-template <typename V>
+template <typename Row>
 struct SamplesApart {
-    const V* even;
-    const V* odd;
+    const Row* even;
+    const Row* odd;
 
-    SampleGroup<V> group(int i, int n) const { return SampleGroup<V>::pairs(even + i / 2, odd + i / 2, n); }
-    static __m512i bytes(const SampleGroup<V>& group, int row) { return group.bytesOfPairs(row); }
+    SampleGroup<Row> group(int i, int n) const { return SampleGroup<Row>::pairs(even + i / 2, odd + i / 2, n); }
+    static __m512i bytes(const SampleGroup<Row>& group, int row) { return group.bytesOfPairs(row); }
 };
 
-template <typename Samples, typename V>
-void appendHigherBytes(const SampleGroup<V>& group, int n, FoldedSequence<V>& to) {
-    const int rows = to.rowsNeeded(allOf(group.magnitudes(), V{}));
+template <typename Samples, typename Row, typename V>
+void appendHigherBytes(const SampleGroup<Row>& group, int n, FoldedSequence<V>& to) {
+    const int rows = to.rowsNeeded(allOf(group.magnitudes(), Row{}));
     for (int row = 1; row < rows; ++row) {
         _mm512_mask_storeu_epi8(to.higherBytes(row, n), ~std::uint64_t{0} >> (64 - n), Samples::bytes(group, row));
     }
 }
 
-template <typename V, typename Samples>
-Unsigned<V> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to) {
+template <typename Row, typename V, typename Samples>
+Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to) {
     const long before = to.count;
     unsigned char* const lowest = to.lowestBytes();
     __m512i magnitudes = _mm512_setzero_si512();
     for (int i = 0; i < n; i += 64) {
-        const SampleGroup<V> group = samples.group(i, n - i);
+        const SampleGroup<Row> group = samples.group(i, n - i);
         _mm512_storeu_si512(lowest + i, Samples::bytes(group, 0));
         const __m512i magnitudesHere = group.magnitudes();
         magnitudes = _mm512_or_si512(magnitudes, magnitudesHere);
-        if (haveHigherBytes(magnitudesHere, V{})) {
+        if (haveHigherBytes(magnitudesHere, Row{})) {
             to.count = before + i;
             appendHigherBytes<Samples>(group, std::min(n - i, 64), to);
         }
     }
     to.count = before + n;
-    return allOf(magnitudes, V{});
+    return allOf(magnitudes, Row{});
 }
 
-template <typename V>
-Unsigned<V> fold(const V* samples, int n, FoldedSequence<V>& to) {
-    return appendFolded(SamplesInOrder<V>{samples}, n, to);
+template <typename Row, typename V>
+Unsigned<Row> fold(const Row* samples, int n, FoldedSequence<V>& to) {
+    return appendFolded<Row>(SamplesInOrder<Row>{samples}, n, to);
 }
 
-template <typename V>
-Unsigned<V> foldPairs(const V* even, const V* odd, int n, FoldedSequence<V>& to) {
-    return appendFolded(SamplesApart<V>{even, odd}, n, to);
+template <typename Row, typename V>
+Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, FoldedSequence<V>& to) {
+    return appendFolded<Row>(SamplesApart<Row>{even, odd}, n, to);
 }

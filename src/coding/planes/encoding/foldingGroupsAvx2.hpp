@@ -8,7 +8,7 @@ inline __m256i loadLanes(const void* from) {
 }
 
 // 32 folded coefficients.
-template <typename V>
+template <typename Row>
 struct FoldedGroup;
 
 template <>
@@ -85,55 +85,55 @@ private:
 constexpr int groupSamples = 32;
 
 // The two ways in which samples come.
-template <typename V>
+template <typename Row>
 struct GroupsInOrder {
-    const V* samples;
+    const Row* samples;
 
-    FoldedGroup<V> group(int i) const { return {samples + i, samples + i + groupSamples / 2}; }
-    static __m256i bytes(const FoldedGroup<V>& group, int row) { return group.bytesInOrder(row); }
+    FoldedGroup<Row> group(int i) const { return {samples + i, samples + i + groupSamples / 2}; }
+    static __m256i bytes(const FoldedGroup<Row>& group, int row) { return group.bytesInOrder(row); }
 };
 
-template <typename V>
+template <typename Row>
 struct GroupsOfPairs {
-    const V* even;
-    const V* odd;
+    const Row* even;
+    const Row* odd;
 
-    FoldedGroup<V> group(int i) const { return {even + i / 2, odd + i / 2}; }
-    static __m256i bytes(const FoldedGroup<V>& group, int row) { return group.bytesOfPairs(row); }
+    FoldedGroup<Row> group(int i) const { return {even + i / 2, odd + i / 2}; }
+    static __m256i bytes(const FoldedGroup<Row>& group, int row) { return group.bytesOfPairs(row); }
 };
 
 // Appends the whole groups among n samples and adds their magnitudes to an OR. Returns how many samples that were.
-template <typename V, typename Groups>
-int appendGroups(const Groups& groups, int n, FoldedSequence<V>& to, Unsigned<V>& magnitudes) {
+template <typename Row, typename V, typename Groups>
+int appendGroups(const Groups& groups, int n, FoldedSequence<V>& to, Unsigned<Row>& magnitudes) {
     __m256i all = _mm256_setzero_si256();
     unsigned char* const lowest = to.lowestBytes();
     const long before = to.count;
     int done = 0;
     for (; done + groupSamples <= n; done += groupSamples) {
-        const FoldedGroup<V> group = groups.group(done);
+        const FoldedGroup<Row> group = groups.group(done);
         all = _mm256_or_si256(all, group.magnitudes);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(lowest + done), Groups::bytes(group, 0));
-        for (int row = 1; row < to.byteRows && group.reaches(8 * row - 1); ++row) {
+        for (int row = 1; row < static_cast<int>(sizeof(Row)) && group.reaches(8 * row - 1); ++row) {
             to.count = before + done;
             unsigned char* const higher = to.higherBytes(row, groupSamples);
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(higher), Groups::bytes(group, row));
         }
     }
     to.count = before + done;
-    Unsigned<V> lanes[32 / sizeof(V)];
+    Unsigned<Row> lanes[32 / sizeof(Row)];
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes), all);
-    for (const Unsigned<V> lane : lanes) {
-        magnitudes = static_cast<Unsigned<V>>(magnitudes | lane);
+    for (const Unsigned<Row> lane : lanes) {
+        magnitudes = static_cast<Unsigned<Row>>(magnitudes | lane);
     }
     return done;
 }
 
-template <typename V>
-int foldGroups(const V* samples, int n, FoldedSequence<V>& to, Unsigned<V>& magnitudes) {
-    return appendGroups(GroupsInOrder<V>{samples}, n, to, magnitudes);
+template <typename Row, typename V>
+int foldGroups(const Row* samples, int n, FoldedSequence<V>& to, Unsigned<Row>& magnitudes) {
+    return appendGroups<Row>(GroupsInOrder<Row>{samples}, n, to, magnitudes);
 }
 
-template <typename V>
-int foldGroupsOfPairs(const V* even, const V* odd, int n, FoldedSequence<V>& to, Unsigned<V>& magnitudes) {
-    return appendGroups(GroupsOfPairs<V>{even, odd}, n, to, magnitudes);
+template <typename Row, typename V>
+int foldGroupsOfPairs(const Row* even, const Row* odd, int n, FoldedSequence<V>& to, Unsigned<Row>& magnitudes) {
+    return appendGroups<Row>(GroupsOfPairs<Row>{even, odd}, n, to, magnitudes);
 }
