@@ -12,6 +12,8 @@ public:
     ChannelSource(SlicedImage<T>& slicedImage, int ofChannel) : sliced(slicedImage), channel(ofChannel) {}
 
     const RowSample<T>* take(int c, int n) override { return sliced.take(channel, c, n); }
+    int magnitudeBits(int c) const override { return sliced.magnitudeBits(channel, c); }
+    const short* takeSmall(int c, int n) override { return sliced.takeSmall(channel, c, n); }
 
 private:
     SlicedImage<T>& sliced;

@@ -65,16 +65,13 @@ SplitSamples<Row> samplesOf(const SplitRow<Row>& row) {
     return {row.even, row.odd};
 }
 
-template <typename T, typename Join>
-void decodeGrey(RowDecoder<T>& decoder, int width, int height, int limit, Join join, RawRows& rows) {
-    for (int y = 0; y < height; ++y) {
-        const SplitSamples<RowSample<T>> samples = samplesOf(decoder.channel(0).next());
-        if (limit != 0) {
-            clamp(samples, width, limit);
-        }
-        join(samples, width, rows.next());
+template <typename Row, typename Join>
+void putRow(const SplitRow<Row>& row, int width, int limit, Join join, RawRows& rows) {
+    const SplitSamples<Row> samples = samplesOf(row);
+    if (limit != 0) {
+        clamp(samples, width, limit);
     }
-    rows.finish();
+    join(samples, width, rows.next());
 }
 
 // Clamping is for whole samples, so it cannot be left to a kernel that makes no more than their low bits.
@@ -112,13 +109,25 @@ void decodeRows(RowDecoder<short>& decoder, int width, int height, int channels,
     if (channels == 3) {
         decodeColour(decoder, width, height, limit, rows);
     } else {
-        decodeGrey(decoder, width, height, limit, joinRawRows(activeTarget()).bytes, rows);
+        for (int y = 0; y < height; ++y) {
+            putRow(decoder.channel(0).next(), width, limit, joinRawRows(activeTarget()).bytes, rows);
+        }
+        rows.finish();
     }
 }
 
 void decodeRows(RowDecoder<long>& decoder, int width, int height, int, int limit, std::FILE* raw) {
     RawRows rows(raw, 2 * static_cast<std::size_t>(width));
-    decodeGrey(decoder, width, height, limit, joinRawRows(activeTarget()).words, rows);
+    const JoinRawRows& join = joinRawRows(activeTarget());
+    InverseStream<long>& transform = decoder.channel(0);
+    for (int y = 0; y < height; ++y) {
+        if (const SplitRow<short>* const row = transform.nextSmall()) {
+            putRow(*row, width, limit, join.smallWords, rows);
+        } else {
+            putRow(transform.next(), width, limit, join.words, rows);
+        }
+    }
+    rows.finish();
 }
 
 } // namespace teko

@@ -43,7 +43,20 @@ void joinWordsInVectors(const SplitSamples<int>& samples, int width, unsigned ch
         const __m256i low = _mm256_and_si256(even, _mm256_set1_epi32(0xFFFF));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + 2L * x), _mm256_or_si256(low, _mm256_slli_epi32(odd, 16)));
     }
-    joinWords({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + 2L * x);
+    joinWords<int>({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + 2L * x);
+}
+
+void joinSmallWordsInVectors(const SplitSamples<short>& samples, int width, unsigned char* raw) {
+    int x = 0;
+    for (; x + 32 <= width; x += 32) {
+        const __m256i even = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(samples.even + x / 2));
+        const __m256i odd = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(samples.odd + x / 2));
+        const __m256i low = _mm256_unpacklo_epi16(even, odd);
+        const __m256i high = _mm256_unpackhi_epi16(even, odd);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + 2L * x), _mm256_permute2x128_si256(low, high, 0x20));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + 2L * x + 32), _mm256_permute2x128_si256(low, high, 0x31));
+    }
+    joinWords<short>({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + 2L * x);
 }
 
 // Where the bytes of 16 pixels come from, 16 bytes at a time, in the samples of each channel, those at even places
@@ -108,9 +121,10 @@ TEKO_REGION_END
 #endif
 
 const JoinRawRows& joinRawRows(Target target) {
-    static constexpr JoinRawRows portable{joinBytes, joinWords, joinColours};
+    static constexpr JoinRawRows portable{joinBytes, joinWords<int>, joinWords<short>, joinColours};
 #if defined(__x86_64__)
-    static constexpr JoinRawRows fast{avx2::joinBytesInVectors, avx2::joinWordsInVectors, avx2::joinColoursInVectors};
+    static constexpr JoinRawRows fast{avx2::joinBytesInVectors, avx2::joinWordsInVectors, avx2::joinSmallWordsInVectors,
+                                      avx2::joinColoursInVectors};
     if (includesAvx2(target)) {
         return fast;
     }

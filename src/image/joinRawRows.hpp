@@ -12,6 +12,7 @@ struct JoinRawRows {
     void (*bytes)(const SplitSamples<short>& samples, int width, unsigned char* raw);
     // Two bytes a pixel, the least significant first.
     void (*words)(const SplitSamples<int>& samples, int width, unsigned char* raw);
+    void (*smallWords)(const SplitSamples<short>& samples, int width, unsigned char* raw);
     // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
     void (*colours)(const SplitSamples<short>* channels, int width, unsigned char* raw);
 };

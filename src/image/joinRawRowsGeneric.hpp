@@ -11,7 +11,8 @@ inline void joinBytes(const SplitSamples<short>& samples, int width, unsigned ch
     }
 }
 
-inline void joinWords(const SplitSamples<int>& samples, int width, unsigned char* __restrict raw) {
+template <typename Row>
+void joinWords(const SplitSamples<Row>& samples, int width, unsigned char* __restrict raw) {
     for (int x = 0; x < width; ++x) {
         const int sample = x % 2 == 0 ? samples.even[x / 2] : samples.odd[x / 2];
         raw[2 * x] = static_cast<unsigned char>(sample & 0xFF);

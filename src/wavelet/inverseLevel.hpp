@@ -6,8 +6,6 @@
 #include "wavelet/rowWindow.hpp"
 
 #include <algorithm>
-#include <memory>
-#include <utility>
 
 namespace teko {
 
@@ -17,36 +15,60 @@ namespace teko {
 constexpr long largestForUnupdate = 6000;
 constexpr long largestForExactSum = 1212;
 
-// A level of the inverse. fill(y, row) gives it the coefficients of a row, in the order of the rows; it asks the next
-// coarser level for each row of its approximation when it comes to it.
+// A level of the inverse. fill(y, row) gives it the coefficients and the approximation of a row, in the order of the
+// rows, and returns whether the rows can hold all that the level makes of them.
 template <typename T, typename Fill>
 class InverseLevel final : public CoarserInverse<T> {
 public:
-    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow,
-                 std::unique_ptr<CoarserInverse<T>> coarserLevel)
+    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow)
         : window(lattice, kernels), k(kernels), fill(fillRow), n(lattice.rows()),
-          exactEverywhere(lattice.needsBlocks()), coarser(std::move(coarserLevel)) {}
+          exactEverywhere(lattice.needsBlocks()) {}
 
-    const SplitRow<RowSample<T>>& restore(int y) override {
+    // Goes on where a level of other samples could not: at a row that is there, but for what refill gives.
+    template <typename Other, typename OtherFill>
+    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow,
+                 const InverseLevel<Other, OtherFill>& other)
+        : window(lattice, kernels, other.window), k(kernels), fill(fillRow), n(other.n),
+          exactEverywhere(other.exactEverywhere), read(other.read), next(other.next), restored(other.restored) {
+        fill.refill(read, window[read]);
+        taken(read++);
+    }
+
+    // Makes row y; returns false where a row on the way does not suit.
+    bool reach(int y) {
         if (restored < y) {
             for (const int ahead = std::min(y + RowWindow<T>::spareRows - 1, n - 1); restored < ahead;) {
-                advance();
+                if (!advance()) {
+                    return false;
+                }
             }
         }
+        return true;
+    }
+
+    // For rows that all suit.
+    const SplitRow<RowSample<T>>& restore(int y) override {
+        reach(y);
         return window[y];
     }
 
 private:
+    template <typename Other, typename OtherFill>
+    friend class InverseLevel;
+
     // Even row j is restored from its odd neighbours; then odd row j - 3 has its four even neighbours, and no
     // later row needs even row j - 6.
-    void advance() {
+    bool advance() {
         const int lastEven = n - 2 + n % 2;
         if (next > lastEven) {
             finish(lastEven);
-            return;
+            return true;
         }
         for (; read <= std::min(next + 1, n - 1); ++read) {
-            readRow(read);
+            if (!fill(read, window[read])) {
+                return false;
+            }
+            taken(read);
         }
         window.liftEven(next, unupdate);
         if (next >= 4) {
@@ -54,6 +76,7 @@ private:
         }
         restored = next - 5;
         next += 2;
+        return true;
     }
 
     void finish(int lastEven) {
@@ -66,11 +89,7 @@ private:
         restored = n - 1;
     }
 
-    void readRow(int y) {
-        fill(y, window[y]);
-        if (coarser && y % 2 == 0) {
-            window.merge(y, coarser->restore(y / 2));
-        }
+    void taken(int y) {
         if (window[y].largest > largest) {
             largest = window[y].largest;
             const bool isSmall = largest <= largestForUnupdate;
@@ -94,7 +113,6 @@ private:
     Fill fill;
     int n;
     bool exactEverywhere;
-    std::unique_ptr<CoarserInverse<T>> coarser;
     int read = 0;      // rows
     int next = 0;      // even row
     int restored = -1; // all rows up to this one

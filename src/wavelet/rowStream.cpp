@@ -1,10 +1,9 @@
 #include "wavelet/rowStream.hpp"
 
-#include "wavelet/inverseLevel.hpp"
 #include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
-#include "wavelet/planeLevel.hpp"
-#include "wavelet/wideningLevel.hpp"
+#include "wavelet/wideningForwardLevel.hpp"
+#include "wavelet/wideningInverseLevel.hpp"
 
 #include <algorithm>
 #include <type_traits>
@@ -91,7 +90,7 @@ struct ForwardLevels<long> {
     using Pass = PassToSink<long, Sink>;
     using Coarser = CoarserForwardOfAny;
     using PlaneLevel = ForwardPlaneLevelOfAny<Pass>;
-    using Level = WideningLevel<SmallPass, Pass>;
+    using Level = WideningForwardLevel<SmallPass, Pass>;
 
     static std::unique_ptr<Level> make(const Lattice<long>& lattice, Target target, int level, int levels, Sink& sink,
                                        Coarser* coarser) {
@@ -101,37 +100,199 @@ struct ForwardLevels<long> {
     static SplitRow<short>* placeSmall(Level& level, int y) { return level.placeSmall(y); }
 };
 
-// Gives a level the coefficients of its rows: all but those that the next coarser level restores.
+// Which coefficients the rows of a level have.
+struct LevelShape {
+    int columns;
+    int c; // class of all but those that the next coarser level restores
+    bool isCoarsest;
+
+    int evens() const { return (columns + 1) / 2; }
+    int odds() const { return columns / 2; }
+};
+
+// Gives a level its rows: coefficients from a source, the others from the next coarser level, if there is one.
 template <typename T>
-class TakeFromSource {
+class FillRows {
 public:
     using Row = RowSample<T>;
 
-    TakeFromSource(const Lattice<T>& lattice, int level, int levels, const RowKernels<T>& itsKernels,
-                   CoefficientSource<T>& itsSource)
-        : columns(lattice.columns()), c(level), isCoarsest(level == levels - 1), kernels(itsKernels),
-          source(itsSource) {}
+    FillRows(const LevelShape& levelShape, const RowKernels<T>& itsKernels, CoefficientSource<T>& itsSource,
+             CoarserInverse<T>* coarserLevel)
+        : shape(levelShape), kernels(itsKernels), source(itsSource), coarser(coarserLevel) {}
 
-    void operator()(int y, SplitRow<Row>& row) const {
+    bool operator()(int y, SplitRow<Row>& row) const {
         if (y % 2 != 0) {
-            row.largest = kernels.split(source.take(c, columns), columns, row.even, row.odd);
+            row.largest = kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            return true;
+        }
+        std::copy_n(source.take(shape.c, shape.odds()), shape.odds(), row.odd);
+        if (shape.isCoarsest) {
+            std::copy_n(source.take(shape.c + 1, shape.evens()), shape.evens(), row.even);
+            row.largest = kernels.largest(row.even, shape.evens());
+        } else if (coarser != nullptr) {
+            const SplitRow<Row>& restored = coarser->restore(y / 2);
+            row.largest = kernels.merge(row.even, shape.evens(), restored.even, restored.odd);
+        }
+        row.largest = std::max(row.largest, kernels.largest(row.odd, shape.odds()));
+        return true;
+    }
+
+private:
+    LevelShape shape;
+    const RowKernels<T>& kernels;
+    CoefficientSource<T>& source;
+    CoarserInverse<T>* coarser; // not owned
+};
+
+// Whether a class of long samples is taken in short.
+bool isTakenSmall(const CoefficientSource<long>& source, int c, Target target) {
+    return gainsFromShortRows(target) && source.magnitudeBits(c) < 16;
+}
+
+// The same in int, from classes and levels of either kind. Kernels for int rows do without bounds.
+class FillWideRows {
+public:
+    FillWideRows(const LevelShape& levelShape, Target target, CoefficientSource<long>& itsSource,
+                 CoarserInverseOfAny* coarserLevel)
+        : shape(levelShape), isSmall{isTakenSmall(itsSource, shape.c, target),
+                                     isTakenSmall(itsSource, shape.c + 1, target)},
+          kernels(rowKernels<long>(target)), between(rowKernels<SmallLong>(target)), source(itsSource),
+          coarser(coarserLevel) {}
+
+    bool operator()(int y, SplitRow<int>& row) const {
+        if (y % 2 != 0) {
+            split(row);
+            return true;
+        }
+        copy(0, shape.odds(), row.odd);
+        if (shape.isCoarsest) {
+            copy(1, shape.evens(), row.even);
+        }
+        refill(y, row);
+        return true;
+    }
+
+    // What the next coarser level has of row y.
+    void refill(int y, SplitRow<int>& row) const {
+        if (coarser == nullptr || y % 2 != 0) {
             return;
         }
-        std::copy_n(source.take(c, columns / 2), columns / 2, row.odd);
-        row.largest = kernels.largest(row.odd, columns / 2);
-        if (isCoarsest) {
-            const int evens = (columns + 1) / 2;
-            std::copy_n(source.take(c + 1, evens), evens, row.even);
-            row.largest = std::max(row.largest, kernels.largest(row.even, evens));
+        const AnySplitRow restored = coarser->restore(y / 2);
+        if (restored.small != nullptr) {
+            between.mergeWidening(row.even, shape.evens(), restored.small->even, restored.small->odd);
+        } else {
+            kernels.merge(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
         }
     }
 
 private:
-    int columns;
-    int c;
-    bool isCoarsest;
-    const RowKernels<T>& kernels;
-    CoefficientSource<T>& source;
+    void split(SplitRow<int>& row) const {
+        if (isSmall[0]) {
+            between.splitWidening(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
+        } else {
+            kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+        }
+    }
+
+    void copy(int which, int n, int* to) const {
+        const int c = shape.c + which;
+        if (isSmall[which]) {
+            std::copy_n(source.takeSmall(c, n), n, to);
+        } else {
+            std::copy_n(source.take(c, n), n, to);
+        }
+    }
+
+    LevelShape shape;
+    bool isSmall[2]; // the class, and the next one
+    const RowKernels<long>& kernels;
+    const RowKernels<SmallLong>& between;
+    CoefficientSource<long>& source;
+    CoarserInverseOfAny* coarser;
+};
+
+// The same in short. A row does not suit where the approximations up to there have too large a range.
+class FillSmallRows {
+public:
+    FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<long>& itsSource,
+                  CoarserInverseOfAny* coarserLevel)
+        : shape(levelShape), largest((1 << itsSource.magnitudeBits(shape.c)) - 1),
+          kernels(rowKernels<SmallLong>(target)), source(itsSource), coarser(coarserLevel) {}
+
+    // Whether a level can start so.
+    static bool suit(const LevelShape& shape, Target target, const CoefficientSource<long>& source) {
+        return isTakenSmall(source, shape.c, target) &&
+               (!shape.isCoarsest || isTakenSmall(source, shape.c + 1, target));
+    }
+
+    bool operator()(int y, SplitRow<short>& row) {
+        if (y % 2 != 0) {
+            kernels.split(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            return true;
+        }
+        std::copy_n(source.takeSmall(shape.c, shape.odds()), shape.odds(), row.odd);
+        if (shape.isCoarsest) {
+            std::copy_n(source.takeSmall(shape.c + 1, shape.evens()), shape.evens(), row.even);
+            kernels.extendRange(row.even, shape.evens(), range);
+        } else if (coarser != nullptr) {
+            merge(coarser->restore(y / 2), row);
+        }
+        return range.isSmallWith(largest);
+    }
+
+private:
+    void merge(const AnySplitRow& restored, SplitRow<short>& row) {
+        if (restored.small != nullptr) {
+            kernels.merge(row.even, shape.evens(), restored.small->even, restored.small->odd);
+            kernels.extendRange(row.even, shape.evens(), range);
+        } else {
+            kernels.mergeNarrowing(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
+            kernels.extendRangeOfWide(restored.wide->even, (shape.evens() + 1) / 2, range);
+            kernels.extendRangeOfWide(restored.wide->odd, shape.evens() / 2, range);
+        }
+    }
+
+    LevelShape shape;
+    int largest; // of the coefficients that are no approximations
+    const RowKernels<SmallLong>& kernels;
+    CoefficientSource<long>& source;
+    CoarserInverseOfAny* coarser;
+    SampleRange range; // of the approximations so far
+};
+
+// The levels that a stream is made of.
+template <typename T>
+struct InverseLevels;
+
+template <>
+struct InverseLevels<short> {
+    using Coarser = CoarserInverse<short>;
+
+    static std::unique_ptr<Coarser> make(const Lattice<short>& lattice, const LevelShape& shape, Target target,
+                                         CoefficientSource<short>& source, Coarser* coarser) {
+        using Fill = FillRows<short>;
+        const Fill fill(shape, rowKernels<short>(target), source, coarser);
+        if (lattice.isLongEnough()) {
+            return std::make_unique<InverseLevel<short, Fill>>(lattice, rowKernels<short>(target), fill);
+        }
+        return std::make_unique<InversePlaneLevel<short, Fill>>(lattice, fill);
+    }
+};
+
+template <>
+struct InverseLevels<long> {
+    using Coarser = CoarserInverseOfAny;
+
+    static std::unique_ptr<Coarser> make(const Lattice<long>& lattice, const LevelShape& shape, Target target,
+                                         CoefficientSource<long>& source, Coarser* coarser) {
+        const FillWideRows wideFill(shape, target, source, coarser);
+        if (lattice.isLongEnough()) {
+            return std::make_unique<WideningInverseLevel<FillSmallRows, FillWideRows>>(
+                lattice, target, FillSmallRows::suit(shape, target, source),
+                FillSmallRows(shape, target, source, coarser), wideFill);
+        }
+        return std::make_unique<InversePlaneLevelOfAny<FillWideRows>>(lattice, wideFill);
+    }
 };
 
 } // namespace
@@ -216,27 +377,56 @@ void ForwardStream<T>::advance() {
 template <typename T>
 class InverseStream<T>::Chain {
 public:
-    using Level = InverseLevel<T, TakeFromSource<T>>;
+    using Row = RowSample<T>;
+    using Levels = InverseLevels<T>;
 
-    Chain(int width, int height, Target target, CoefficientSource<T>& source) {
-        const RowKernels<T>& kernels = rowKernels<T>(target);
-        const int levels = numberOfLevels(width, height);
-        for (int level = levels - 1; level >= 0; --level) {
+    Chain(int width, int height, Target itsTarget, CoefficientSource<T>& source) : target(itsTarget), columns(width) {
+        const int numberOf = numberOfLevels(width, height);
+        typename Levels::Coarser* coarser = nullptr;
+        for (int level = numberOf - 1; level >= 0; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
-            const TakeFromSource<T> fill(lattice, level, levels, kernels, source);
-            if (lattice.isLongEnough()) {
-                finest = std::make_unique<Level>(lattice, kernels, fill, std::move(finest));
-            } else {
-                finest = std::make_unique<InversePlaneLevel<T, TakeFromSource<T>>>(lattice, fill);
-            }
+            const LevelShape shape{lattice.columns(), level, level == numberOf - 1};
+            levels.push_back(Levels::make(lattice, shape, target, source, coarser));
+            coarser = levels.back().get();
         }
     }
 
-    const SplitRow<RowSample<T>>& next() { return finest->restore(y++); }
+    const SplitRow<Row>& next() {
+        if constexpr (std::is_same_v<T, long>) {
+            const AnySplitRow row = levels.back()->restore(y++);
+            return row.small != nullptr ? widened(*row.small) : *row.wide;
+        } else {
+            return levels.back()->restore(y++);
+        }
+    }
+
+    const SplitRow<short>* nextSmall() {
+        if constexpr (std::is_same_v<T, long>) {
+            const SplitRow<short>* const row = levels.back()->restore(y).small;
+            y += row != nullptr ? 1 : 0;
+            return row;
+        } else {
+            return nullptr;
+        }
+    }
 
 private:
-    std::unique_ptr<CoarserInverse<T>> finest;
+    const SplitRow<Row>& widened(const SplitRow<short>& row) {
+        for (std::vector<Row>& part : parts) {
+            part.resize(static_cast<std::size_t>(columns) + 32);
+        }
+        std::copy_n(row.even, (columns + 1) / 2, parts[0].data());
+        std::copy_n(row.odd, columns / 2, parts[1].data());
+        wide = {parts[0].data(), parts[1].data(), 0};
+        return wide;
+    }
+
+    Target target;
+    int columns;
+    std::vector<std::unique_ptr<typename Levels::Coarser>> levels; // the coarsest first
     int y = 0;
+    std::vector<Row> parts[2]; // of a short row that was asked for as any other
+    SplitRow<Row> wide{};
 };
 
 template <typename T>
@@ -252,6 +442,11 @@ InverseStream<T>::InverseStream(InverseStream&&) noexcept = default;
 template <typename T>
 const SplitRow<RowSample<T>>& InverseStream<T>::next() {
     return chain->next();
+}
+
+template <typename T>
+const SplitRow<short>* InverseStream<T>::nextSmall() {
+    return chain->nextSmall();
 }
 
 template class ForwardStream<short>;

@@ -62,6 +62,11 @@ public:
     // The next n of class c, in scan order; they are the source's and stay until more of the class are asked for.
     virtual const RowSample<T>* take(int c, int n) = 0;
 
+    // Only for long samples: magnitudes of class c are below 2^n.
+    virtual int magnitudeBits(int c) const = 0;
+    // As take, where there are no more than 15 bits. A class is always taken in the same way.
+    virtual const short* takeSmall(int c, int n) = 0;
+
 protected:
     ~CoefficientSource() = default;
 };
@@ -81,6 +86,8 @@ public:
 
     // The next row, from the top; to be used before the next is asked for, and may be changed.
     const SplitRow<RowSample<T>>& next();
+    // The same if it is a row of short, which only those of long samples may be; null if it is not, then next gives it.
+    const SplitRow<short>* nextSmall();
 
 private:
     class Chain;

@@ -55,11 +55,6 @@ public:
         SplitRow<Row>& row = (*this)[y];
         row.largest = kernels.split(samples, evens + odds, row.even, row.odd);
     }
-    // The even samples of row y from a row that the next coarser level has restored.
-    void merge(int y, const SplitRow<Row>& restored) {
-        SplitRow<Row>& row = (*this)[y];
-        row.largest = std::max(row.largest, kernels.merge(row.even, evens, restored.even, restored.odd));
-    }
 
     using Step = void (*)(Row*, const Row*, const Row*, const Row*, const Row*, int);
     using EvenStep = void (*)(Row*, const Row*, const Row*, int);

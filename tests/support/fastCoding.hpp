@@ -107,10 +107,15 @@ int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
         for (int c = 0; c <= levels; ++c) {
             const long longest = random() % 2 == 0 ? 200 : 20000;
             std::vector<RowSample<T>> values(static_cast<std::size_t>(classSamples(shape, c)));
+            const bool areSmall = sliced->magnitudeBits(channel, c) < 16 && random() % 2 == 0;
             for (std::size_t taken = 0; taken < values.size();) {
                 const long n =
                     std::min(static_cast<long>(values.size() - taken), 1 + static_cast<long>(random()) % longest);
-                std::copy_n(sliced->take(channel, c, n), n, values.data() + taken);
+                if (areSmall) {
+                    std::copy_n(sliced->takeSmall(channel, c, n), n, values.data() + taken);
+                } else {
+                    std::copy_n(sliced->take(channel, c, n), n, values.data() + taken);
+                }
                 taken += static_cast<std::size_t>(n);
             }
             setClass(image, channel, c, levels, values);

@@ -5,7 +5,9 @@
 #include "wavelet/rowStream.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdlib>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -60,6 +62,23 @@ public:
         return next[c].data();
     }
 
+    int magnitudeBits(int c) const override {
+        long largest = 0;
+        for (const T sample : classes[c]) {
+            largest = std::max(largest, std::abs(long{sample}));
+        }
+        return static_cast<int>(std::bit_width(static_cast<unsigned long>(largest)));
+    }
+
+    const short* takeSmall(int c, int n) override {
+        std::vector<short> more;
+        for (int i = 0; i < n; ++i) {
+            more.push_back(static_cast<short>(classes[c].at(taken[c]++)));
+        }
+        nextSmall[c] = std::move(more);
+        return nextSmall[c].data();
+    }
+
     bool isUsedUp() const {
         for (int c = 0; c < maximumClasses; ++c) {
             if (taken[c] != classes[c].size()) {
@@ -72,6 +91,7 @@ public:
 private:
     std::vector<T> classes[maximumClasses];
     std::vector<RowSample<T>> next[maximumClasses];
+    std::vector<short> nextSmall[maximumClasses];
     std::size_t taken[maximumClasses] = {};
 };
 
@@ -106,11 +126,20 @@ void passRow(const T* samples, int width, Target target, ForwardStream<T>& strea
     stream.advance();
 }
 
-template <typename T>
-void takeRow(InverseStream<T>& stream, int width, T* samples) {
-    const auto& row = stream.next();
+template <typename T, typename Row>
+void mergeRow(const SplitRow<Row>& row, int width, T* samples) {
     for (int x = 0; x < width; ++x) {
         samples[x] = (x % 2 == 0 ? row.even : row.odd)[x / 2];
+    }
+}
+
+// As a short one, if it is one and it may be.
+template <typename T>
+void takeRow(InverseStream<T>& stream, int width, T* samples, bool maybeSmall = true) {
+    if (const SplitRow<short>* const row = maybeSmall ? stream.nextSmall() : nullptr) {
+        mergeRow(*row, width, samples);
+    } else {
+        mergeRow(stream.next(), width, samples);
     }
 }
 
@@ -131,7 +160,7 @@ bool untransformByRows(ImageData<T>& image, int channel, Target target) {
     ClassProvider<T> source(image, channel);
     InverseStream<T> stream(image.width, image.height, target, source);
     for (int y = 0; y < image.height; ++y) {
-        takeRow(stream, image.width, image.planes[channel] + static_cast<long>(y) * image.stride);
+        takeRow(stream, image.width, image.planes[channel] + static_cast<long>(y) * image.stride, y % 8 != 5);
     }
     return source.isUsedUp();
 }

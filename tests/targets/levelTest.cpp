@@ -99,8 +99,9 @@ std::vector<int> untransformLevel(const Lattice<T>& lattice, Target target) {
     const auto fill = [&](int y, SplitRow<RowSample<T>>& row) {
         row.largest = kernels.split(rowOf(lattice, y).data(), lattice.columns(), row.even, row.odd);
         filled.push_back(y);
+        return true;
     };
-    InverseLevel<T, decltype(fill)> level(lattice, kernels, fill, nullptr);
+    InverseLevel<T, decltype(fill)> level(lattice, kernels, fill);
     for (int y = 0; y < lattice.rows(); ++y) {
         setRow(lattice, y, level.restore(y));
     }

@@ -106,16 +106,16 @@ protected:
     }
 
     // Nothing but the row is written.
-    template <typename Row>
+    template <typename Row, std::size_t bytes>
     void checkJoin(JoinOne<Row> join, int width) {
         const auto pixels = static_cast<std::size_t>(width);
         const std::size_t start = random() % 33;
-        RawBytes raw = anyBytes(start + pixels * sampleBytes<Row> + 40);
+        RawBytes raw = anyBytes(start + pixels * bytes + 40);
         RawBytes wanted = raw;
         Channel<Row> samples(random, width);
         for (std::size_t x = 0; x < pixels; ++x) {
-            for (std::size_t i = 0; i < sampleBytes<Row>; ++i) {
-                wanted[start + x * sampleBytes<Row> + i] = static_cast<unsigned char>(samples[x] >> (8 * i) & 0xFF);
+            for (std::size_t i = 0; i < bytes; ++i) {
+                wanted[start + x * bytes + i] = static_cast<unsigned char>(samples[x] >> (8 * i) & 0xFF);
             }
         }
         join(samples.samples(), width, raw.data() + start);
@@ -170,11 +170,14 @@ TEST_F(TargetRawRows, OfWordsAreTakenApartIntoShorts) {
 }
 
 TEST_F(TargetRawRows, AreMadeOfTheLowBytesOfSamples) {
-    forEveryWidth([&](Target target, int width) { checkJoin<short>(joinRawRows(target).bytes, width); });
+    forEveryWidth([&](Target target, int width) { checkJoin<short, 1>(joinRawRows(target).bytes, width); });
 }
 
 TEST_F(TargetRawRows, AreMadeOfTheLowWordsOfSamples) {
-    forEveryWidth([&](Target target, int width) { checkJoin<int>(joinRawRows(target).words, width); });
+    forEveryWidth([&](Target target, int width) {
+        checkJoin<int, 2>(joinRawRows(target).words, width);
+        checkJoin<short, 2>(joinRawRows(target).smallWords, width);
+    });
 }
 
 TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {

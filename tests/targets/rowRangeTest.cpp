@@ -143,10 +143,14 @@ TEST_P(RowRange, RoundsEveryPredictSumOfSmallLongSamples) {
             farRight[i] = rest(near - rises);
         }
         std::vector<short> row = constant(all, 100);
+        std::vector<short> inverse = row;
         smallLongKernels.predict(row.data(), farLeft.data(), left.data(), right.data(), farRight.data(), lengthOf(row));
+        smallLongKernels.unpredict(inverse.data(), farLeft.data(), left.data(), right.data(), farRight.data(),
+                                   lengthOf(row));
         for (std::size_t i = 0; i < all.size(); ++i) {
             const long sum = predictSum<long>(farLeft[i], left[i], right[i], farRight[i]);
             ASSERT_EQ(row[i], (predicted<long, Exact>(100, sum))) << left[i] + right[i] << " that rise by " << rises;
+            ASSERT_EQ(inverse[i], (unpredicted<long, Exact>(100, sum))) << left[i] + right[i] << ", " << rises;
         }
     }
 }

@@ -124,6 +124,39 @@ TYPED_TEST(RowSplitting, BoundsSingleSamplesAtEveryPlace) {
     }
 }
 
+TEST(RowSplittingOfShorts, ConvertsOnTheWay) {
+    Random random{4};
+    const Magnitudes any{1L << 15};
+    for (const Target target : fastTargets()) {
+        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
+        for (const int n : rowLengths()) {
+            const auto all = static_cast<std::size_t>(n);
+            const RowBuffer<short> row(random, all, any);
+            RowBuffer<short> even(random, (all + 1) / 2, any), odd(random, all / 2, any);
+            RowBuffer<int> wideEven(random, (all + 1) / 2, any), wideOdd(random, all / 2, any);
+            auto wantedEven = wideEven, wantedOdd = wideOdd;
+            for (std::size_t i = 0; i < all; ++i) {
+                (i % 2 == 0 ? even : odd)[i / 2] = row[i];
+                (i % 2 == 0 ? wantedEven : wantedOdd)[i / 2] = row[i];
+            }
+            SCOPED_TRACE(testing::Message() << target << ", length " << n);
+            kernels.splitWidening(row.row(), n, wideEven.row(), wideOdd.row());
+            ASSERT_TRUE(wideEven.agreesWith(wantedEven, wideEven.paddingSize()));
+            ASSERT_TRUE(wideOdd.agreesWith(wantedOdd, wideOdd.paddingSize()));
+            RowBuffer<short> merged(random, all, any);
+            RowBuffer<int> wideMerged(random, all, any);
+            auto wanted = merged;
+            auto wantedWide = wideMerged;
+            std::copy_n(row.row(), n, wanted.row());
+            std::copy_n(row.row(), n, wantedWide.row());
+            kernels.mergeNarrowing(merged.row(), n, wideEven.row(), wideOdd.row());
+            ASSERT_TRUE(merged.agreesWith(wanted, 0));
+            kernels.mergeWidening(wideMerged.row(), n, even.row(), odd.row());
+            ASSERT_TRUE(wideMerged.agreesWith(wantedWide, 0));
+        }
+    }
+}
+
 TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
     Random random{3};
     for (const Target target : fastTargets()) {
@@ -139,6 +172,12 @@ TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
             rowKernels<SmallLong>(target).extendRange(row.row(), n, wider);
             EXPECT_EQ(wider.least, -40000);
             EXPECT_EQ(wider.largest, *largest);
+            const RowBuffer<int> wideRow(random, static_cast<std::size_t>(n), {1L << random() % 31});
+            const auto [leastWide, largestWide] = std::minmax_element(wideRow.row(), wideRow.row() + n);
+            SampleRange ofWide;
+            rowKernels<SmallLong>(target).extendRangeOfWide(wideRow.row(), n, ofWide);
+            EXPECT_EQ(ofWide.least, *leastWide);
+            EXPECT_EQ(ofWide.largest, *largestWide);
         }
     }
 }

@@ -62,7 +62,8 @@ constexpr std::array responses{
     Response{"  + -+++- +   ", 0},  // an updated sample
     Response{"     -+-      ", 0},  // one before its update
     Response{"  +--+-+--+   ", 1},  // sixteen times the prediction of a sample that was not updated
-    Response{"  +--+++--+   ", 1}}; // a sample before its prediction
+    Response{"  +--+++--+   ", 1},  // a sample before its prediction
+    Response{"  +- +-+ -+   ", 1}}; // how four samples rise and fall before they are updated
 
 constexpr int responseLength = 14;
 

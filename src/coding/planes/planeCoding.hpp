@@ -40,6 +40,10 @@ public:
     // After read: the next n coefficients of a class of a channel, in scan order. They are the image's and stay until
     // more of the class are asked for. Throws std::bad_alloc.
     virtual const RowSample<T>* take(int channel, int c, long n) = 0;
+    // The same in short, where magnitudes have no more than 15 bits. A class is always taken in the same way.
+    virtual const short* takeSmall(int channel, int c, long n) = 0;
+    // After read: magnitudes of a class are below 2^n.
+    virtual int magnitudeBits(int channel, int c) const = 0;
 };
 
 template <typename T>

@@ -49,6 +49,15 @@ struct SampleRange {
     // and two neighbouring ones 4.79 w together, four samples that rise and fall 4.5 w, twice a prediction 2.38 |m| +
     // 2.23 w, an approximation 1.42 |m| + 1.59 w.
     bool isSmall() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
+
+    // The same on the way back, for approximations in such a range and all other coefficients at most d. Up the
+    // columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients, twice a
+    // prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row from
+    // there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| + 0.56
+    // w + 3.11 d.
+    bool isSmallWith(int d) const {
+        return least >= -7500 && largest <= 7500 && 1773L * (largest - least) + 5430L * d <= 27'000'000;
+    }
 };
 
 template <typename T>
@@ -63,8 +72,12 @@ struct RowKernels {
     // The same bound alone.
     long (*largest)(const Row* x, int n);
 
-    // Extends a range by n samples. Only for short rows.
+    // Between short rows and int ones. As split; as merge, where the samples are short; extends a range by n samples.
+    void (*splitWidening)(const short* x, int n, int* even, int* odd);
+    void (*mergeWidening)(int* x, int n, const short* even, const short* odd);
+    void (*mergeNarrowing)(short* x, int n, const int* even, const int* odd);
     void (*extendRange)(const short* x, int n, SampleRange& range);
+    void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);

@@ -31,7 +31,7 @@ void transformInLanes(typename L::Row* even, typename L::Row* odd, int n) {
     }
 }
 
-template <typename L>
+template <typename L, L (*predict)(L, L, L, L)>
 void untransformInLanes(typename L::Row* even, typename L::Row* odd, int n) {
     using Row = typename L::Row;
     const ExactEnds ends(n);
@@ -44,7 +44,7 @@ void untransformInLanes(typename L::Row* even, typename L::Row* odd, int n) {
         const L oddRight = L::load(odd + i + L::count);
         const L right = unupdated(L::load(even + i + L::count), before(oddHere, oddRight), oddRight);
         here.store(even + i);
-        (oddHere + prediction(before(left, here), here, behind(here, right), twoBehind(here, right))).store(odd + i);
+        (oddHere + predict(before(left, here), here, behind(here, right), twoBehind(here, right))).store(odd + i);
         left = here;
         here = right;
         oddHere = oddRight;

@@ -37,7 +37,8 @@ long largestInRow(const Row* x, int n) {
     return boundFrom(bits);
 }
 
-inline void extendRange(const short* x, int n, SampleRange& range) {
+template <typename Row>
+void extendRange(const Row* x, int n, SampleRange& range) {
     SampleRange extended = range;
     for (int i = 0; i < n; ++i) {
         extended.add(x[i]);
@@ -45,15 +46,27 @@ inline void extendRange(const short* x, int n, SampleRange& range) {
     range = extended;
 }
 
-template <typename Row>
-void mergePairs(Row* __restrict x, int n, const Row* __restrict even, const Row* __restrict odd) {
+template <typename Row, typename From = Row>
+void mergePairs(Row* __restrict x, int n, const From* __restrict even, const From* __restrict odd) {
     const int pairs = n / 2;
     for (int i = 0; i < pairs; ++i) {
-        x[2 * i] = even[i];
-        x[2 * i + 1] = odd[i];
+        x[2 * i] = static_cast<Row>(even[i]);
+        x[2 * i + 1] = static_cast<Row>(odd[i]);
     }
     if (n % 2 != 0) {
-        x[n - 1] = even[pairs];
+        x[n - 1] = static_cast<Row>(even[pairs]);
+    }
+}
+
+template <typename Row, typename From>
+void splitPairs(const From* x, int n, Row* __restrict even, Row* __restrict odd) {
+    const int pairs = n / 2;
+    for (int i = 0; i < pairs; ++i) {
+        even[i] = x[2 * i];
+        odd[i] = x[2 * i + 1];
+    }
+    if (n % 2 != 0) {
+        even[pairs] = x[n - 1];
     }
 }
 
@@ -167,7 +180,11 @@ constexpr RowKernels<T> genericRowKernels() {
     return {splitRow<Row>,
             mergeRow<Row>,
             largestInRow<Row>,
-            extendRange,
+            splitPairs<int, short>,
+            mergePairs<int, short>,
+            mergePairs<short, int>,
+            extendRange<short>,
+            extendRange<int>,
             predictRow<Row, Wrapped>,
             predictRow<Row, Exact>,
             updateRow<Row>,

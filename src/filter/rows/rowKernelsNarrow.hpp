@@ -133,7 +133,7 @@ constexpr RowKernels<short> narrowRowKernels() {
     kernels.updateSmall = updateSmallNarrow;
     kernels.transformAlongSmall = transformInLanes<Lanes, prediction, updatedSmall>;
     kernels.transformAlong = transformInLanes<Lanes, prediction, updated>;
-    kernels.untransformAlong = untransformInLanes<Lanes>;
+    kernels.untransformAlong = untransformInLanes<Lanes, prediction>;
     kernels.update = updateNarrow;
     kernels.unpredict = unpredictNarrow;
     kernels.unupdate = unupdateNarrow;

@@ -10,12 +10,21 @@ inline Lanes predictionInParts(Lanes farLeft, Lanes left, Lanes right, Lanes far
     return shiftRight<1>(near + shiftRight<3>(rest + Lanes::all(8) + sign));
 }
 
+inline Lanes predictionInParts(const short* farLeft, const short* left, const short* right, const short* farRight) {
+    return predictionInParts(Lanes::load(farLeft), Lanes::load(left), Lanes::load(right), Lanes::load(farRight));
+}
+
 inline void predictInParts(short* odd, const short* farLeft, const short* left, const short* right,
                            const short* farRight, int n) {
     forVectors(n, [=](int i) {
-        const Lanes sum = predictionInParts(Lanes::load(farLeft + i), Lanes::load(left + i), Lanes::load(right + i),
-                                            Lanes::load(farRight + i));
-        (Lanes::load(odd + i) - sum).store(odd + i);
+        (Lanes::load(odd + i) - predictionInParts(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
+    });
+}
+
+inline void unpredictInParts(short* odd, const short* farLeft, const short* left, const short* right,
+                             const short* farRight, int n) {
+    forVectors(n, [=](int i) {
+        (Lanes::load(odd + i) + predictionInParts(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
 }
 
@@ -39,6 +48,7 @@ inline void extendRangeInLanes(const short* x, int n, SampleRange& range) {
 constexpr RowKernels<SmallLong> smallLongRowKernels() {
     RowKernels<SmallLong> kernels = genericRowKernels<SmallLong>();
     kernels.split = splitNarrow;
+    kernels.merge = mergeNarrow;
     kernels.extendRange = extendRangeInLanes;
     kernels.predict = predictInParts;
     kernels.predictExact = predictInParts;
@@ -48,5 +58,11 @@ constexpr RowKernels<SmallLong> smallLongRowKernels() {
     kernels.transformAlongSmall = transformInLanes<Lanes, predictionInParts, updated>;
     kernels.transformAlong = transformInLanes<Lanes, predictionInParts, updated>;
     kernels.transformAlongExact = transformInLanes<Lanes, predictionInParts, updated>;
+    kernels.unpredict = unpredictInParts;
+    kernels.unpredictExact = unpredictInParts;
+    kernels.unupdate = unupdateNarrow;
+    kernels.unupdateExact = unupdateNarrow;
+    kernels.untransformAlong = untransformInLanes<Lanes, predictionInParts>;
+    kernels.untransformAlongExact = untransformInLanes<Lanes, predictionInParts>;
     return kernels;
 }

@@ -197,8 +197,8 @@ void unfold(const unsigned char (*parts)[valuesAtOnce], V* values) {
 }
 
 // The values of `words` words of a block, and of up to seven words more.
-template <int bytes, typename T>
-void unslice(const FilledRows<T>& filled, int words, RowSample<T>* values) {
+template <int bytes, typename T, typename V>
+void unslice(const FilledRows<T>& filled, int words, V* values) {
     unsigned char parts[bytes][valuesAtOnce] = {};
     for (int w = 0; w < words; w += wordsAtOnce) {
         for (int i = 0; i < bytes; ++i) {
@@ -211,27 +211,27 @@ void unslice(const FilledRows<T>& filled, int words, RowSample<T>* values) {
 }
 
 // As many bytes as the block needs (1.06 to 1.09 times on whole decodes of 16 bits).
-template <typename T>
-void unslice(const FilledRows<T>& filled, int words, RowSample<T>* values) {
+template <typename T, typename V>
+void unslice(const FilledRows<T>& filled, int words, V* values) {
     const int bytes = filled.bytesUsed();
     if (bytes == 1) {
         unslice<1>(filled, words, values);
     } else if (bytes == 2) {
         unslice<2>(filled, words, values);
     } else {
-        unslice<static_cast<int>(sizeof(RowSample<T>))>(filled, words, values);
+        unslice<static_cast<int>(sizeof(V))>(filled, words, values);
     }
 }
 
-// Makes the values of a class, in order, when they are asked for.
-template <typename T>
+// Makes the values of a class, in order, when they are asked for: as numbers V that can hold them.
+template <typename T, typename V>
 class ClassReader {
 public:
     explicit ClassReader(const ClassState<T>& classState) : state(classState) {}
 
     // The next n values; they stay until the next call. Most lie in one block and are used where they were made: copies
     // of all took one part in a hundred of a decode.
-    const RowSample<T>* take(long n) {
+    const V* take(long n) {
         if (made - next < n) {
             makeMore(n);
         }
@@ -251,13 +251,13 @@ private:
         }
     }
 
-    void makeBlock(RowSample<T>* to) {
+    void makeBlock(V* to) {
         const FilledRows<T> filled(state.block(block), state.lowestPlane, state.highestPlane);
         unslice(filled, state.words(block), to);
     }
 
     const ClassState<T>& state;
-    std::vector<RowSample<T>> values;
+    std::vector<V> values;
     long block = 0;
     long made = 0; // of the values
     long next = 0;

@@ -33,6 +33,7 @@ public:
     };
 
     std::vector<Channel>& all() { return channels; }
+    const Channel& of(int channel) const { return channels[static_cast<std::size_t>(channel)]; }
 
 private:
     static long blocksFor(long samples) {
@@ -71,7 +72,7 @@ public:
         SlicedChannels<T>& channels = sliced.emplace(shape, topPlane);
         const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
         for (auto& channel : channels.all()) {
-            std::vector<ClassReader<T>>& ofChannel = readers.emplace_back();
+            std::vector<Readers>& ofChannel = readers.emplace_back();
             for (int c = 0; c <= shape.levels; ++c) {
                 ofChannel.emplace_back(channel.classes[c]);
             }
@@ -79,16 +80,28 @@ public:
         return endedEarly;
     }
 
-    const RowSample<T>* take(int channel, int c, long n) override {
-        return readers[static_cast<std::size_t>(channel)][static_cast<std::size_t>(c)].take(n);
-    }
+    const RowSample<T>* take(int channel, int c, long n) override { return readersOf(channel, c).ofAny.take(n); }
+    const short* takeSmall(int channel, int c, long n) override { return readersOf(channel, c).ofSmall.take(n); }
+    int magnitudeBits(int channel, int c) const override { return sliced->of(channel).classes[c].highestPlane + 1; }
 
 private:
+    // One of them is used.
+    struct Readers {
+        explicit Readers(const ClassState<T>& state) : ofAny(state), ofSmall(state) {}
+
+        ClassReader<T, RowSample<T>> ofAny;
+        ClassReader<T, short> ofSmall;
+    };
+
+    Readers& readersOf(int channel, int c) {
+        return readers[static_cast<std::size_t>(channel)][static_cast<std::size_t>(c)];
+    }
+
     ImageShape shape;
     // What any stream needs, untouched and given back for what this one does: where there is not so much, none is read.
     std::unique_ptr<unsigned char[]> reserve;
     std::optional<SlicedChannels<T>> sliced;
-    std::vector<std::vector<ClassReader<T>>> readers; // [channel][class]
+    std::vector<std::vector<Readers>> readers; // [channel][class]
 };
 
 template <typename T>

@@ -15,11 +15,11 @@ class CoarserForwardOfAny : public CoarserForward<SmallLong>, public CoarserForw
 // larger samples or comes as such a row. Rows of short take half the time (16-bit images with samples of 12 bits: 1.3
 // times on transforming them).
 template <typename SmallPass, typename Pass>
-class WideningLevel final : public CoarserForwardOfAny {
+class WideningForwardLevel final : public CoarserForwardOfAny {
 public:
     // The next coarser level is not owned.
-    WideningLevel(const Lattice<long>& itsLattice, Target itsTarget, const SmallPass& smallPass, const Pass& passOn,
-                  CoarserForwardOfAny* coarserLevel)
+    WideningForwardLevel(const Lattice<long>& itsLattice, Target itsTarget, const SmallPass& smallPass,
+                         const Pass& passOn, CoarserForwardOfAny* coarserLevel)
         : lattice(itsLattice), target(itsTarget), pass(passOn), coarser(coarserLevel) {
         if (gainsFromShortRows(target)) {
             const Lattice<SmallLong> same{nullptr, lattice.width, lattice.height, lattice.stride, lattice.step};
@@ -34,7 +34,8 @@ public:
             SplitRow<short>& row = small->place(y);
             rowKernels<SmallLong>(target).split(samples, lattice.columns(), row.even, row.odd);
         } else {
-            splitWidening(samples, wide->place(y));
+            const SplitRow<int>& row = wide->place(y);
+            rowKernels<SmallLong>(target).splitWidening(samples, lattice.columns(), row.even, row.odd);
         }
         taken(y, small && staysSmall(y));
     }
@@ -94,17 +95,6 @@ private:
         kernels.extendRange(row.even, (lattice.columns() + 1) / 2, range);
         kernels.extendRange(row.odd, lattice.columns() / 2, range);
         return range.isSmall();
-    }
-
-    void splitWidening(const short* samples, const SplitRow<int>& row) const {
-        const int pairs = lattice.columns() / 2;
-        for (int i = 0; i < pairs; ++i) {
-            row.even[i] = samples[2 * i];
-            row.odd[i] = samples[2 * i + 1];
-        }
-        if (lattice.columns() % 2 != 0) {
-            row.even[pairs] = samples[2 * pairs];
-        }
     }
 
     void widen() {

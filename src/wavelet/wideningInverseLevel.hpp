@@ -1,0 +1,71 @@
+// Levels of the inverse transform of long samples whose rows are short ones as long as their samples allow it.
+#pragma once
+
+#include "wavelet/inverseLevel.hpp"
+#include "wavelet/planeLevel.hpp"
+
+#include <memory>
+
+namespace teko {
+
+// Gives its rows as either: one of both.
+struct AnySplitRow {
+    const SplitRow<short>* small;
+    const SplitRow<int>* wide;
+};
+
+class CoarserInverseOfAny {
+public:
+    virtual ~CoarserInverseOfAny() = default;
+
+    // Row y, to be used before the next is asked for.
+    virtual AnySplitRow restore(int y) = 0;
+};
+
+// A level that starts small, where it is told that it can, and goes on as a wide one from the first row on that does
+// not suit. fill(y, row) is as for InverseLevel; wideFill also has refill(y, row), for a row that did not suit.
+template <typename SmallFill, typename WideFill>
+class WideningInverseLevel final : public CoarserInverseOfAny {
+public:
+    WideningInverseLevel(const Lattice<long>& itsLattice, Target itsTarget, bool startsSmall,
+                         const SmallFill& smallFill, const WideFill& itsWideFill)
+        : lattice(itsLattice), target(itsTarget), wideFill(itsWideFill) {
+        if (startsSmall) {
+            const Lattice<SmallLong> same{nullptr, lattice.width, lattice.height, lattice.stride, lattice.step};
+            small = std::make_unique<Small>(same, rowKernels<SmallLong>(target), smallFill);
+        } else {
+            wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), wideFill);
+        }
+    }
+
+    AnySplitRow restore(int y) override {
+        if (small && !small->reach(y)) {
+            wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), wideFill, *small);
+            small.reset();
+        }
+        return small ? AnySplitRow{&small->restore(y), nullptr} : AnySplitRow{nullptr, &wide->restore(y)};
+    }
+
+private:
+    using Small = InverseLevel<SmallLong, SmallFill>;
+    using Wide = InverseLevel<long, WideFill>;
+
+    Lattice<long> lattice;
+    Target target;
+    WideFill wideFill;
+    std::unique_ptr<Small> small;
+    std::unique_ptr<Wide> wide;
+};
+
+template <typename Fill>
+class InversePlaneLevelOfAny final : public CoarserInverseOfAny {
+public:
+    InversePlaneLevelOfAny(const Lattice<long>& lattice, const Fill& fill) : level(lattice, fill) {}
+
+    AnySplitRow restore(int y) override { return {nullptr, &level.restore(y)}; }
+
+private:
+    InversePlaneLevel<long, Fill> level;
+};
+
+} // namespace teko
