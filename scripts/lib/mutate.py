@@ -273,4 +273,5 @@ def main():
     print(f'{(time.monotonic() - start) / 60:.0f} minutes')
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -44,8 +44,8 @@ public:
     // Where the next row goes, with its bound: samples of 8 or 16 bits, or differences of two samples of 8 bits. Behind
     // both parts is room for a vector of 32 samples.
     SplitRow<RowSample<T>>& next();
-    // The same in a row of short: only for long samples, and null once there have been larger ones
-    // than suit such rows. Who meets one that is no short asks by next for the same row again.
+    // The same in a row of short, for long samples alone, that takes 0 to 32767. Null once there have been samples that
+    // lie too far apart for such rows; who meets one that is no short asks for the same row again, by next.
     SplitRow<short>* nextSmall();
     // After it is there. With the last row, all coefficients have been passed on.
     void advance();

@@ -267,42 +267,6 @@ protected:
     }
 };
 
-// As large as sums can be with coefficients of such sizes, at an even row and an odd one of the only level.
-TEST_F(TargetTransformOfWords, BackFromCoefficientsThatAddUpIsThePlainOne) {
-    for (const int y : {2, 3}) {
-        const LaidOutImage<long> signs = raising(24, 7, y, 11);
-        for (const long d : {0L, 511L, 1023L, 2047L, 4095L, 8191L}) {
-            for (long range = 500; range <= 20000; range += 500) {
-                for (const long sign : {1L, -1L}) {
-                    const long middle = sign * std::max(0L, 7499 - range / 2);
-                    LaidOutImage<long> image(24, 7, 1);
-                    image.fill([&](int, int row, int column) {
-                        const bool isApproximation = row % 2 == 0 && column % 2 == 0;
-                        const long distance = sign * signs.at(0, row, column) * (isApproximation ? range / 2 : d);
-                        return isApproximation ? middle + distance : distance;
-                    });
-                    checkInverse(image);
-                    ASSERT_FALSE(HasFatalFailure()) << "range " << range << ", " << d;
-                }
-            }
-        }
-    }
-}
-
-// The same on the way back, where the largest of the coefficients that are no approximations counts, too.
-TEST_F(TargetTransformOfWords, BackFromRangesAroundThoseOfShortRowsIsThePlainOne) {
-    for (int round = 0; round < 4; ++round) {
-        for (const long d : {0L, 63L, 255L, 511L, 1023L, 1024L, 2047L, 2048L, 3018L, 4095L, 8191L}) {
-            for (const long range : {100L, 3000L, 5900L, 8000L, 12200L, 14000L, 15000L, 18400L, 25000L, 40000L}) {
-                for (const long middle : {0L, 3000L, 7500L - range / 2, 7501L - range / 2, 15000L, -5000L, 20000L}) {
-                    checkInverseRange(middle, range, d, round % 2 != 0);
-                    ASSERT_FALSE(HasFatalFailure()) << middle << ", range " << range << ", " << d;
-                }
-            }
-        }
-    }
-}
-
 TEST_F(TargetTransformOfWords, InRangesAroundThoseOfShortRowsIsThePlainOne) {
     for (int round = 0; round < 4; ++round) {
         for (const long range : {255L, 1500L, 2800L, 4095L, 4096L, 6399L, 6400L, 6401L, 7000L, 8191L, 8192L}) {
@@ -326,6 +290,42 @@ TEST_F(TargetTransformOfWords, OfAnySamplesInARangeIsThePlainOne) {
             [&](int, int, int) { return least + static_cast<long>(random() % static_cast<unsigned long>(range)); });
         check(image);
         ASSERT_FALSE(HasFatalFailure());
+    }
+}
+
+// On the way back the largest of the coefficients that are no approximations counts, too. Here sums are as large as
+// coefficients of such sizes can make them, at an even row and an odd one of the only level.
+TEST_F(TargetTransformOfWords, BackFromCoefficientsThatAddUpIsThePlainOne) {
+    for (const int y : {2, 3}) {
+        const LaidOutImage<long> signs = raising(24, 7, y, 11);
+        for (const long d : {0L, 511L, 1023L, 2047L, 4095L, 8191L}) {
+            for (long range = 500; range <= 20000; range += 500) {
+                for (const long sign : {1L, -1L}) {
+                    const long middle = sign * std::max(0L, 7499 - range / 2);
+                    LaidOutImage<long> image(24, 7, 1);
+                    image.fill([&](int, int row, int column) {
+                        const bool isApproximation = row % 2 == 0 && column % 2 == 0;
+                        const long distance = sign * signs.at(0, row, column) * (isApproximation ? range / 2 : d);
+                        return isApproximation ? middle + distance : distance;
+                    });
+                    checkInverse(image);
+                    ASSERT_FALSE(HasFatalFailure()) << "range " << range << ", " << d;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(TargetTransformOfWords, BackFromRangesAroundThoseOfShortRowsIsThePlainOne) {
+    for (int round = 0; round < 4; ++round) {
+        for (const long d : {0L, 63L, 255L, 511L, 1023L, 1024L, 2047L, 2048L, 3018L, 4095L, 8191L}) {
+            for (const long range : {100L, 3000L, 5900L, 8000L, 12200L, 14000L, 15000L, 18400L, 25000L, 40000L}) {
+                for (const long middle : {0L, 3000L, 7500L - range / 2, 7501L - range / 2, 15000L, -5000L, 20000L}) {
+                    checkInverseRange(middle, range, d, round % 2 != 0);
+                    ASSERT_FALSE(HasFatalFailure()) << middle << ", range " << range << ", " << d;
+                }
+            }
+        }
     }
 }
 
