@@ -119,12 +119,12 @@ void decodeRows(RowDecoder<short>& decoder, int width, int height, int channels,
 void decodeRows(RowDecoder<long>& decoder, int width, int height, int, int limit, std::FILE* raw) {
     RawRows rows(raw, 2 * static_cast<std::size_t>(width));
     const JoinRawRows& join = joinRawRows(activeTarget());
-    InverseStream<long>& transform = decoder.channel(0);
     for (int y = 0; y < height; ++y) {
-        if (const SplitRow<short>* const row = transform.nextSmall()) {
-            putRow(*row, width, limit, join.smallWords, rows);
+        const AnySplitRow row = decoder.channel(0).next();
+        if (row.small != nullptr) {
+            putRow(*row.small, width, limit, join.smallWords, rows);
         } else {
-            putRow(transform.next(), width, limit, join.words, rows);
+            putRow(*row.wide, width, limit, join.words, rows);
         }
     }
     rows.finish();

@@ -17,6 +17,12 @@ struct Lattice {
     unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
     T* row(int y) const { return plane + static_cast<long>(y) * stride; }
 
+    // The same places of other samples, without a plane.
+    template <typename Other>
+    Lattice<Other> of() const {
+        return {nullptr, width, height, stride, step};
+    }
+
     // Of so many levels later.
     Lattice coarser(int levels) const { return {plane, width, height, stride, step << levels}; }
 

@@ -6,7 +6,6 @@
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -102,10 +101,9 @@ void ForwardStream<T>::advance() {
 template <typename T>
 class InverseStream<T>::Chain {
 public:
-    using Row = RowSample<T>;
     using Levels = InverseLevels<T>;
 
-    Chain(int width, int height, Target target, CoefficientSource<T>& source) : columns(width) {
+    Chain(int width, int height, Target target, CoefficientSource<T>& source) {
         const int numberOf = numberOfLevels(width, height);
         typename Levels::Coarser* coarser = nullptr;
         for (int level = numberOf - 1; level >= 0; --level) {
@@ -116,41 +114,11 @@ public:
         }
     }
 
-    const SplitRow<Row>& next() {
-        if constexpr (std::is_same_v<T, long>) {
-            const AnySplitRow row = levels.back()->restore(y++);
-            return row.small != nullptr ? widened(*row.small) : *row.wide;
-        } else {
-            return levels.back()->restore(y++);
-        }
-    }
-
-    const SplitRow<short>* nextSmall() {
-        if constexpr (std::is_same_v<T, long>) {
-            const SplitRow<short>* const row = levels.back()->restore(y).small;
-            y += row != nullptr ? 1 : 0;
-            return row;
-        } else {
-            return nullptr;
-        }
-    }
+    NextRow next() { return levels.back()->restore(y++); }
 
 private:
-    const SplitRow<Row>& widened(const SplitRow<short>& row) {
-        for (std::vector<Row>& part : parts) {
-            part.resize(static_cast<std::size_t>(columns) + 32);
-        }
-        std::copy_n(row.even, (columns + 1) / 2, parts[0].data());
-        std::copy_n(row.odd, columns / 2, parts[1].data());
-        wide = {parts[0].data(), parts[1].data(), 0};
-        return wide;
-    }
-
-    int columns;
     std::vector<std::unique_ptr<typename Levels::Coarser>> levels; // the coarsest first
     int y = 0;
-    std::vector<Row> parts[2]; // of a short row that was asked for as any other
-    SplitRow<Row> wide{};
 };
 
 template <typename T>
@@ -164,13 +132,8 @@ template <typename T>
 InverseStream<T>::InverseStream(InverseStream&&) noexcept = default;
 
 template <typename T>
-const SplitRow<RowSample<T>>& InverseStream<T>::next() {
+typename InverseStream<T>::NextRow InverseStream<T>::next() {
     return chain->next();
-}
-
-template <typename T>
-const SplitRow<short>* InverseStream<T>::nextSmall() {
-    return chain->nextSmall();
 }
 
 template class ForwardStream<short>;

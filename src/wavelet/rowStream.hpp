@@ -6,6 +6,7 @@
 #include "target/target.hpp"
 
 #include <memory>
+#include <type_traits>
 
 namespace teko {
 
@@ -47,7 +48,8 @@ public:
     // The same in a row of short, for long samples alone, that takes 0 to 32767. Null once there have been samples that
     // lie too far apart for such rows; who meets one that is no short asks for the same row again, by next.
     SplitRow<short>* nextSmall();
-    // After it is there. With the last row, all coefficients have been passed on.
+    // After it is there. With the last row, all coefficients have been passed on. These three throw std::bad_alloc
+    // where rows of short go on as rows of int.
     void advance();
 
 private:
@@ -84,10 +86,10 @@ public:
     ~InverseStream();
     InverseStream(InverseStream&&) noexcept;
 
-    // The next row, from the top; to be used before the next is asked for, and may be changed.
-    const SplitRow<RowSample<T>>& next();
-    // The same if it is a row of short, which only those of long samples may be; null if it is not, then next gives it.
-    const SplitRow<short>* nextSmall();
+    using NextRow = std::conditional_t<std::is_same_v<T, long>, AnySplitRow, const SplitRow<short>&>;
+
+    // The next row, from the top; to be used before the next is asked for, and may be changed. Throws std::bad_alloc.
+    NextRow next();
 
 private:
     class Chain;

@@ -22,8 +22,7 @@ public:
                          const Pass& passOn, CoarserForwardOfAny* coarserLevel)
         : lattice(itsLattice), target(itsTarget), pass(passOn), coarser(coarserLevel) {
         if (gainsFromShortRows(target)) {
-            const Lattice<SmallLong> same{nullptr, lattice.width, lattice.height, lattice.stride, lattice.step};
-            small = std::make_unique<Small>(same, rowKernels<SmallLong>(target), smallPass, coarser);
+            small = std::make_unique<Small>(lattice.of<SmallLong>(), rowKernels<SmallLong>(target), smallPass, coarser);
         } else {
             wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), pass, coarser);
         }

@@ -8,12 +8,7 @@
 
 namespace teko {
 
-// Gives its rows as either: one of both.
-struct AnySplitRow {
-    const SplitRow<short>* small;
-    const SplitRow<int>* wide;
-};
-
+// Gives its rows as either.
 class CoarserInverseOfAny {
 public:
     virtual ~CoarserInverseOfAny() = default;
@@ -31,8 +26,7 @@ public:
                          const SmallFill& smallFill, const WideFill& itsWideFill)
         : lattice(itsLattice), target(itsTarget), wideFill(itsWideFill) {
         if (startsSmall) {
-            const Lattice<SmallLong> same{nullptr, lattice.width, lattice.height, lattice.stride, lattice.step};
-            small = std::make_unique<Small>(same, rowKernels<SmallLong>(target), smallFill);
+            small = std::make_unique<Small>(lattice.of<SmallLong>(), rowKernels<SmallLong>(target), smallFill);
         } else {
             wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), wideFill);
         }

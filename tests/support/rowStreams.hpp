@@ -133,14 +133,18 @@ void mergeRow(const SplitRow<Row>& row, int width, T* samples) {
     }
 }
 
-// As a short one, if it is one and it may be.
 template <typename T>
-void takeRow(InverseStream<T>& stream, int width, T* samples, bool maybeSmall = true) {
-    if (const SplitRow<short>* const row = maybeSmall ? stream.nextSmall() : nullptr) {
-        mergeRow(*row, width, samples);
+void mergeRow(const AnySplitRow& row, int width, T* samples) {
+    if (row.small != nullptr) {
+        mergeRow(*row.small, width, samples);
     } else {
-        mergeRow(stream.next(), width, samples);
+        mergeRow(*row.wide, width, samples);
     }
+}
+
+template <typename T>
+void takeRow(InverseStream<T>& stream, int width, T* samples) {
+    mergeRow(stream.next(), width, samples);
 }
 
 // The coefficients of a channel.
@@ -160,7 +164,7 @@ bool untransformByRows(ImageData<T>& image, int channel, Target target) {
     ClassProvider<T> source(image, channel);
     InverseStream<T> stream(image.width, image.height, target, source);
     for (int y = 0; y < image.height; ++y) {
-        takeRow(stream, image.width, image.planes[channel] + static_cast<long>(y) * image.stride, y % 8 != 5);
+        takeRow(stream, image.width, image.planes[channel] + static_cast<long>(y) * image.stride);
     }
     return source.isUsedUp();
 }

@@ -60,6 +60,12 @@ struct SampleRange {
     }
 };
 
+// A row of long samples, in one of both forms.
+struct AnySplitRow {
+    const SplitRow<short>* small; // null if it is the other
+    const SplitRow<int>* wide;
+};
+
 template <typename T>
 struct RowKernels {
     using Row = RowSample<T>;
