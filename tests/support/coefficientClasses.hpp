@@ -4,6 +4,7 @@
 #include "coding/subband.hpp"
 #include "image/imageData.hpp"
 
+#include <cstddef>
 #include <vector>
 
 namespace teko {
@@ -26,6 +27,19 @@ std::vector<T> classOf(const ImageData<T>& image, int channel, int c, int levels
     std::vector<T> values;
     forEachOfClass(image, channel, c, levels, [&](T sample) { values.push_back(sample); });
     return values;
+}
+
+// Of all classes up to that of the approximation.
+template <typename T>
+std::vector<std::vector<T>> classesOf(const ImageData<T>& image, int channel, int levels) {
+    std::vector<std::vector<T>> classes(static_cast<std::size_t>(levels) + 1);
+    for (int y = 0; y < image.height; ++y) {
+        const T* row = image.planes[channel] + static_cast<long>(y) * image.stride;
+        for (int x = 0; x < image.width; ++x) {
+            classes[static_cast<std::size_t>(subbandClass(x, y, levels))].push_back(row[x]);
+        }
+    }
+    return classes;
 }
 
 // Takes as many values as the class has.

@@ -68,7 +68,7 @@ inline bool dropPrivileges() {
     return geteuid() != 0 || (setgroups(0, nullptr) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0);
 }
 
-// The child between fork and exec: only calls that are allowed there.
+// The child between vfork and exec: only calls that are allowed there, and no change of what the test has in memory.
 [[noreturn]] inline void become(char* const* arguments, const Circumstances& circumstances, int output, int errors) {
     if (!circumstances.outputPath.empty()) {
         output = open(circumstances.outputPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0666);
@@ -101,7 +101,8 @@ inline Outcome runProgram(const std::vector<std::string>& arguments, const Circu
     pointers.push_back(nullptr);
     const ScratchFile output;
     const ScratchFile errors;
-    const pid_t child = fork();
+    // With sanitizers, copying what the test has mapped takes a third of the time that a run takes.
+    const pid_t child = vfork();
     if (child == 0) {
         program::become(pointers.data(), circumstances, fileno(output.get()), fileno(errors.get()));
     }

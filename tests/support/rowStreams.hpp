@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -47,52 +48,50 @@ template <typename T>
 class ClassProvider final : public CoefficientSource<T> {
 public:
     ClassProvider(const ImageData<T>& image, int channel) {
-        const int levels = numberOfLevels(image.width, image.height);
-        for (int c = 0; c <= levels; ++c) {
-            classes[c] = classOf(image, channel, c, levels);
+        for (std::vector<T>& values : classesOf(image, channel, numberOfLevels(image.width, image.height))) {
+            classes.push_back(Class(std::move(values)));
         }
     }
 
-    const RowSample<T>* take(int c, int n) override {
-        std::vector<RowSample<T>> more; // elsewhere than what was given before
-        for (int i = 0; i < n; ++i) {
-            more.push_back(static_cast<RowSample<T>>(classes[c].at(taken[c]++)));
-        }
-        next[c] = std::move(more);
-        return next[c].data();
-    }
-
-    int magnitudeBits(int c) const override {
-        long largest = 0;
-        for (const T sample : classes[c]) {
-            largest = std::max(largest, std::abs(long{sample}));
-        }
-        return static_cast<int>(std::bit_width(static_cast<unsigned long>(largest)));
-    }
-
-    const short* takeSmall(int c, int n) override {
-        std::vector<short> more;
-        for (int i = 0; i < n; ++i) {
-            more.push_back(static_cast<short>(classes[c].at(taken[c]++)));
-        }
-        nextSmall[c] = std::move(more);
-        return nextSmall[c].data();
-    }
+    const RowSample<T>* take(int c, int n) override { return of(c).take(n, of(c).next); }
+    int magnitudeBits(int c) const override { return classes.at(static_cast<std::size_t>(c)).magnitudeBits; }
+    const short* takeSmall(int c, int n) override { return of(c).take(n, of(c).nextSmall); }
 
     bool isUsedUp() const {
-        for (int c = 0; c < maximumClasses; ++c) {
-            if (taken[c] != classes[c].size()) {
-                return false;
-            }
-        }
-        return true;
+        return std::all_of(classes.begin(), classes.end(),
+                           [](const Class& one) { return one.taken == one.values.size(); });
     }
 
 private:
-    std::vector<T> classes[maximumClasses];
-    std::vector<RowSample<T>> next[maximumClasses];
-    std::vector<short> nextSmall[maximumClasses];
-    std::size_t taken[maximumClasses] = {};
+    struct Class {
+        std::vector<T> values;
+        int magnitudeBits;
+        std::size_t taken = 0;
+        std::vector<RowSample<T>> next = {};
+        std::vector<short> nextSmall = {};
+
+        explicit Class(std::vector<T>&& all) : values(std::move(all)), magnitudeBits(0) {
+            for (const T value : values) {
+                const auto magnitude = static_cast<unsigned long>(std::abs(long{value}));
+                magnitudeBits = std::max(magnitudeBits, static_cast<int>(std::bit_width(magnitude)));
+            }
+        }
+
+        template <typename Row>
+        const Row* take(int n, std::vector<Row>& given) {
+            if (n > static_cast<long>(values.size() - taken)) {
+                throw std::out_of_range("a class has no more values");
+            }
+            const T* const first = values.data() + taken;
+            given = std::vector<Row>(first, first + n); // elsewhere than what was given before
+            taken += static_cast<std::size_t>(n);
+            return given.data();
+        }
+    };
+
+    Class& of(int c) { return classes.at(static_cast<std::size_t>(c)); }
+
+    std::vector<Class> classes;
 };
 
 // Puts a row into its place in a forward stream, as short ones where the stream takes them so. Returns whether it did.
@@ -117,10 +116,7 @@ void passRow(const T* samples, int width, Target target, ForwardStream<T>& strea
     if (passShortRow(samples, width, stream)) {
         return;
     }
-    std::vector<RowSample<T>> row;
-    for (int x = 0; x < width; ++x) {
-        row.push_back(static_cast<RowSample<T>>(samples[x]));
-    }
+    const std::vector<RowSample<T>> row(samples, samples + width);
     auto& to = stream.next();
     to.largest = rowKernels<T>(target).split(row.data(), width, to.even, to.odd);
     stream.advance();
