@@ -62,8 +62,9 @@ public:
     void fill(Function sampleAt) {
         for (int c = 0; c < image.channels; ++c) {
             for (int y = 0; y < image.height; ++y) {
+                T* const row = &at(c, y, 0);
                 for (int x = 0; x < image.width; ++x) {
-                    at(c, y, x) = static_cast<T>(sampleAt(c, y, x));
+                    row[x] = static_cast<T>(sampleAt(c, y, x));
                 }
             }
         }

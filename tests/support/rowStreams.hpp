@@ -70,11 +70,12 @@ private:
         std::vector<RowSample<T>> next = {};
         std::vector<short> nextSmall = {};
 
-        explicit Class(std::vector<T>&& all) : values(std::move(all)), magnitudeBits(0) {
+        explicit Class(std::vector<T>&& all) : values(std::move(all)) {
+            unsigned long magnitudes = 0;
             for (const T value : values) {
-                const auto magnitude = static_cast<unsigned long>(std::abs(long{value}));
-                magnitudeBits = std::max(magnitudeBits, static_cast<int>(std::bit_width(magnitude)));
+                magnitudes |= static_cast<unsigned long>(std::abs(long{value}));
             }
+            magnitudeBits = static_cast<int>(std::bit_width(magnitudes));
         }
 
         template <typename Row>

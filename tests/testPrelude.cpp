@@ -1,0 +1,1 @@
+// Holds nothing: a library needs a source, and this one is there for its precompiled headers.
