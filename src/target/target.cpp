@@ -13,18 +13,36 @@ namespace teko {
 namespace {
 
 #if defined(__x86_64__)
+// For leaves that every x86-64 has: asking for the highest one first would take a second CPUID, 17 us where a machine
+// that is a guest is asked.
+struct CpuidLeaf {
+    unsigned eax;
+    unsigned ebx;
+    unsigned ecx;
+    unsigned edx;
+
+    explicit CpuidLeaf(unsigned leaf) { __cpuid(leaf, eax, ebx, ecx, edx); }
+};
+
+// Where it is missing, its code is that of another instruction: wrong results instead of a signal. Not among the names
+// that __builtin_cpu_supports of Clang 14 takes.
+bool hasLzcnt() {
+    return (CpuidLeaf(0x80000001U).ecx >> 5 & 1U) != 0;
+}
+
 bool hasAvx2() {
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
+           __builtin_cpu_supports("popcnt") && hasLzcnt();
 }
 
 bool hasAvx512() {
 #if defined(TEKO_SIMULATED_AVX512)
     return hasAvx2();
 #else
-    return hasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
            __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-           __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("gfni");
+           __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("gfni") && hasAvx2();
 #endif
 }
 
@@ -33,12 +51,8 @@ bool hasFastBitDeposit() {
     if (!__builtin_cpu_is("amd")) {
         return true;
     }
-    unsigned a = 0;
-    unsigned b = 0;
-    unsigned c = 0;
-    unsigned d = 0;
-    __get_cpuid(1, &a, &b, &c, &d);
-    const unsigned family = (a >> 8 & 0xFU) + (a >> 20 & 0xFFU);
+    const unsigned version = CpuidLeaf(1).eax;
+    const unsigned family = (version >> 8 & 0xFU) + (version >> 20 & 0xFFU);
     return family >= 0x19U;
 }
 #else
