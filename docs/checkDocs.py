@@ -5,6 +5,7 @@ usage: docs/checkDocs.py [PROGRAM]
 
   links     relative links in the documents lead to files, and to headings where they name one
   names     each name in the code that architecture.md gives for a term stands in a file that the row links
+  changes   what mutations.tsv says of a line stands where there is such a line
   example   with PROGRAM: the samples and bytes of the worked example are what PROGRAM makes
 
 Prints what is wrong. Exit status 0 when nothing is."""
@@ -53,6 +54,13 @@ def checkNames():
                 yield f'architecture.md: {name} ({term}) is not in {files}'
 
 
+def checkChanges():
+    for row in (ROOT / 'docs' / 'mutations.tsv').read_text().splitlines()[1:]:
+        name, original = row.split('\t')[:2]
+        if original not in ' '.join((ROOT / name).read_text().split()):
+            yield f'mutations.tsv: {name} has no {original}'
+
+
 def example(title):
     text = (ROOT / 'docs' / 'workedExample.md').read_text()
     return re.search(rf'^<!-- example: {title} -->\n```\n(.*?)^```', text, flags=re.M | re.S).group(1)
@@ -88,7 +96,7 @@ def checkExample(program):
 
 
 def main():
-    wrong = [*checkLinks(), *checkNames(), *(checkExample(sys.argv[1]) if len(sys.argv) > 1 else [])]
+    wrong = [*checkLinks(), *checkNames(), *checkChanges(), *(checkExample(sys.argv[1]) if len(sys.argv) > 1 else [])]
     print('\n'.join(wrong) if wrong else 'Documents: ok')
     return 1 if wrong else 0
 
