@@ -43,7 +43,8 @@ struct BitStreamer {
     BitStreamer& operator=(const BitStreamer&) = delete;
     ~BitStreamer() { delete[] ownedBuffer; }
 
-    // The four kinds. Memory buffers stay the caller's, hold `bytes` bytes and are aligned to a word.
+    // The four kinds; one of them, once. Memory buffers stay the caller's, hold `bytes` bytes and are aligned to a
+    // word.
     void setUpFileWriter(std::FILE* output);
     void setUpMemoryWriter(void* memory, std::int64_t bytes);
     void setUpFileReader(std::FILE* input);

@@ -8,7 +8,7 @@ namespace teko {
 constexpr int largestRunLengthParameter = 24;
 
 // Chooses k from the event density of the segment, events / candidates: 0, 2 or 3 for dense segments, then
-// the smallest of 2 .. 24 whose 2^k reaches 0.48 / density + 0.5; 24 without events. Never 1.
+// the smallest of 3 .. 24 whose 2^k reaches 0.48 / density + 0.5; 24 without events. Never 1.
 // 0 <= events <= candidates.
 int runLengthParameter(std::uint64_t events, std::uint64_t candidates);
 

@@ -15,9 +15,9 @@ namespace {
 constexpr std::size_t bytesAtOnce = 65536;
 
 // The rows of a raw file, written several at a time: large enough pieces go to the system from their place.
-class RawRows {
+class RawRowWriter {
 public:
-    RawRows(std::FILE* raw, std::size_t rowBytes)
+    RawRowWriter(std::FILE* raw, std::size_t rowBytes)
         : file(raw), size(rowBytes), held(std::max<std::size_t>(1, bytesAtOnce / std::max<std::size_t>(1, rowBytes))),
           memory(new unsigned char[held * size]) {}
 
@@ -66,7 +66,7 @@ SplitSamples<Row> samplesOf(const SplitRow<Row>& row) {
 }
 
 template <typename Row, typename Join>
-void putRow(const SplitRow<Row>& row, int width, int limit, Join join, RawRows& rows) {
+void putRow(const SplitRow<Row>& row, int width, int limit, Join join, RawRowWriter& rows) {
     const SplitSamples<Row> samples = samplesOf(row);
     if (limit != 0) {
         clamp(samples, width, limit);
@@ -87,7 +87,7 @@ void joinClamped(const SplitSamples<short>* channels, int width, int limit, unsi
     }
 }
 
-void decodeColour(RowDecoder<short>& decoder, int width, int height, int limit, RawRows& rows) {
+void decodeColour(RowDecoder<short>& decoder, int width, int height, int limit, RawRowWriter& rows) {
     const auto join = joinRawRows(activeTarget()).colours;
     for (int y = 0; y < height; ++y) {
         const SplitSamples<short> channels[3] = {samplesOf(decoder.channel(0).next()),
@@ -105,7 +105,7 @@ void decodeColour(RowDecoder<short>& decoder, int width, int height, int limit, 
 } // namespace
 
 void decodeRows(RowDecoder<short>& decoder, int width, int height, int channels, int limit, std::FILE* raw) {
-    RawRows rows(raw, static_cast<std::size_t>(channels) * static_cast<std::size_t>(width));
+    RawRowWriter rows(raw, static_cast<std::size_t>(channels) * static_cast<std::size_t>(width));
     if (channels == 3) {
         decodeColour(decoder, width, height, limit, rows);
     } else {
@@ -117,7 +117,7 @@ void decodeRows(RowDecoder<short>& decoder, int width, int height, int channels,
 }
 
 void decodeRows(RowDecoder<long>& decoder, int width, int height, int, int limit, std::FILE* raw) {
-    RawRows rows(raw, 2 * static_cast<std::size_t>(width));
+    RawRowWriter rows(raw, 2 * static_cast<std::size_t>(width));
     const JoinRawRows& join = joinRawRows(activeTarget());
     for (int y = 0; y < height; ++y) {
         const AnySplitRow row = decoder.channel(0).next();

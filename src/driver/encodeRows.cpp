@@ -13,9 +13,9 @@ namespace {
 constexpr std::size_t bytesAtOnce = 65536;
 
 // The rows of a raw file, read several at a time: large enough pieces go from the system to their place.
-class RawRows {
+class RawRowReader {
 public:
-    RawRows(std::FILE* raw, std::size_t rowBytes, int height)
+    RawRowReader(std::FILE* raw, std::size_t rowBytes, int height)
         : file(raw), size(rowBytes), left(static_cast<std::size_t>(height)),
           held(std::max<std::size_t>(1, bytesAtOnce / std::max<std::size_t>(1, rowBytes))),
           memory(new unsigned char[std::min(held, left) * size]) {}
@@ -58,7 +58,7 @@ SplitSamples<Row> samplesOf(SplitRow<Row>& row, long largest) {
 
 void encodeColour(std::FILE* raw, int width, int height, RowEncoder<short>& encoder) {
     constexpr int channels = 3;
-    RawRows rows(raw, static_cast<std::size_t>(channels) * static_cast<std::size_t>(width), height);
+    RawRowReader rows(raw, static_cast<std::size_t>(channels) * static_cast<std::size_t>(width), height);
     const auto split = splitRawRows(activeTarget()).colours;
     for (int y = 0; y < height; ++y) {
         SplitSamples<short> samples[channels];
@@ -88,7 +88,7 @@ void encodeRows(std::FILE* raw, int width, int height, int channels, RowEncoder<
     if (channels == 3) {
         encodeColour(raw, width, height, encoder);
     } else {
-        RawRows rows(raw, static_cast<std::size_t>(width), height);
+        RawRowReader rows(raw, static_cast<std::size_t>(width), height);
         for (int y = 0; y < height; ++y) {
             splitRawRows(activeTarget()).bytes(rows.next(), width, samplesOf(encoder.channel(0).next(), largestByte));
             encoder.channel(0).advance();
@@ -97,7 +97,7 @@ void encodeRows(std::FILE* raw, int width, int height, int channels, RowEncoder<
 }
 
 void encodeRows(std::FILE* raw, int width, int height, int, RowEncoder<long>& encoder) {
-    RawRows rows(raw, 2 * static_cast<std::size_t>(width), height);
+    RawRowReader rows(raw, 2 * static_cast<std::size_t>(width), height);
     const SplitRawRows& split = splitRawRows(activeTarget());
     ForwardStream<long>& transform = encoder.channel(0);
     for (int y = 0; y < height; ++y) {

@@ -3,7 +3,7 @@
 // Each run opens its files, prints its progress lines, and returns the exit status: 0, or 1 when a file cannot
 // be opened (also when input and output are one file) or is not of our kind. What goes wrong beyond that is
 // thrown and not caught: a raw file that ends early or cannot be written (3), memory that is refused
-// (std::bad_alloc), a compressed file that ends before its first coded byte (3).
+// (std::bad_alloc), a compressed file without a whole word behind its header (3).
 #pragma once
 
 #include "driver/fileHeader.hpp"

@@ -8,6 +8,8 @@ namespace teko {
 template <typename T>
 class Filter {
 public:
+    static constexpr int edgeRoom = 3; // scratch samples that inner signals have on either side
+
     Filter() = default;
     Filter(const Filter&) = delete;
     Filter& operator=(const Filter&) = delete;
@@ -15,7 +17,7 @@ public:
 
     // Any count: signals of fewer than two samples stay as they are. Nothing but the signal is touched.
     virtual void transform(T* x, int count, unsigned long stride) = 0;
-    // Contiguous signals of two or more samples, with room for three scratch samples on either side.
+    // Contiguous signals of two or more samples, with edgeRoom on either side.
     virtual void transformInner(T* x, int count) = 0;
     // The inverses.
     virtual void untransform(T* x, int count, unsigned long stride) = 0;

@@ -85,7 +85,7 @@ void untransformSignal(Signal<T, Stride> x, int n) {
 // Gathers a short signal with room for edges, runs a kernel on it, and scatters the results.
 template <typename T, typename Kernel>
 void throughCopy(T* x, int n, unsigned long stride, Kernel kernel) {
-    constexpr int edge = 3;
+    constexpr int edge = Filter<T>::edgeRoom;
     T copy[edge + Filter4_2<T>::maximumCopied + edge];
     const Signal signal{x, static_cast<long>(stride)};
     for (int k = 0; k < n; ++k) {

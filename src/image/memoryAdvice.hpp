@@ -18,8 +18,8 @@ using FillingMemory = std::unique_ptr<unsigned char[], FreeFilling>;
 // std::bad_alloc.
 FillingMemory allocateFilling(std::size_t bytes);
 
-// So much of some memory will be filled, from its start. Advice only: where it is not taken nothing changes. Takes
-// pages for up to 4 MiB at once, large ones where the memory starts with one.
+// Says that the first bytes of some memory are going to be filled. Advice only: where it is not taken nothing changes.
+// Takes pages for up to 4 MiB at once, large ones where the memory starts with one.
 void adviseFilling(void* memory, std::size_t bytes);
 
 } // namespace teko

@@ -33,7 +33,8 @@ Target bestTarget();
 // What the codec uses: chosen at the first call, or by setActiveTarget since.
 Target activeTarget();
 
-// For tests and benchmarks. The target must be runnable.
+// For tests and benchmarks, between two images: an encoder or a decoder asks for the active target more than once. The
+// target must be runnable.
 void setActiveTarget(Target target);
 
 } // namespace teko

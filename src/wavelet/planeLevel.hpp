@@ -70,7 +70,7 @@ private:
 
     // Through a copy with room for edges, in the way that the lattice's place in the image demands.
     void filterColumns(void (Filter<T>::*inPlace)(T*, int, unsigned long), void (Filter<T>::*onCopy)(T*, int)) {
-        constexpr int edgeRoom = 3;
+        constexpr int edgeRoom = Filter<T>::edgeRoom;
         std::vector<T> copy(static_cast<std::size_t>(rows + 2 * edgeRoom));
         T* const column = copy.data() + edgeRoom;
         for (int x = 0; x < columns; ++x) {

@@ -11,7 +11,7 @@
 namespace teko {
 
 // Whether images of that shape can be transformed so: they have six rows and columns at least, and are not long strips
-// of 8 to 10, 16 to 20 or 32 to 40.
+// that are 8 to 10, 16 to 20 or 32 to 40 samples wide or high.
 bool suitsRowStreams(int width, int height);
 
 // What becomes of the coefficients of a plane. Those of class c come in scan order; classes take turns as rows are

@@ -12,7 +12,6 @@ namespace teko {
 namespace {
 
 constexpr int blockColumns = 16;
-constexpr int edgeRoom = 3; // what a filter kernel needs on either side of a signal
 
 template <typename T>
 using SignalOperation = void (Filter<T>::*)(T*, int, unsigned long);
@@ -29,25 +28,25 @@ void filterRows(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation<T>
 // Copies one group of columns between the plane and its slots, each slot one column with room for edges.
 template <typename T, typename Copy>
 void forBlock(const Lattice<T>& lattice, int x0, int count, T* slots, Copy copy) {
-    const int slotLength = lattice.rows() + 2 * edgeRoom;
+    const int slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
     for (int i = 0; i < lattice.rows(); ++i) {
         T* samples = lattice.row(i * lattice.step) + x0;
         for (int j = 0; j < count; ++j) {
-            copy(samples[j * lattice.step], slots[static_cast<long>(j) * slotLength + edgeRoom + i]);
+            copy(samples[j * lattice.step], slots[static_cast<long>(j) * slotLength + Filter<T>::edgeRoom + i]);
         }
     }
 }
 
 template <typename T>
 void filterColumnsInBlocks(const Lattice<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
-    const long slotLength = lattice.rows() + 2 * edgeRoom;
+    const long slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
     const std::unique_ptr<T[]> slots(new T[static_cast<std::size_t>(blockColumns * slotLength)]);
     for (int first = 0; first < lattice.columns(); first += blockColumns) {
         const int count = std::min(blockColumns, lattice.columns() - first);
         const int x0 = first * lattice.step;
         forBlock(lattice, x0, count, slots.get(), [](T& sample, T& slot) { slot = sample; });
         for (int j = 0; j < count; ++j) {
-            (filter.*kernel)(slots.get() + j * slotLength + edgeRoom, lattice.rows());
+            (filter.*kernel)(slots.get() + j * slotLength + Filter<T>::edgeRoom, lattice.rows());
         }
         forBlock(lattice, x0, count, slots.get(), [](T& sample, T& slot) { sample = slot; });
     }

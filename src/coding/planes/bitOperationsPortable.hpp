@@ -60,7 +60,9 @@ inline std::uint64_t depositBits(std::uint64_t value, std::uint64_t mask) {
     return result;
 }
 
-// Transposes a matrix of 8 x 8 bits, one byte a row.
+// Transposes a matrix of 8 x 8 bits, one byte a row: exchanges neighbouring bits across the diagonal, then squares of
+// two by two, then of four by four.
+// Source: H. S. Warren, Hacker's Delight, 2nd ed., section 7-3.
 inline std::uint64_t transposed(std::uint64_t m) {
     std::uint64_t t = (m ^ m >> 7) & 0x00AA00AA00AA00AAU;
     m ^= t ^ t << 7;
@@ -93,7 +95,8 @@ inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     }
 }
 
-// Which of 64 bytes have bit `lowest` or a higher one: adding 127 to seven bits carries where one is set.
+// Which of 64 bytes have bit `lowest` or a higher one: adding 127 to seven bits carries where one is set. The product
+// then moves the lowest bit of byte i to bit 56 + i, and no two of its terms meet.
 inline std::uint64_t bytesReaching(const unsigned char* bytes, int lowest) {
     constexpr std::uint64_t ones = 0x0101010101010101U;
     std::uint64_t result = 0;

@@ -124,8 +124,8 @@ class DenseRuns {
 public:
     explicit DenseRuns(StreamView& stream) : in(stream) {}
 
-    // Decodes so many candidates more; returns false, with nothing in `found`, when none of them is an event.
-    // Throws what the reader throws, with the events up to there in `found`.
+    // Decodes so many candidates more into `found`, events or none, and returns true. Throws what the reader throws,
+    // with the events up to there in `found`.
     bool next(std::uint64_t candidates, CandidateBits& found) {
         waiting.startStretch(candidates, found);
         while (waiting.count < candidates && in.has(65)) {
@@ -318,7 +318,8 @@ private:
         Word window = 0;
         unsigned valid = 64;
         unsigned needed = 65; // refill at once
-        const unsigned mostOfACode = k + 24;
+        // A code of up to 22 zeros; one of more, which is rare, may end the loop.
+        const unsigned nearlyAnyCode = k + 24;
         std::uint64_t place = start;
         std::uint64_t run = gap;
         std::uint64_t event = events;
@@ -335,7 +336,7 @@ private:
                     break;
                 }
                 window = in.peek();
-                needed = mostOfACode;
+                needed = nearlyAnyCode;
             }
             const auto units = static_cast<unsigned>(std::countr_zero(window));
             const unsigned length = units + k + 2;

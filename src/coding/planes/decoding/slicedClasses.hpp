@@ -98,7 +98,8 @@ private:
     }
 
     ImageShape shape;
-    // What any stream needs, untouched and given back for what this one does: where there is not so much, none is read.
+    // Untouched memory for the highest top plane that there can be, given back when the stream's own is known. So
+    // memory is refused before anything is read, whatever the stream is.
     std::unique_ptr<unsigned char[]> reserve;
     std::optional<SlicedChannels<T>> sliced;
     std::vector<std::vector<Readers>> readers; // [channel][class]

@@ -111,7 +111,7 @@ private:
         }
     }
 
-    // Those that no list holds.
+    // The planes below those that are coded from the list.
     void codePlanes(const Folded& folded, long block, int blockTop) {
         const int first = std::min(blockTop, listed - 1);
         bool areSignificant = blockTop >= listed;
