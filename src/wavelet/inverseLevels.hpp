@@ -73,9 +73,9 @@ public:
         return true;
     }
 
-    // What the next coarser level has of row y.
+    // What the next coarser level has of row y. Only even rows can fail to suit.
     void refill(int y, SplitRow<int>& row) const {
-        if (shape.isCoarsest || y % 2 != 0) {
+        if (shape.isCoarsest) {
             return;
         }
         const AnySplitRow restored = coarser->restore(y / 2);

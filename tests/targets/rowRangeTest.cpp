@@ -40,6 +40,13 @@ constexpr int mostForUpdate = 24575;
 constexpr int mostForUnupdate = 21841;
 constexpr int mostToAdd = 16383;
 
+SampleRange rangeOf(int least, int largest) {
+    SampleRange range;
+    range.add(least);
+    range.add(largest);
+    return range;
+}
+
 } // namespace
 
 TEST_P(RowRange, ScalesEveryNumber) {
@@ -169,6 +176,25 @@ TEST_P(RowRange, RoundsEveryExactPredictSum) {
             ASSERT_EQ(inverse[i], (unpredicted<short, Exact>(0, sum))) << near[i] << " and " << far;
         }
     }
+}
+
+// Rows of short are left one number beyond what their sums are proven for, at either end.
+TEST(RowRangeOfSamples, IsSmallUpToItsLimits) {
+    EXPECT_TRUE(rangeOf(3600, 10000).isSmall());
+    EXPECT_TRUE(rangeOf(-10000, -3600).isSmall());
+    EXPECT_TRUE(rangeOf(0, 6400).isSmall());
+    EXPECT_FALSE(rangeOf(3601, 10001).isSmall());
+    EXPECT_FALSE(rangeOf(-10001, -3601).isSmall());
+    EXPECT_FALSE(rangeOf(0, 6401).isSmall());
+}
+
+TEST(RowRangeOfSamples, IsSmallBesideCoefficientsUpToItsLimits) {
+    EXPECT_TRUE(rangeOf(-7500, 7500).isSmallWith(74));
+    EXPECT_TRUE(rangeOf(100, 100).isSmallWith(4972));
+    EXPECT_FALSE(rangeOf(-7500, 7500).isSmallWith(75));
+    EXPECT_FALSE(rangeOf(100, 100).isSmallWith(4973));
+    EXPECT_FALSE(rangeOf(-7501, 0).isSmallWith(0));
+    EXPECT_FALSE(rangeOf(0, 7501).isSmallWith(0));
 }
 
 } // namespace teko
