@@ -21,7 +21,8 @@ NOT_CODE = [
 
 # Hints to the machine: they change the time that a run takes and nothing else.
 ONLY_HINTS = [
-    r'^void adviseFilling\(.*?^}',
+    r'^void (?:FillingMemory::)?adviseFilling\(.*?^}',
+    r'^void (?:adviseLargePages|takeAtOnce)\(.*?^}',
     r'^[^\n]*\badviseFilling\([^\n]*',
     r'^[^\n]*\.reserve\([^\n]*',
 ]

@@ -13,8 +13,9 @@ public:
     using Row = RowSample<T>;
     using Counts = std::uint64_t (*)[BitLengthHistogram<T>::buckets];
 
-    Folder(const ImageShape& shape, const PlaneCoding<T>& itsCoding, Counts itsCounts)
-        : classes(shape), coding(itsCoding), counts(itsCounts) {}
+    Folder(const ImageShape& shape, unsigned char* lowestBytes, std::size_t stride, const PlaneCoding<T>& itsCoding,
+           Counts itsCounts)
+        : classes(shape, lowestBytes, stride), coding(itsCoding), counts(itsCounts) {}
 
     void take(int c, const Row* samples, int n) override { taken(c, coding.fold(samples, n, classes[c])); }
     void takePairs(int c, const Row* even, const Row* odd, int n) override {
@@ -66,8 +67,15 @@ private:
 template <typename T>
 CoefficientEncoder<T>::CoefficientEncoder(const ImageShape& imageShape, const PlaneCoding<T>& planeCoding)
     : shape(imageShape), coding(planeCoding), histogram(std::make_unique<BitLengthHistogram<T>>()) {
+    using Sequence = typename FoldedClasses<T>::Sequence;
+    const std::size_t rowBytes = FoldedClasses<T>::rowBytes(shape);
+    const std::size_t stride = static_cast<std::size_t>(shape.channels) * rowBytes;
+    coefficientBytes = Sequence::byteRows * stride;
+    memory = FillingMemory(coefficientBytes);
+    memory.adviseFilling(Sequence::rowsOftenUsed * stride);
     for (int c = 0; c < shape.channels; ++c) {
-        folders.push_back(std::make_unique<Folder>(shape, coding, histogram->bitLengthCount[c]));
+        folders.push_back(std::make_unique<Folder>(shape, memory.data() + static_cast<std::size_t>(c) * rowBytes,
+                                                   stride, coding, histogram->bitLengthCount[c]));
     }
 }
 
@@ -102,7 +110,16 @@ void CoefficientEncoder<T>::write(BitStreamer& out) {
 template <typename T>
 bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BitStreamer& out) {
     const SegmentPlan<T> plan(shape, topPlane, *histogram, out, lengths);
+    const std::size_t bytes = plan.compactBytes();
+    unsigned char* room = memory.data() + coefficientBytes;
+    FillingMemory more;
+    if (memory.size() - coefficientBytes < bytes) {
+        more = FillingMemory(bytes);
+        more.adviseFilling(bytes);
+        room = more.data();
+    }
     StreamArrayManager<T> streams(shape.channels, shape.levels, topPlane);
+    streams.lend(room, bytes);
     plan.setUp(streams);
     for (int channel = 0; channel < shape.channels; ++channel) {
         FoldedClasses<T>& classes = folders[static_cast<std::size_t>(channel)]->classes;

@@ -6,6 +6,7 @@
 #include "coding/imageShape.hpp"
 #include "coding/planes/planeCoding.hpp"
 #include "coding/segmentPlan.hpp"
+#include "image/fillingMemory.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <memory>
@@ -37,6 +38,8 @@ private:
 
     const ImageShape shape;
     const PlaneCoding<T>& coding;
+    FillingMemory memory; // coefficients, the lowest bytes of all channels first; behind them, sub-streams if they fit
+    std::size_t coefficientBytes = 0;
     std::vector<std::unique_ptr<Folder>> folders; // of each channel
     std::unique_ptr<BitLengthHistogram<T>> histogram;
 };

@@ -6,7 +6,7 @@
 #include "coding/subband.hpp"
 #include "wavelet/rowStream.hpp"
 
-#include <memory>
+#include <cstddef>
 #include <vector>
 
 namespace teko {
@@ -16,14 +16,15 @@ class FoldedClasses {
 public:
     using Sequence = FoldedSequence<RowSample<T>>;
 
-    // All classes empty, with room for all of their coefficients. Throws std::bad_alloc.
-    explicit FoldedClasses(const ImageShape& shape);
+    // All classes empty, in memory that stays the caller's: rowBytes from `lowest` on for the lowest bytes of all of
+    // them, as many `stride` bytes behind that for the second ones, and so on.
+    FoldedClasses(const ImageShape& shape, unsigned char* lowest, std::size_t stride);
+    static std::size_t rowBytes(const ImageShape& shape);
 
     Sequence& operator[](int c) { return sequences[c]; }
 
 private:
     Sequence sequences[maximumClasses];
-    std::unique_ptr<unsigned char[]> memory;
     std::vector<unsigned char> rowsInUse;
     std::vector<unsigned char> longest;
 };

@@ -53,19 +53,38 @@ int SegmentPlan<T>::lowestSparsePlane(int channel, int c) const {
 }
 
 template <typename T>
-void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
+template <typename Visit>
+void SegmentPlan<T>::forEachSubStreamPair(Visit visit) const {
     for (int channel = 0; channel < shape.channels; ++channel) {
         for (int c = 0; c <= shape.levels; ++c) {
             for (int b = lowest[channel][c]; b <= topPlane; ++b) {
-                const PlaneCount count = histogram.plane(channel, c, b);
-                // the lattice holds the coarser classes too: an upper bound
-                const auto region = static_cast<std::uint64_t>(latticeSamples(shape, c));
-                streams.setUpRefinement(channel, c, b, region - count.candidates());
-                streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
-                                  runLengthParameter(count.events, count.candidates()));
+                visit(channel, c, b, histogram.plane(channel, c, b));
             }
         }
     }
+}
+
+template <typename T>
+std::uint64_t SegmentPlan<T>::compactBytes() const {
+    using Streams = StreamArrayManager<T>;
+    std::uint64_t bytes = 0;
+    forEachSubStreamPair([&](int channel, int c, int, const PlaneCount& count) {
+        bytes += Streams::bytesFor(histogram.coefficients(channel, c) - count.candidates()) +
+                 Streams::bytesFor(runSegmentBitsEstimate(count.events, count.candidates()));
+    });
+    return bytes;
+}
+
+template <typename T>
+void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
+    forEachSubStreamPair([&](int channel, int c, int b, const PlaneCount& count) {
+        // the lattice holds the coarser classes too: an upper bound
+        const auto region = static_cast<std::uint64_t>(latticeSamples(shape, c));
+        const std::uint64_t samples = streams.hasLentMemory() ? histogram.coefficients(channel, c) : region;
+        streams.setUpRefinement(channel, c, b, samples - count.candidates());
+        streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
+                          runLengthParameter(count.events, count.candidates()));
+    });
 }
 
 template <typename T>

@@ -42,7 +42,9 @@ public:
     int lowestSparsePlane(int channel, int c) const;
     static constexpr std::uint64_t sparseShare = 16;
 
-    // Allocates the sub-streams of the segments to be coded. Throws std::bad_alloc.
+    // Sets up the sub-streams of the segments to be coded. In memory that is lent they lie close together, and take
+    // compactBytes of it. Throws std::bad_alloc.
+    std::uint64_t compactBytes() const;
     void setUp(StreamArrayManager<T>& streams) const;
 
     // Ends the run segments, once all is coded. Returns whether that is all there is, or more than the writer takes; of
@@ -57,6 +59,10 @@ public:
     LowestPlanes lowest;
 
 private:
+    // Calls visit(channel, class, plane, count) for every pair to be coded.
+    template <typename Visit>
+    void forEachSubStreamPair(Visit visit) const;
+
     ImageShape shape;
     int topPlane;
     const BitLengthHistogram<T>& histogram;

@@ -1,20 +1,9 @@
 #include "coding/streamArrayManager.hpp"
 
+#include <cassert>
 #include <memory>
 
 namespace teko {
-
-namespace {
-
-// Sets up a memory writer for that many bits on memory of its own, which the caller frees.
-void setUpSubStream(BitStreamer& stream, std::uint64_t bits, std::uint64_t spareCapacity,
-                    std::uint64_t spareAllocation) {
-    const std::uint64_t bytes = (bits + 7) >> 3;
-    const std::uint64_t words = (bytes + spareAllocation + 3) / 4;
-    stream.setUpMemoryWriter(new std::uint32_t[words], static_cast<std::int64_t>(bytes + spareCapacity));
-}
-
-} // namespace
 
 void RunCoder::setUp(BitStreamer* segment, int parameter) {
     stream = segment;
@@ -54,9 +43,9 @@ StreamArrayManager<T>::~StreamArrayManager() {
     for (int channel = 0; channel < channels; ++channel) {
         for (int c = 0; c <= levels; ++c) {
             for (int plane = 0; plane <= topPlane; ++plane) {
-                delete[] refinementStreams[channel][c][plane].buffer;
+                giveBack(refinementStreams[channel][c][plane]);
                 if (BitStreamer* runs = runCoders[channel][c][plane].stream) {
-                    delete[] runs->buffer;
+                    giveBack(*runs);
                     delete runs;
                 }
             }
@@ -65,14 +54,40 @@ StreamArrayManager<T>::~StreamArrayManager() {
 }
 
 template <typename T>
+void StreamArrayManager<T>::giveBack(const BitStreamer& stream) const {
+    if (!hasLentMemory()) {
+        delete[] stream.buffer;
+    }
+}
+
+template <typename T>
+void StreamArrayManager<T>::lend(unsigned char* memory, std::size_t bytes) {
+    nextLent = memory;
+    endOfLent = memory + bytes;
+}
+
+template <typename T>
+void StreamArrayManager<T>::setUp(BitStreamer& stream, std::uint64_t bits) {
+    const std::uint64_t bytes = bytesFor(bits);
+    void* memory = nextLent;
+    if (hasLentMemory()) {
+        nextLent += bytes;
+        assert(nextLent <= endOfLent);
+    } else {
+        memory = new std::uint32_t[bytes / 4];
+    }
+    stream.setUpMemoryWriter(memory, static_cast<std::int64_t>((bits + 7) / 8 + spareCapacity));
+}
+
+template <typename T>
 void StreamArrayManager<T>::setUpRefinement(int channel, int c, int plane, std::uint64_t bits) {
-    setUpSubStream(refinementStreams[channel][c][plane], bits, spareCapacity, spareAllocation);
+    setUp(refinementStreams[channel][c][plane], bits);
 }
 
 template <typename T>
 void StreamArrayManager<T>::setUpRuns(int channel, int c, int plane, std::uint64_t bits, int runLengthParameter) {
     auto stream = std::make_unique<BitStreamer>();
-    setUpSubStream(*stream, bits, spareCapacity, spareAllocation);
+    setUp(*stream, bits);
     runCoders[channel][c][plane].setUp(stream.release(), runLengthParameter);
 }
 

@@ -4,11 +4,12 @@
 #include "driver/files.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/fillingMemory.hpp"
 #include "image/imageData.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
-#include <vector>
+#include <cstring>
 
 namespace teko {
 
@@ -96,8 +97,10 @@ std::size_t payloadBytes(const BitStreamer& out, std::uint64_t budget) {
 
 void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE* coded) {
     const std::uint64_t budget = byteBudget(request.header, request.rate);
-    constexpr std::uint32_t neverWritten = 0xEEEEEEEEU;
-    std::vector<std::uint32_t> memory(budget / 4 + 1, neverWritten);
+    constexpr int neverWritten = 0xEE;
+    FillingMemory memory((budget / 4 + 1) * 4);
+    memory.adviseFilling(budget);
+    std::memset(memory.data(), neverWritten, budget);
     BitStreamer out;
     out.setUpMemoryWriter(memory.data(), static_cast<std::int64_t>(budget));
     codeImage(request.header, std::move(raw), out);

@@ -1,6 +1,6 @@
 #include "image/imageData.hpp"
 
-#include "image/memoryAdvice.hpp"
+#include "image/fillingMemory.hpp"
 #include "image/sampleLimit.hpp"
 
 #include <algorithm>

@@ -16,7 +16,8 @@ struct AllocationLedger {
     static inline long untilFailure = -1;    // allocations that still succeed; negative: all of them
     static inline std::size_t requested = 0; // bytes, of all allocations
 
-    static void* allocate(std::size_t bytes) {
+    // Alignment 0: that of every type.
+    static void* allocate(std::size_t bytes, std::size_t alignment = 0) {
         constexpr auto most = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max());
         if (untilFailure == 0 || bytes > most) {
             return nullptr;
@@ -24,14 +25,15 @@ struct AllocationLedger {
         if (untilFailure > 0) {
             --untilFailure;
         }
-        void* memory = std::malloc(bytes == 0 ? 1 : bytes);
+        void* memory = alignment == 0 ? std::malloc(bytes == 0 ? 1 : bytes)
+                                      : std::aligned_alloc(alignment, (bytes / alignment + 1) * alignment);
         live += memory != nullptr ? 1 : 0;
         requested += bytes;
         return memory;
     }
 
-    static void* allocateOrThrow(std::size_t bytes) {
-        void* memory = allocate(bytes);
+    static void* allocateOrThrow(std::size_t bytes, std::size_t alignment = 0) {
+        void* memory = allocate(bytes, alignment);
         if (memory == nullptr) {
             throw std::bad_alloc();
         }
@@ -78,6 +80,9 @@ void* operator new(std::size_t bytes) {
 void* operator new[](std::size_t bytes) {
     return teko::AllocationLedger::allocateOrThrow(bytes);
 }
+void* operator new[](std::size_t bytes, std::align_val_t alignment) {
+    return teko::AllocationLedger::allocateOrThrow(bytes, static_cast<std::size_t>(alignment));
+}
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
     return teko::AllocationLedger::allocate(bytes);
 }
@@ -88,6 +93,9 @@ void operator delete(void* memory) noexcept {
     teko::AllocationLedger::release(memory);
 }
 void operator delete[](void* memory) noexcept {
+    teko::AllocationLedger::release(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
     teko::AllocationLedger::release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {

@@ -6,7 +6,7 @@
 #include "coding/planes/planeCodingSets.hpp"
 #include "coding/runLengthParameter.hpp"
 #include "coding/segmentPlan.hpp"
-#include "image/memoryAdvice.hpp"
+#include "image/fillingMemory.hpp"
 #include "target/region.hpp"
 
 #include <algorithm>

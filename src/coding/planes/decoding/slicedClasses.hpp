@@ -14,18 +14,15 @@ public:
         return static_cast<std::size_t>(shape.channels) * static_cast<std::size_t>(words) * sizeof(Word);
     }
 
-    // Writes to all of its memory.
-    SlicedChannels(const ImageShape& shape, int topPlane)
+    // Writes to all bytesFor the top plane of the memory, which has as many and outlives this.
+    SlicedChannels(const ImageShape& shape, int topPlane, unsigned char* memory)
         : rows(rowsUpTo(topPlane)), channels(static_cast<std::size_t>(shape.channels)) {
-        const std::size_t bytes = bytesFor(shape, topPlane);
-        memory = allocateFilling(bytes);
-        adviseFilling(memory.get(), bytes);
         long blocks = 0;
         for (int c = 0; c <= shape.levels; ++c) {
             blocks += blocksFor(classSamples(shape, c));
         }
         counts.resize(channels.size() * static_cast<std::size_t>(blocks));
-        place(shape);
+        place(shape, reinterpret_cast<PlaneWord*>(memory));
     }
 
     struct Channel {
@@ -42,8 +39,7 @@ private:
     }
     static long wordsFor(long samples, int rows) { return blocksFor(samples) * rows * rowWordsFor(samples); }
 
-    void place(const ImageShape& shape) {
-        auto* next = reinterpret_cast<PlaneWord*>(memory.get());
+    void place(const ImageShape& shape, PlaneWord* next) {
         std::uint32_t* nextCount = counts.data();
         for (Channel& channel : channels) {
             for (int c = 0; c <= shape.levels; ++c) {
@@ -56,7 +52,6 @@ private:
     }
 
     int rows;
-    FillingMemory memory;
     std::vector<std::uint32_t> counts;
     std::vector<Channel> channels;
 };
@@ -65,11 +60,11 @@ template <typename T>
 class SlicedClasses final : public SlicedImage<T> {
 public:
     explicit SlicedClasses(const ImageShape& imageShape)
-        : shape(imageShape), reserve(new unsigned char[SlicedChannels<T>::bytesFor(shape, highestSlicedPlane<T>)]) {}
+        : shape(imageShape), memory(SlicedChannels<T>::bytesFor(shape, highestSlicedPlane<T>)) {}
 
     int read(int topPlane, BitStreamer& stream) override {
-        reserve.reset();
-        SlicedChannels<T>& channels = sliced.emplace(shape, topPlane);
+        memory.adviseFilling(SlicedChannels<T>::bytesFor(shape, topPlane));
+        SlicedChannels<T>& channels = sliced.emplace(shape, topPlane, memory.data());
         const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
         for (auto& channel : channels.all()) {
             std::vector<Readers>& ofChannel = readers.emplace_back();
@@ -98,9 +93,9 @@ private:
     }
 
     ImageShape shape;
-    // Untouched memory for the highest top plane that there can be, given back when the stream's own is known. So
-    // memory is refused before anything is read, whatever the stream is.
-    std::unique_ptr<unsigned char[]> reserve;
+    // For the highest top plane that there can be, so that memory is refused before anything is read, whatever the
+    // stream is; planes that it has not are never touched.
+    FillingMemory memory;
     std::optional<SlicedChannels<T>> sliced;
     std::vector<std::vector<Readers>> readers; // [channel][class]
 };

@@ -1,0 +1,85 @@
+#include "image/fillingMemory.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
+namespace teko {
+
+namespace {
+
+constexpr std::size_t line = 64;
+constexpr std::size_t page = 4096;
+constexpr std::size_t largePage = std::size_t{2} << 20;
+
+// Large pages, the last of them filled by half at least; an only one by an eighth, since it costs as much as some 80
+// pages (Zen 3, virtual machine).
+std::size_t inLargePages(std::size_t bytes) {
+    const std::size_t fillsOne = bytes < largePage ? largePage / 8 : largePage / 2;
+    return (bytes + largePage - fillsOne) / largePage * largePage;
+}
+
+std::size_t upTo(std::size_t unit, const void* memory) {
+    return (unit - reinterpret_cast<std::uintptr_t>(memory) % unit) % unit;
+}
+
+#if defined(__linux__)
+void adviseLargePages(void* memory, std::size_t bytes) {
+    madvise(memory, bytes, MADV_HUGEPAGE);
+}
+
+void takeAtOnce([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
+#if defined(MADV_POPULATE_WRITE)
+    madvise(memory, bytes, MADV_POPULATE_WRITE);
+#endif
+}
+#else
+void adviseLargePages(void*, std::size_t) {}
+void takeAtOnce(void*, std::size_t) {}
+#endif
+
+} // namespace
+
+// What one large page holds is aligned here, within more memory: that the C library keeps for the next image of a
+// process, unlike what it has aligned itself (decoding 0.4 megapixels again and again: 1.05 to 1.15 times as fast).
+FillingMemory::FillingMemory(std::size_t bytes) {
+    const std::size_t large = inLargePages(bytes);
+    bytesInAll = std::max(bytes, large);
+    if (large > largePage) {
+        alignedByLibrary.reset(static_cast<unsigned char*>(::operator new[](bytesInAll, std::align_val_t{largePage})));
+        first = alignedByLibrary.get();
+    } else {
+        const std::size_t unit = large > 0 ? largePage : line;
+        within.reset(new unsigned char[bytesInAll + unit]);
+        first = within.get() + upTo(unit, within.get());
+    }
+}
+
+void FillingMemory::adviseFilling(std::size_t bytes) {
+    adviseLargePages(first, inLargePages(bytes));
+}
+
+void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {
+    ::operator delete[](memory, std::align_val_t{largePage});
+}
+
+void adviseFilling(void* memory, std::size_t bytes) {
+    const std::size_t skipped = upTo(page, memory);
+    if (bytes < skipped + page) {
+        return;
+    }
+    auto* const pages = static_cast<unsigned char*>(memory) + skipped;
+    const std::size_t pageBytes = (bytes - skipped) / page * page;
+    if (bytes >= largePage) {
+        adviseLargePages(pages, pageBytes);
+    }
+    if (bytes < 2 * largePage) {
+        takeAtOnce(pages, pageBytes);
+    }
+}
+
+} // namespace teko

@@ -1,0 +1,44 @@
+// Memory that is going to be filled, and what the system should know of it.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+namespace teko {
+
+// Uninitialised memory, aligned to 64 bytes. From an eighth of a large page of the system on it starts with a whole
+// one.
+//
+// Pages are dear, and an image's memory is new in every command: large pages make commands on 0.4 megapixels 1.2 to 1.3
+// times as fast on encoding, 1.1 times on 6 and more (Zen 3, a virtual machine, where a page costs some 2
+// microseconds).
+class FillingMemory {
+public:
+    FillingMemory() = default;
+    // Throws std::bad_alloc.
+    explicit FillingMemory(std::size_t bytes);
+
+    // Says that the first bytes are going to be filled, for the most part: they get large pages. Advice only.
+    void adviseFilling(std::size_t bytes);
+
+    unsigned char* data() const { return first; }
+    // What was asked for, and the rest of its last large page.
+    std::size_t size() const { return bytesInAll; }
+
+private:
+    struct FreeLargePages {
+        void operator()(unsigned char* memory) const;
+    };
+
+    // One of them.
+    std::unique_ptr<unsigned char[]> within;
+    std::unique_ptr<unsigned char[], FreeLargePages> alignedByLibrary;
+    unsigned char* first = nullptr;
+    std::size_t bytesInAll = 0;
+};
+
+// Says that the first bytes of some other memory are going to be filled, and takes pages for up to 4 MiB at once (1.1
+// times as fast on comparing 0.4 megapixels). Advice only: where it is not taken nothing changes.
+void adviseFilling(void* memory, std::size_t bytes);
+
+} // namespace teko
