@@ -91,6 +91,10 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, std::FIL
     }
 }
 
+// Words that a file is asked for, instead of the whole buffer: fewer of its pages have to be given to a command (0.4
+// megapixels: 1.03 times as fast).
+constexpr std::int64_t wordsAtOnce = 16384;
+
 struct Payload {
     std::unique_ptr<std::uint32_t[]> words;
     std::int64_t bytes;
@@ -133,6 +137,7 @@ int decompress(const char* codedPath, const char* rawPath, StreamPlace place) {
         in.setUpMemoryReader(payload.words.get(), payload.bytes);
     } else {
         in.setUpFileReader(coded.get());
+        in.size = wordsAtOnce;
     }
     if (!header.isRecognized()) {
         std::fprintf(stderr, "File %s not recognized\n", codedPath);
