@@ -5,6 +5,7 @@
 #include "driver/files.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/fillingMemory.hpp"
 #include "image/imageData.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -96,16 +97,17 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, std::FIL
 constexpr std::int64_t wordsAtOnce = 16384;
 
 struct Payload {
-    std::unique_ptr<std::uint32_t[]> words;
-    std::int64_t bytes;
+    FillingMemory memory;
+    std::int64_t bytes = 0;
 };
 
 // Everything behind the header, for a file that has `length` bytes in all.
 Payload readPayload(std::FILE* coded, long length) {
     const long expected = length > FileHeader::bytes ? length - FileHeader::bytes : 0;
-    Payload payload{std::unique_ptr<std::uint32_t[]>(new std::uint32_t[static_cast<std::size_t>(expected / 4 + 1)]), 0};
-    payload.bytes =
-        static_cast<std::int64_t>(std::fread(payload.words.get(), 1, static_cast<std::size_t>(expected), coded));
+    const auto capacity = static_cast<std::size_t>(expected);
+    Payload payload{FillingMemory(capacity)};
+    payload.memory.adviseFilling(capacity);
+    payload.bytes = static_cast<std::int64_t>(std::fread(payload.memory.data(), 1, capacity, coded));
     std::printf("Decompressing in memory, size=%ld\n", static_cast<long>(payload.bytes));
     return payload;
 }
@@ -134,7 +136,7 @@ int decompress(const char* codedPath, const char* rawPath, StreamPlace place) {
     BitStreamer in;
     if (place == StreamPlace::memory) {
         payload = readPayload(coded.get(), length);
-        in.setUpMemoryReader(payload.words.get(), payload.bytes);
+        in.setUpMemoryReader(payload.memory.data(), payload.bytes);
     } else {
         in.setUpFileReader(coded.get());
         in.size = wordsAtOnce;
