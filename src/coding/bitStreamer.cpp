@@ -6,7 +6,7 @@
 namespace teko {
 
 void BitStreamer::setUpFileWriter(std::FILE* output) {
-    ownedBuffer = new std::uint32_t[fileBufferWords];
+    ownedBuffer = new (fileBufferAlignment) std::uint32_t[fileBufferWords];
     file = output;
     buffer = cursor = ownedBuffer;
     size = fileBufferWords;
@@ -21,7 +21,7 @@ void BitStreamer::setUpMemoryWriter(void* memory, std::int64_t bytes) {
 }
 
 void BitStreamer::setUpFileReader(std::FILE* input) {
-    ownedBuffer = new std::uint32_t[fileBufferWords];
+    ownedBuffer = new (fileBufferAlignment) std::uint32_t[fileBufferWords];
     file = input;
     buffer = ownedBuffer;
     size = fileBufferWords;

@@ -11,6 +11,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstdio>
+#include <new>
 
 namespace teko {
 
@@ -25,6 +26,10 @@ constexpr std::uint32_t littleEndian(std::uint32_t word) {
 // The fields are the interface: who builds a stream calls one of the four set-ups, who measures one reads them.
 struct BitStreamer {
     static constexpr std::int64_t fileBufferWords = 102400;
+    // Where the destination's place in its page is 1 to 31 bytes behind the source's, Zen 3 copies at a sixth of the
+    // speed; what the C library allocates without more alignment is just that far behind a header of 10 bytes (decoding
+    // commands: 1.06 times as fast).
+    static constexpr std::align_val_t fileBufferAlignment{64};
 
     std::FILE* file = nullptr;            // where whole words go to or come from; null for memory streams
     std::uint32_t* ownedBuffer = nullptr; // the buffer if this object allocated it; freed by the destructor
@@ -41,7 +46,7 @@ struct BitStreamer {
     BitStreamer() = default;
     BitStreamer(const BitStreamer&) = delete;
     BitStreamer& operator=(const BitStreamer&) = delete;
-    ~BitStreamer() { delete[] ownedBuffer; }
+    ~BitStreamer() { ::operator delete[](ownedBuffer, fileBufferAlignment); }
 
     // The four kinds; one of them, once. Memory buffers stay the caller's, hold `bytes` bytes and are aligned to a
     // word.

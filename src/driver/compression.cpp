@@ -98,13 +98,15 @@ std::size_t payloadBytes(const BitStreamer& out, std::uint64_t budget) {
 void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE* coded) {
     const std::uint64_t budget = byteBudget(request.header, request.rate);
     constexpr int neverWritten = 0xEE;
-    FillingMemory memory((budget / 4 + 1) * 4);
-    memory.adviseFilling(budget);
-    std::memset(memory.data(), neverWritten, budget);
+    constexpr std::size_t skipped = 64; // as fileBufferAlignment has it: of a page, the header takes less
+    FillingMemory allocated(skipped + (budget / 4 + 1) * 4);
+    allocated.adviseFilling(skipped + budget);
+    unsigned char* const memory = allocated.data() + skipped;
+    std::memset(memory, neverWritten, budget);
     BitStreamer out;
-    out.setUpMemoryWriter(memory.data(), static_cast<std::int64_t>(budget));
+    out.setUpMemoryWriter(memory, static_cast<std::int64_t>(budget));
     codeImage(request.header, std::move(raw), out);
-    std::fwrite(memory.data(), 1, payloadBytes(out, budget), coded);
+    std::fwrite(memory, 1, payloadBytes(out, budget), coded);
 }
 
 void compressToFile(const CompressionRequest& request, File raw, std::FILE* coded) {
