@@ -113,7 +113,7 @@ bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BitS
     const std::size_t bytes = plan.compactBytes();
     unsigned char* room = memory.data() + coefficientBytes;
     FillingMemory more;
-    if (memory.size() - coefficientBytes < bytes) {
+    if (memory.sizeOnLargePages() < coefficientBytes + bytes) {
         more = FillingMemory(bytes);
         more.adviseFilling(bytes);
         room = more.data();

@@ -38,7 +38,8 @@ private:
 
     const ImageShape shape;
     const PlaneCoding<T>& coding;
-    FillingMemory memory; // coefficients, the lowest bytes of all channels first; behind them, sub-streams if they fit
+    FillingMemory memory; // the coefficients, the lowest bytes of all channels first; behind them, sub-streams that fit
+                          // on the same large page
     std::size_t coefficientBytes = 0;
     std::vector<std::unique_ptr<Folder>> folders; // of each channel
     std::unique_ptr<BitLengthHistogram<T>> histogram;

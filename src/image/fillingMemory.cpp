@@ -60,7 +60,8 @@ FillingMemory::FillingMemory(std::size_t bytes) {
 }
 
 void FillingMemory::adviseFilling(std::size_t bytes) {
-    adviseLargePages(first, inLargePages(bytes));
+    bytesOnLargePages = inLargePages(bytes);
+    adviseLargePages(first, bytesOnLargePages);
 }
 
 void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {

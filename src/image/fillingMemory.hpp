@@ -24,6 +24,8 @@ public:
     unsigned char* data() const { return first; }
     // What was asked for, and the rest of its last large page.
     std::size_t size() const { return bytesInAll; }
+    // What is on large pages now, from the start on: more or less than the bytes that are going to be filled.
+    std::size_t sizeOnLargePages() const { return bytesOnLargePages; }
 
 private:
     struct FreeLargePages {
@@ -35,6 +37,7 @@ private:
     std::unique_ptr<unsigned char[], FreeLargePages> alignedByLibrary;
     unsigned char* first = nullptr;
     std::size_t bytesInAll = 0;
+    std::size_t bytesOnLargePages = 0;
 };
 
 // Says that the first bytes of some other memory are going to be filled, and takes pages for up to 4 MiB at once (1.1

@@ -32,6 +32,8 @@ TEST_P(FillingMemoryOf, holdsAllOfItsBytesWhateverIsSaidOfThem) {
         FillingMemory memory(GetParam());
         memory.adviseFilling(dense);
         ASSERT_GE(memory.size(), GetParam());
+        ASSERT_LE(memory.sizeOnLargePages(), memory.size());
+        EXPECT_EQ(memory.sizeOnLargePages() > 0, dense >= largePage / 8);
         std::fill_n(memory.data(), memory.size(), static_cast<unsigned char>(0xA5));
         EXPECT_EQ(std::count(memory.data(), memory.data() + memory.size(), 0xA5),
                   static_cast<std::ptrdiff_t>(memory.size()));
@@ -56,6 +58,7 @@ TEST_P(FillingMemoryOf, isTheSameAfterAMove) {
     moved = std::move(memory);
     EXPECT_EQ(moved.data(), data);
     EXPECT_EQ(moved.size(), size);
+    EXPECT_EQ(moved.sizeOnLargePages(), 0U);
     std::fill_n(moved.data(), moved.size(), static_cast<unsigned char>(1));
 }
 
