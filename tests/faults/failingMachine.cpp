@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,7 @@
 
 extern "C" {
 void* __libc_malloc(std::size_t bytes);
+void* __libc_memalign(std::size_t alignment, std::size_t bytes);
 void __libc_free(void* memory);
 }
 
@@ -129,9 +131,10 @@ private:
     long lines;
 };
 
-void* allocate(std::size_t bytes) {
+void* allocate(std::size_t bytes, std::align_val_t alignment) {
     const Operation operation("new", "-", static_cast<long>(bytes));
-    void* memory = operation.fault == Fault::none ? __libc_malloc(bytes == 0 ? 1 : bytes) : nullptr;
+    void* memory =
+        operation.fault == Fault::none ? __libc_memalign(static_cast<std::size_t>(alignment), bytes) : nullptr;
     if (operation.given(memory != nullptr ? static_cast<long>(bytes) : -1) < 0) {
         throw std::bad_alloc();
     }
@@ -218,16 +221,24 @@ std::size_t readHalf(void* to, std::size_t size, std::size_t count, std::FILE* f
 
 } // namespace
 
+constexpr std::align_val_t usualAlignment{alignof(std::max_align_t)};
+
 void* operator new(std::size_t bytes) {
-    return allocate(bytes);
+    return allocate(bytes, usualAlignment);
 }
 void* operator new[](std::size_t bytes) {
-    return allocate(bytes);
+    return allocate(bytes, usualAlignment);
+}
+void* operator new[](std::size_t bytes, std::align_val_t alignment) {
+    return allocate(bytes, alignment);
 }
 void operator delete(void* memory) noexcept {
     release(memory);
 }
 void operator delete[](void* memory) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
     release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
