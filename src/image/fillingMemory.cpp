@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <new>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -44,18 +43,18 @@ void takeAtOnce(void*, std::size_t) {}
 
 } // namespace
 
-// What one large page holds is aligned here, within more memory: that the C library keeps for the next image of a
-// process, unlike what it has aligned itself (decoding 0.4 megapixels again and again: 1.05 to 1.15 times as fast).
+// A single large page is sought within twice as much: that the C library keeps for the next image of a process, unlike
+// what it has aligned itself (decoding 0.4 megapixels again and again: 1.05 to 1.15 times as fast).
 FillingMemory::FillingMemory(std::size_t bytes) {
     const std::size_t large = inLargePages(bytes);
     bytesInAll = std::max(bytes, large);
-    if (large > largePage) {
-        alignedByLibrary.reset(static_cast<unsigned char*>(::operator new[](bytesInAll, std::align_val_t{largePage})));
-        first = alignedByLibrary.get();
+    if (large == largePage) {
+        around.reset(new unsigned char[bytesInAll + largePage]);
+        first = around.get() + upTo(largePage, around.get());
     } else {
-        const std::size_t unit = large > 0 ? largePage : line;
-        within.reset(new unsigned char[bytesInAll + unit]);
-        first = within.get() + upTo(unit, within.get());
+        const std::align_val_t alignment{large > 0 ? largePage : line};
+        aligned = {static_cast<unsigned char*>(::operator new[](bytesInAll, alignment)), FreeAligned{alignment}};
+        first = aligned.get();
     }
 }
 
@@ -64,8 +63,8 @@ void FillingMemory::adviseFilling(std::size_t bytes) {
     adviseLargePages(first, bytesOnLargePages);
 }
 
-void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {
-    ::operator delete[](memory, std::align_val_t{largePage});
+void FreeAligned::operator()(unsigned char* memory) const {
+    ::operator delete[](memory, alignment);
 }
 
 void adviseFilling(void* memory, std::size_t bytes) {

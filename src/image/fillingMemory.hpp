@@ -3,8 +3,15 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 
 namespace teko {
+
+struct FreeAligned {
+    std::align_val_t alignment{1};
+
+    void operator()(unsigned char* memory) const;
+};
 
 // Uninitialised memory, aligned to 64 bytes. From an eighth of a large page of the system on it starts with a whole
 // one.
@@ -28,13 +35,9 @@ public:
     std::size_t sizeOnLargePages() const { return bytesOnLargePages; }
 
 private:
-    struct FreeLargePages {
-        void operator()(unsigned char* memory) const;
-    };
-
     // One of them.
-    std::unique_ptr<unsigned char[]> within;
-    std::unique_ptr<unsigned char[], FreeLargePages> alignedByLibrary;
+    std::unique_ptr<unsigned char[]> around;
+    std::unique_ptr<unsigned char[], FreeAligned> aligned;
     unsigned char* first = nullptr;
     std::size_t bytesInAll = 0;
     std::size_t bytesOnLargePages = 0;
