@@ -1,12 +1,12 @@
 #include "driver/decodeRows.hpp"
 
 #include "driver/colourTransform.hpp"
-#include "image/fillingMemory.hpp"
 #include "image/joinRawRows.hpp"
 #include "image/sampleLimit.hpp"
 #include "target/target.hpp"
 
 #include <algorithm>
+#include <memory>
 
 namespace teko {
 
@@ -19,14 +19,14 @@ class RawRowWriter {
 public:
     RawRowWriter(std::FILE* raw, std::size_t rowBytes)
         : file(raw), size(rowBytes), held(std::max<std::size_t>(1, bytesAtOnce / std::max<std::size_t>(1, rowBytes))),
-          memory(held * size) {}
+          memory(new unsigned char[held * size]) {}
 
     // Where the next row goes.
     unsigned char* next() {
         if (count == held) {
             write();
         }
-        return memory.data() + size * count++;
+        return memory.get() + size * count++;
     }
 
     void finish() {
@@ -38,7 +38,7 @@ public:
 
 private:
     void write() {
-        if (std::fwrite(memory.data(), size, count, file) != count) {
+        if (std::fwrite(memory.get(), size, count, file) != count) {
             throw 3;
         }
         count = 0;
@@ -48,7 +48,7 @@ private:
     std::size_t size;
     std::size_t held;
     std::size_t count = 0;
-    FillingMemory memory;
+    std::unique_ptr<unsigned char[]> memory;
 };
 
 template <typename Row>

@@ -1,10 +1,10 @@
 #include "driver/encodeRows.hpp"
 
-#include "image/fillingMemory.hpp"
 #include "image/splitRawRows.hpp"
 #include "target/target.hpp"
 
 #include <algorithm>
+#include <memory>
 
 namespace teko {
 
@@ -18,17 +18,17 @@ public:
     RawRowReader(std::FILE* raw, std::size_t rowBytes, int height)
         : file(raw), size(rowBytes), left(static_cast<std::size_t>(height)),
           held(std::max<std::size_t>(1, bytesAtOnce / std::max<std::size_t>(1, rowBytes))),
-          memory(std::min(held, left) * size) {}
+          memory(new unsigned char[std::min(held, left) * size]) {}
 
     // Throws 3 when the file ends early.
     const unsigned char* next() {
         if (ready == 0) {
             ready = std::min(held, left);
-            if (std::fread(memory.data(), size, ready, file) != ready) {
+            if (std::fread(memory.get(), size, ready, file) != ready) {
                 throw 3;
             }
             left -= ready;
-            row = memory.data();
+            row = memory.get();
         } else {
             row += size;
         }
@@ -42,7 +42,7 @@ private:
     std::size_t left; // rows
     std::size_t held;
     std::size_t ready = 0;
-    FillingMemory memory;
+    std::unique_ptr<unsigned char[]> memory;
     const unsigned char* row = nullptr;
 };
 

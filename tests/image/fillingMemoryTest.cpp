@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -40,12 +41,14 @@ TEST_P(FillingMemoryOf, holdsAllOfItsBytesWhateverIsSaidOfThem) {
     }
 }
 
-TEST_P(FillingMemoryOf, startsWithALineOrWithALargePage) {
+TEST_P(FillingMemoryOf, startsWithALargePageFromAnEighthOfOneOn) {
     const FillingMemory memory(GetParam());
-    EXPECT_EQ(behindMultiple(memory, 64), 0U);
     if (GetParam() >= largePage / 8) {
         EXPECT_EQ(behindMultiple(memory, largePage), 0U);
         EXPECT_GE(memory.size(), largePage);
+    } else {
+        EXPECT_EQ(behindMultiple(memory, alignof(std::max_align_t)), 0U);
+        EXPECT_EQ(memory.size(), GetParam());
     }
 }
 
