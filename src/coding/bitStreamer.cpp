@@ -6,7 +6,7 @@
 namespace teko {
 
 void BitStreamer::setUpFileWriter(std::FILE* output) {
-    ownedBuffer = new (fileBufferAlignment) std::uint32_t[fileBufferWords];
+    ownedBuffer = new std::uint32_t[fileBufferWords];
     file = output;
     buffer = cursor = ownedBuffer;
     size = fileBufferWords;
@@ -21,7 +21,7 @@ void BitStreamer::setUpMemoryWriter(void* memory, std::int64_t bytes) {
 }
 
 void BitStreamer::setUpFileReader(std::FILE* input) {
-    ownedBuffer = new (fileBufferAlignment) std::uint32_t[fileBufferWords];
+    ownedBuffer = new std::uint32_t[fileBufferWords];
     file = input;
     buffer = ownedBuffer;
     size = fileBufferWords;
@@ -38,6 +38,18 @@ void BitStreamer::setUpMemoryReader(void* memory, std::int64_t bytes) {
     mask = 0;
     current = 1;
     mode = 'r';
+}
+
+// Zen 3 copies at a sixth of its speed where the destination's place in its page is 1 to 31 bytes behind the source's.
+// The C library puts large memory at place 16, and what is read there comes from place 10, behind the header (decoding
+// commands: 1.06 times as fast).
+void BitStreamer::readLessAtOnce() {
+    constexpr std::size_t page = 4096;
+    constexpr std::size_t place = 64;
+    const std::size_t placeOfBuffer = reinterpret_cast<std::uintptr_t>(ownedBuffer) % page;
+    buffer = ownedBuffer + (page + place - placeOfBuffer) % page / sizeof *ownedBuffer;
+    size = wordsAtOnce;
+    cursor = buffer + size;
 }
 
 void BitStreamer::flushBuffer() {

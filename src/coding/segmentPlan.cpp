@@ -24,10 +24,6 @@ std::uint64_t roomIn(const BitStreamer& out) {
     return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
 }
 
-// Words that a file gets before its buffer is full: pages of it that are never touched need not be given to a command
-// (0.4 megapixels: 1.08 times as fast).
-constexpr std::int64_t wordsAtOnce = 16384;
-
 } // namespace
 
 template <typename T>
@@ -117,7 +113,7 @@ void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BitStreamer& out) 
         }
         out.append(streams.refinementStreams[channel][c][b]);
         out.append(*streams.runCoders[channel][c][b].stream);
-        if (out.file != nullptr && out.words() >= wordsAtOnce) {
+        if (out.file != nullptr && out.words() >= BitStreamer::wordsAtOnce) {
             out.flushToFile();
         }
         return true;

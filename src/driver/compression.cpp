@@ -98,7 +98,7 @@ std::size_t payloadBytes(const BitStreamer& out, std::uint64_t budget) {
 void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE* coded) {
     const std::uint64_t budget = byteBudget(request.header, request.rate);
     constexpr int neverWritten = 0xEE;
-    constexpr std::size_t skipped = 64; // as fileBufferAlignment has it: of a page, the header takes less
+    constexpr std::size_t skipped = 64; // so that what follows the header is copied fast, see readLessAtOnce
     FillingMemory allocated(skipped + (budget / 4 + 1) * 4);
     allocated.adviseFilling(skipped + budget);
     unsigned char* const memory = allocated.data() + skipped;

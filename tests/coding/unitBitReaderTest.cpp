@@ -156,6 +156,23 @@ TEST(FileBitReader, startsAtTheFilesPosition) {
     EXPECT_EQ(stream.getBits(32), 0x12345678U);
 }
 
+TEST(FileBitReader, readsLessAtOnceWhenToldTo) {
+    constexpr std::uint32_t words = 2 * BitStreamer::wordsAtOnce + 3;
+    const ScratchFile file(Bytes(10, 0xFF) + countingWords(words) + Bytes{0xFF, 0xFF});
+    std::fseek(file.get(), 10, SEEK_SET);
+    BitStreamer stream;
+    stream.setUpFileReader(file.get());
+    stream.readLessAtOnce();
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(stream.buffer) % 4096, 64U);
+    EXPECT_GE(stream.buffer, stream.ownedBuffer);
+    EXPECT_LE(stream.buffer + BitStreamer::wordsAtOnce, stream.ownedBuffer + turn);
+    for (std::uint32_t word = 0; word < words; ++word) {
+        ASSERT_EQ(stream.getBits(32), word);
+        ASSERT_EQ(stream.size, word < 2 * BitStreamer::wordsAtOnce ? BitStreamer::wordsAtOnce : 3);
+    }
+    EXPECT_EQ(thrownBy([&] { stream.getBit(); }), 3);
+}
+
 TEST(FileBitReader, readsWholeBuffersAndAsksForFewerAfterAShortOne) {
     const ScratchFile file(countingWords(2 * turn + 3) + Bytes{0xFF, 0xFF});
     BitStreamer stream;
