@@ -144,8 +144,7 @@ public:
 private:
     void merge(const AnySplitRow& restored, SplitRow<short>& row) {
         if (restored.small != nullptr) {
-            kernels.merge(row.even, shape.evens(), restored.small->even, restored.small->odd);
-            kernels.extendRange(row.even, shape.evens(), range);
+            kernels.mergeExtending(row.even, shape.evens(), restored.small->even, restored.small->odd, range);
         } else {
             kernels.mergeNarrowing(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
             kernels.extendRangeOfWide(restored.wide->even, (shape.evens() + 1) / 2, range);

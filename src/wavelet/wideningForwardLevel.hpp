@@ -29,14 +29,16 @@ public:
     }
 
     void take(int y, const short* samples) override {
+        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
         if (small) {
-            SplitRow<short>& row = small->place(y);
-            rowKernels<SmallLong>(target).split(samples, lattice.columns(), row.even, row.odd);
+            const SplitRow<short>& row = small->place(y);
+            kernels.splitExtending(samples, lattice.columns(), row.even, row.odd, range);
+            taken(y, range.isSmall());
         } else {
             const SplitRow<int>& row = wide->place(y);
-            rowKernels<SmallLong>(target).splitWidening(samples, lattice.columns(), row.even, row.odd);
+            kernels.splitWidening(samples, lattice.columns(), row.even, row.odd);
+            wide->taken(y);
         }
-        taken(y, small && staysSmall(y));
     }
 
     void take(int y, const int* samples) override {

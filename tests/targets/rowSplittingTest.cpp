@@ -182,6 +182,40 @@ TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
     }
 }
 
+TEST(RowSplittingOfShorts, SplitsAndMergesWhileItExtendsRanges) {
+    Random random{5};
+    for (const Target target : fastTargets()) {
+        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
+        for (const int n : rowLengths()) {
+            SCOPED_TRACE(testing::Message() << target << ", length " << n);
+            const auto all = static_cast<std::size_t>(n);
+            const Magnitudes magnitudes{1L << random() % 16};
+            const RowBuffer<short> row(random, all, magnitudes);
+            RowBuffer<short> even(random, (all + 1) / 2, magnitudes), odd(random, all / 2, magnitudes);
+            auto wantedEven = even, wantedOdd = odd;
+            for (std::size_t i = 0; i < all; ++i) {
+                (i % 2 == 0 ? wantedEven : wantedOdd)[i / 2] = row[i];
+            }
+            const auto [least, largest] = std::minmax_element(row.row(), row.row() + n);
+            SampleRange range;
+            kernels.splitExtending(row.row(), n, even.row(), odd.row(), range);
+            ASSERT_TRUE(even.agreesWith(wantedEven, even.paddingSize()));
+            ASSERT_TRUE(odd.agreesWith(wantedOdd, odd.paddingSize()));
+            EXPECT_EQ(range.least, *least);
+            EXPECT_EQ(range.largest, *largest);
+
+            RowBuffer<short> merged(random, all, magnitudes);
+            auto wanted = merged;
+            std::copy_n(row.row(), n, wanted.row());
+            SampleRange wider{*least + 1, 40000};
+            kernels.mergeExtending(merged.row(), n, even.row(), odd.row(), wider);
+            ASSERT_TRUE(merged.agreesWith(wanted, 0));
+            EXPECT_EQ(wider.least, *least);
+            EXPECT_EQ(wider.largest, 40000);
+        }
+    }
+}
+
 // A bound that is as tight as it can be: one off a power of two must not double it.
 TYPED_TEST(RowSplitting, BoundsAreExactForNumbersOfOneKind) {
     for (const Target target : fastTargets()) {

@@ -84,6 +84,10 @@ struct RowKernels {
     void (*mergeNarrowing)(short* x, int n, const int* even, const int* odd);
     void (*extendRange)(const short* x, int n, SampleRange& range);
     void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
+    // Split and merge of short rows that extend a range by the samples on the way, and look for no bound (encodes of 16
+    // bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
+    void (*splitExtending)(const short* x, int n, short* even, short* odd, SampleRange& range);
+    void (*mergeExtending)(short* x, int n, const short* even, const short* odd, SampleRange& range);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);

@@ -71,6 +71,18 @@ void splitPairs(const From* x, int n, Row* __restrict even, Row* __restrict odd)
 }
 
 template <typename Row>
+void splitExtending(const Row* x, int n, Row* even, Row* odd, SampleRange& range) {
+    splitPairs(x, n, even, odd);
+    extendRange(x, n, range);
+}
+
+template <typename Row>
+void mergeExtending(Row* x, int n, const Row* even, const Row* odd, SampleRange& range) {
+    mergePairs(x, n, even, odd);
+    extendRange(x, n, range);
+}
+
+template <typename Row>
 long mergeRow(Row* x, int n, const Row* even, const Row* odd) {
     mergePairs(x, n, even, odd);
     return largestInRow(x, n);
@@ -185,6 +197,8 @@ constexpr RowKernels<T> genericRowKernels() {
             mergePairs<short, int>,
             extendRange<short>,
             extendRange<int>,
+            splitExtending<short>,
+            mergeExtending<short>,
             predictRow<Row, Wrapped>,
             predictRow<Row, Exact>,
             updateRow<Row>,

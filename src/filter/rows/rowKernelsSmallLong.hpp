@@ -28,21 +28,93 @@ inline void unpredictInParts(short* odd, const short* farLeft, const short* left
     });
 }
 
-inline void extendRangeInLanes(const short* x, int n, SampleRange& range) {
+// The smallest and the largest sample of some vectors, lane by lane.
+struct LaneRange {
     Lanes least = Lanes::all(std::numeric_limits<short>::max());
     Lanes largest = Lanes::all(std::numeric_limits<short>::min());
-    int i = 0;
-    for (; i + Lanes::count <= n; i += Lanes::count) {
-        least = smaller(least, Lanes::load(x + i));
-        largest = larger(largest, Lanes::load(x + i));
+
+    void add(Lanes samples) {
+        least = smaller(least, samples);
+        largest = larger(largest, samples);
     }
-    extendRange(x + i, n - i, range);
-    if (i > 0) {
+
+    // After at least one vector.
+    void extend(SampleRange& range) const {
         short lanes[2 * Lanes::count];
         least.store(lanes);
         largest.store(lanes + Lanes::count);
         extendRange(lanes, 2 * Lanes::count, range);
     }
+};
+
+inline void extendRangeInLanes(const short* x, int n, SampleRange& range) {
+    if (n < Lanes::count) {
+        extendRange(x, n, range);
+        return;
+    }
+    LaneRange lanes;
+    for (int i = 0; i + Lanes::count < n; i += Lanes::count) {
+        lanes.add(Lanes::load(x + i));
+    }
+    lanes.add(Lanes::load(x + n - Lanes::count));
+    lanes.extend(range);
+}
+
+// Two vectors at a time; the last two that the row has room for are taken whether they have been or not.
+inline void splitExtendingInLanes(const short* x, int n, short* even, short* odd, SampleRange& range) {
+    constexpr int step = 2 * Lanes::count;
+    if (n < step) {
+        splitExtending(x, n, even, odd, range);
+        return;
+    }
+    LaneRange lanes;
+    const auto splitAt = [&](int i) {
+        const Lanes low = Lanes::load(x + i);
+        const Lanes high = Lanes::load(x + i + Lanes::count);
+        lanes.add(low);
+        lanes.add(high);
+        const auto [e, o] = unzip(low, high);
+        e.store(even + i / 2);
+        o.store(odd + i / 2);
+    };
+    const int pairs = n / 2 * 2;
+    for (int i = 0; i + step < pairs; i += step) {
+        splitAt(i);
+    }
+    splitAt(pairs - step);
+    if (pairs < n) {
+        even[pairs / 2] = x[pairs];
+        range.add(x[pairs]);
+    }
+    lanes.extend(range);
+}
+
+inline void mergeExtendingInLanes(short* x, int n, const short* even, const short* odd, SampleRange& range) {
+    constexpr int step = 2 * Lanes::count;
+    if (n < step) {
+        mergeExtending(x, n, even, odd, range);
+        return;
+    }
+    LaneRange lanes;
+    const auto mergeAt = [&](int i) {
+        const Lanes e = Lanes::load(even + i / 2);
+        const Lanes o = Lanes::load(odd + i / 2);
+        lanes.add(e);
+        lanes.add(o);
+        const auto [low, high] = zip(e, o);
+        low.store(x + i);
+        high.store(x + i + Lanes::count);
+    };
+    const int pairs = n / 2 * 2;
+    for (int i = 0; i + step < pairs; i += step) {
+        mergeAt(i);
+    }
+    mergeAt(pairs - step);
+    if (pairs < n) {
+        x[pairs] = even[pairs / 2];
+        range.add(x[pairs]);
+    }
+    lanes.extend(range);
 }
 
 constexpr RowKernels<SmallLong> smallLongRowKernels() {
@@ -50,6 +122,8 @@ constexpr RowKernels<SmallLong> smallLongRowKernels() {
     kernels.split = splitNarrow;
     kernels.merge = mergeNarrow;
     kernels.extendRange = extendRangeInLanes;
+    kernels.splitExtending = splitExtendingInLanes;
+    kernels.mergeExtending = mergeExtendingInLanes;
     kernels.predict = predictInParts;
     kernels.predictExact = predictInParts;
     kernels.updateSmall = updateNarrow;
