@@ -2,7 +2,15 @@
 
 #include "target/region.hpp"
 
+#include <cstdint>
+
 #if defined(__x86_64__)
+
+// GCC 12 takes the undefined sources of its own masked intrinsics for a mistake.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#endif
 #include <immintrin.h>
 #endif
 
@@ -32,7 +40,7 @@ void joinBytesInVectors(const SplitSamples<short>& samples, int width, unsigned 
         const __m256i low = _mm256_and_si256(even, _mm256_set1_epi16(0xFF));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + x), _mm256_or_si256(low, _mm256_slli_epi16(odd, 8)));
     }
-    joinBytes({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + x);
+    joinBytes(samples.from(x), width - x, raw + x);
 }
 
 void joinWordsInVectors(const SplitSamples<int>& samples, int width, unsigned char* raw) {
@@ -43,7 +51,7 @@ void joinWordsInVectors(const SplitSamples<int>& samples, int width, unsigned ch
         const __m256i low = _mm256_and_si256(even, _mm256_set1_epi32(0xFFFF));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + 2L * x), _mm256_or_si256(low, _mm256_slli_epi32(odd, 16)));
     }
-    joinWords<int>({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + 2L * x);
+    joinWords<int>(samples.from(x), width - x, raw + 2L * x);
 }
 
 void joinSmallWordsInVectors(const SplitSamples<short>& samples, int width, unsigned char* raw) {
@@ -56,7 +64,7 @@ void joinSmallWordsInVectors(const SplitSamples<short>& samples, int width, unsi
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + 2L * x), _mm256_permute2x128_si256(low, high, 0x20));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(raw + 2L * x + 32), _mm256_permute2x128_si256(low, high, 0x31));
     }
-    joinWords<short>({samples.even + x / 2, samples.odd + x / 2}, width - x, raw + 2L * x);
+    joinWords<short>(samples.from(x), width - x, raw + 2L * x);
 }
 
 // Where the bytes of 16 pixels come from, 16 bytes at a time, in the samples of each channel, those at even places
@@ -118,6 +126,111 @@ void joinColoursInVectors(const SplitSamples<short>* channels, int width, unsign
 
 TEKO_REGION_END
 
+TEKO_REGION_BEGIN(TEKO_AVX512_FEATURES)
+
+namespace avx512 {
+
+namespace {
+
+#include "target/wordPairsAvx512.hpp"
+
+// The low bytes of 64 samples in their order.
+inline __m512i lowBytes(__m512i even, __m512i odd) {
+    return _mm512_mask_blend_epi8(0xAAAAAAAAAAAAAAAAU, even, _mm512_slli_epi16(odd, 8));
+}
+
+void joinBytesInVectors(const SplitSamples<short>& samples, int width, unsigned char* raw) {
+    int x = 0;
+    for (; x + 64 <= width; x += 64) {
+        const __m512i even = _mm512_loadu_si512(samples.even + x / 2);
+        const __m512i odd = _mm512_loadu_si512(samples.odd + x / 2);
+        _mm512_storeu_si512(raw + x, lowBytes(even, odd));
+    }
+    avx2::joinBytesInVectors(samples.from(x), width - x, raw + x);
+}
+
+void joinWordsInVectors(const SplitSamples<int>& samples, int width, unsigned char* raw) {
+    int x = 0;
+    for (; x + 32 <= width; x += 32) {
+        const __m512i even = _mm512_loadu_si512(samples.even + x / 2);
+        const __m512i odd = _mm512_loadu_si512(samples.odd + x / 2);
+        _mm512_storeu_si512(raw + 2L * x, _mm512_mask_blend_epi16(0xAAAAAAAAU, even, _mm512_slli_epi32(odd, 16)));
+    }
+    avx2::joinWordsInVectors(samples.from(x), width - x, raw + 2L * x);
+}
+
+void joinSmallWordsInVectors(const SplitSamples<short>& samples, int width, unsigned char* raw) {
+    int x = 0;
+    for (; x + 64 <= width; x += 64) {
+        const __m512i even = _mm512_loadu_si512(samples.even + x / 2);
+        const __m512i odd = _mm512_loadu_si512(samples.odd + x / 2);
+        const auto [low, high] = zipWords(even, odd);
+        _mm512_storeu_si512(raw + 2L * x, low);
+        _mm512_storeu_si512(raw + 2L * x + 64, high);
+    }
+    avx2::joinSmallWordsInVectors(samples.from(x), width - x, raw + 2L * x);
+}
+
+// Where the bytes of 64 pixels, a vector at a time, come from in the samples of each channel: a byte of one of them, as
+// a mask tells.
+struct RgbPlaces {
+    alignas(64) unsigned char places[3][64]; // [vector]
+    std::uint64_t masks[3][3];               // [vector][channel]
+
+    constexpr RgbPlaces() : places(), masks() {
+        for (unsigned i = 0; i < 192; ++i) {
+            places[i / 64][i % 64] = static_cast<unsigned char>(i / 3);
+            masks[i / 64][i % 3] |= std::uint64_t{1} << i % 64;
+        }
+    }
+};
+
+constexpr RgbPlaces rgbPlaces;
+
+// Colours that are transformed back, at even places or at odd ones. Sums may wrap: only bits 0 to 9 of one count.
+struct Colours {
+    __m512i r;
+    __m512i g;
+    __m512i b;
+
+    static Colours of(const short* luminance, const short* red, const short* blue) {
+        const __m512i u = _mm512_loadu_si512(red);
+        const __m512i v = _mm512_loadu_si512(blue);
+        const __m512i mean = _mm512_srai_epi16(_mm512_add_epi16(u, v), 2);
+        const __m512i g = _mm512_sub_epi16(_mm512_loadu_si512(luminance), mean);
+        return {_mm512_add_epi16(u, g), g, _mm512_add_epi16(v, g)};
+    }
+};
+
+// 64 pixels at a time (1.08 to 1.15 times on the way from bitmaps to a file in colour, against 256-bit vectors).
+void joinColoursInVectors(const SplitSamples<short>* channels, int width, unsigned char* raw) {
+    int x = 0;
+    for (; x + 64 <= width; x += 64) {
+        const int i = x / 2;
+        const Colours even = Colours::of(channels[0].even + i, channels[1].even + i, channels[2].even + i);
+        const Colours odd = Colours::of(channels[0].odd + i, channels[1].odd + i, channels[2].odd + i);
+        const __m512i r = lowBytes(even.r, odd.r);
+        const __m512i g = lowBytes(even.g, odd.g);
+        const __m512i b = lowBytes(even.b, odd.b);
+        for (int part = 0; part < 3; ++part) {
+            const __m512i places = _mm512_load_si512(rgbPlaces.places[part]);
+            const std::uint64_t* masks = rgbPlaces.masks[part];
+            __m512i bytes = _mm512_maskz_permutexvar_epi8(masks[0], places, r);
+            bytes = _mm512_mask_permutexvar_epi8(bytes, masks[1], places, g);
+            bytes = _mm512_mask_permutexvar_epi8(bytes, masks[2], places, b);
+            _mm512_storeu_si512(raw + 3L * x + 64L * part, bytes);
+        }
+    }
+    const SplitSamples<short> rest[] = {channels[0].from(x), channels[1].from(x), channels[2].from(x)};
+    avx2::joinColoursInVectors(rest, width - x, raw + 3L * x);
+}
+
+} // namespace
+
+} // namespace avx512
+
+TEKO_REGION_END
+
 #endif
 
 const JoinRawRows& joinRawRows(Target target) {
@@ -125,6 +238,11 @@ const JoinRawRows& joinRawRows(Target target) {
 #if defined(__x86_64__)
     static constexpr JoinRawRows fast{avx2::joinBytesInVectors, avx2::joinWordsInVectors, avx2::joinSmallWordsInVectors,
                                       avx2::joinColoursInVectors};
+    static constexpr JoinRawRows fastest{avx512::joinBytesInVectors, avx512::joinWordsInVectors,
+                                         avx512::joinSmallWordsInVectors, avx512::joinColoursInVectors};
+    if (target == Target::avx512) {
+        return fastest;
+    }
     if (includesAvx2(target)) {
         return fast;
     }

@@ -9,6 +9,7 @@
 // GCC 12 takes the undefined sources of its own masked intrinsics for a mistake.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 #include <immintrin.h>
 #endif
@@ -39,7 +40,7 @@ void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples
                             _mm256_and_si256(pairs, _mm256_set1_epi16(0xFF)));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.odd + x / 2), _mm256_srli_epi16(pairs, 8));
     }
-    splitBytes(raw + x, width - x, {samples.even + x / 2, samples.odd + x / 2});
+    splitBytes(raw + x, width - x, samples.from(x));
 }
 
 void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples<int>& samples) {
@@ -50,7 +51,7 @@ void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples
                             _mm256_and_si256(pairs, _mm256_set1_epi32(0xFFFF)));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.odd + x / 2), _mm256_srli_epi32(pairs, 16));
     }
-    splitWords(raw + 2L * x, width - x, {samples.even + x / 2, samples.odd + x / 2});
+    splitWords(raw + 2L * x, width - x, samples.from(x));
 }
 
 unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
@@ -68,7 +69,7 @@ unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const Spl
     }
     std::uint16_t lanes[16];
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes), all);
-    unsigned bits = splitSmallWords(raw + 2L * x, width - x, {samples.even + x / 2, samples.odd + x / 2});
+    unsigned bits = splitSmallWords(raw + 2L * x, width - x, samples.from(x));
     for (const std::uint16_t lane : lanes) {
         bits |= lane;
     }
@@ -140,11 +141,7 @@ namespace avx512 {
 
 namespace {
 
-// From sample x on.
-template <typename Row>
-SplitSamples<Row> after(const SplitSamples<Row>& samples, int x) {
-    return {samples.even + x / 2, samples.odd + x / 2};
-}
+#include "target/wordPairsAvx512.hpp"
 
 void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
     int x = 0;
@@ -153,7 +150,7 @@ void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples
         _mm512_storeu_si512(samples.even + x / 2, _mm512_and_si512(pairs, _mm512_set1_epi16(0xFF)));
         _mm512_storeu_si512(samples.odd + x / 2, _mm512_srli_epi16(pairs, 8));
     }
-    avx2::splitBytesInVectors(raw + x, width - x, after(samples, x));
+    avx2::splitBytesInVectors(raw + x, width - x, samples.from(x));
 }
 
 void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples<int>& samples) {
@@ -163,7 +160,23 @@ void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples
         _mm512_storeu_si512(samples.even + x / 2, _mm512_and_si512(pairs, _mm512_set1_epi32(0xFFFF)));
         _mm512_storeu_si512(samples.odd + x / 2, _mm512_srli_epi32(pairs, 16));
     }
-    avx2::splitWordsInVectors(raw + 2L * x, width - x, after(samples, x));
+    avx2::splitWordsInVectors(raw + 2L * x, width - x, samples.from(x));
+}
+
+unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+    __m512i all = _mm512_setzero_si512();
+    int x = 0;
+    for (; x + 64 <= width; x += 64) {
+        const __m512i low = _mm512_loadu_si512(raw + 2L * x);
+        const __m512i high = _mm512_loadu_si512(raw + 2L * x + 64);
+        all = _mm512_or_si512(all, _mm512_or_si512(low, high));
+        const auto [even, odd] = unzipWords(low, high);
+        _mm512_storeu_si512(samples.even + x / 2, even);
+        _mm512_storeu_si512(samples.odd + x / 2, odd);
+    }
+    const auto pairs = static_cast<unsigned>(_mm512_reduce_or_epi32(all));
+    const unsigned ofRest = avx2::splitSmallWordsInVectors(raw + 2L * x, width - x, samples.from(x));
+    return ofRest | (pairs & 0xFFFF) | pairs >> 16;
 }
 
 // Where the bytes of 64 samples of a channel, those at even places first, come from in three vectors of pixels: a byte
@@ -221,7 +234,7 @@ void splitColoursInVectors(const unsigned char* raw, int width, const SplitSampl
         _mm512_storeu_si512(channels[2].even + x / 2, _mm512_sub_epi16(b.even, g.even));
         _mm512_storeu_si512(channels[2].odd + x / 2, _mm512_sub_epi16(b.odd, g.odd));
     }
-    const SplitSamples<short> rest[] = {after(channels[0], x), after(channels[1], x), after(channels[2], x)};
+    const SplitSamples<short> rest[] = {channels[0].from(x), channels[1].from(x), channels[2].from(x)};
     avx2::splitColoursInVectors(raw + 3L * x, width - x, rest);
 }
 
@@ -239,7 +252,7 @@ const SplitRawRows& splitRawRows(Target target) {
     static constexpr SplitRawRows fast{avx2::splitBytesInVectors, avx2::splitWordsInVectors,
                                        avx2::splitSmallWordsInVectors, avx2::splitColoursInVectors};
     static constexpr SplitRawRows fastest{avx512::splitBytesInVectors, avx512::splitWordsInVectors,
-                                          avx2::splitSmallWordsInVectors, avx512::splitColoursInVectors};
+                                          avx512::splitSmallWordsInVectors, avx512::splitColoursInVectors};
     if (target == Target::avx512) {
         return fastest;
     }

@@ -10,6 +10,9 @@ template <typename Row>
 struct SplitSamples {
     Row* even;
     Row* odd;
+
+    // From sample x on, which is at an even place.
+    SplitSamples from(int x) const { return {even + x / 2, odd + x / 2}; }
 };
 
 // Each takes `width` pixels. Up to 32 samples beyond them may be written. Every target gives the same.

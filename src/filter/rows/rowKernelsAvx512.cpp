@@ -20,6 +20,8 @@ namespace teko::avx512 {
 
 namespace {
 
+#include "target/wordPairsAvx512.hpp"
+
 #include "filter/rows/rowKernelsGeneric.hpp"
 
 struct Lanes {
@@ -68,9 +70,8 @@ inline Lanes isNegative(Lanes a) {
 inline Lanes withSignOf(Lanes a, Lanes sign) {
     return {_mm512_mask_sub_epi16(a.v, _mm512_movepi16_mask(sign.v), _mm512_setzero_si512(), a.v)};
 }
-template <int n>
-Lanes shiftLeft(Lanes a) {
-    return {_mm512_slli_epi16(a.v, n)};
+inline Lanes timesNine(Lanes a) {
+    return {_mm512_mullo_epi16(a.v, _mm512_set1_epi16(9))};
 }
 template <int n>
 Lanes shiftRight(Lanes a) {
@@ -99,19 +100,13 @@ inline Lanes broadcastSecond(Lanes a) {
 }
 
 inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
-    const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
-    const __m512i lowWords = _mm512_set1_epi32(0xFFFF);
-    const __m512i even = _mm512_packus_epi32(_mm512_and_si512(low.v, lowWords), _mm512_and_si512(high.v, lowWords));
-    const __m512i odd = _mm512_packus_epi32(_mm512_srli_epi32(low.v, 16), _mm512_srli_epi32(high.v, 16));
-    return {{_mm512_permutexvar_epi64(order, even)}, {_mm512_permutexvar_epi64(order, odd)}};
+    const auto [even, odd] = unzipWords(low.v, high.v);
+    return {{even}, {odd}};
 }
 
 inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
-    const __m512i low = _mm512_unpacklo_epi16(even.v, odd.v);
-    const __m512i high = _mm512_unpackhi_epi16(even.v, odd.v);
-    const __m512i first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
-    const __m512i second = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
-    return {{_mm512_permutex2var_epi64(low, first, high)}, {_mm512_permutex2var_epi64(low, second, high)}};
+    const auto [low, high] = zipWords(even.v, odd.v);
+    return {{low}, {high}};
 }
 
 struct WideLanes {
