@@ -129,7 +129,7 @@ protected:
         for (int y = 0; y < latticeOf(image, step).rows(); ++y) {
             allRows.push_back(y);
         }
-        for (const Target target : fastTargets()) {
+        for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", step " << step);
             Image result = image;
             ASSERT_EQ(transformLevel(latticeOf(result, step), target), allRows);

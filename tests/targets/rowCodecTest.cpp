@@ -44,7 +44,7 @@ protected:
 
     void checkWriting(const Image& image, std::size_t capacity) {
         const Written<T> expected = writtenInPlanes(image, capacity);
-        for (const Target target : fastTargets()) {
+        for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message()
                          << target << ", " << image->width << " x " << image->height << " in " << capacity << " bytes");
             const TargetInUse use(target);
@@ -63,7 +63,7 @@ protected:
     void checkReading(const Image& like, const Bytes& payload) {
         Decoded<T> expected = decoded(like, Target::plain, payload, fromMemory);
         wavelet().untransform(&*expected.image);
-        for (const Target target : fastTargets()) {
+        for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", " << like->width << " x " << like->height << " from "
                                             << payload.size() << " bytes");
             const TargetInUse use(target);

@@ -143,15 +143,30 @@ private:
         return static_cast<int>(itsParameters.rend() - lastZero);
     }
 
+    struct PlaneSegments {
+        int plane;
+        Bits refinements;
+        Bits runs;
+    };
+
+    static std::vector<PlaneSegments> segmentsOf(const Class& of, int lowest) {
+        std::vector<PlaneSegments> segments;
+        for (int b = lowest; b <= of.topPlane; ++b) {
+            segments.push_back({b, refinementSegment(of.values, b), runSegment(of.values, b, of.parameter(b))});
+        }
+        return segments;
+    }
+
     static void checkClass(const Class& of, int lowest, int sparse) {
+        const std::vector<PlaneSegments> wanted = segmentsOf(of, lowest);
         for (const Target target : fastTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", channel " << of.channel << ", class " << of.c << ", from "
                                             << lowest << " on, sparse from " << sparse << " on");
             StreamArrayManager<T> streams(of.shape.channels, of.shape.levels, of.topPlane);
-            for (int b = lowest; b <= of.topPlane; ++b) {
-                const Bits runs = runSegment(of.values, b, of.parameter(b));
-                streams.setUpRefinement(of.channel, of.c, b, refinementSegment(of.values, b).size());
-                streams.setUpRuns(of.channel, of.c, b, runs.size() - 5, of.parameter(b));
+            for (const PlaneSegments& segments : wanted) {
+                streams.setUpRefinement(of.channel, of.c, segments.plane, segments.refinements.size());
+                streams.setUpRuns(of.channel, of.c, segments.plane, segments.runs.size() - 5,
+                                  of.parameter(segments.plane));
             }
             FoldedValues<RowSample<T>> folded(of.values.size());
             const std::vector<RowSample<T>> values(of.values.begin(), of.values.end());
@@ -159,12 +174,13 @@ private:
             folded.sequence.finish();
             planeCoding<T>(target)->codeClass(folded.sequence, streams, of.channel, of.c, lowest, sparse);
             ASSERT_EQ(folded.values(), values);
-            for (int b = lowest; b <= of.topPlane; ++b) {
+            for (const PlaneSegments& segments : wanted) {
+                const int b = segments.plane;
                 SCOPED_TRACE(testing::Message() << "plane " << b << ", parameter " << of.parameter(b));
-                expectSegment(streams.refinementStreams[of.channel][of.c][b], refinementSegment(of.values, b));
+                expectSegment(streams.refinementStreams[of.channel][of.c][b], segments.refinements);
                 RunCoder& coder = streams.runCoders[of.channel][of.c][b];
                 coder.finish();
-                expectSegment(*coder.stream, runSegment(of.values, b, of.parameter(b)));
+                expectSegment(*coder.stream, segments.runs);
             }
         }
     }

@@ -20,7 +20,7 @@ protected:
         const Image expected = transformed(image, &Wavelet<T>::transform);
         auto wanted = classesOf(*expected, 0, numberOfLevels(image->width, image->height));
         wanted.resize(maximumClasses);
-        for (const Target target : fastTargets()) {
+        for (const Target target : sampledTargets()) {
             const ClassCollector<T> actual = transformedByRows(*image, 0, target);
             for (std::size_t c = 0; c < maximumClasses; ++c) {
                 ASSERT_TRUE(actual.classes[c] == wanted[c])
@@ -31,7 +31,7 @@ protected:
 
     void checkInverse(const Image& image) {
         const Image expected = transformed(image, &Wavelet<T>::untransform);
-        for (const Target target : fastTargets()) {
+        for (const Target target : sampledTargets()) {
             Image actual = image;
             ASSERT_TRUE(untransformByRows(*actual, 0, target)) << target;
             ASSERT_TRUE(sameMemory(actual, expected)) << target;
