@@ -32,25 +32,14 @@ void colourTransform(ImageData<short>* image) {
 }
 
 void colourUntransform(ImageData<short>* image) {
-    if (image->channels != 3) {
-        return;
-    }
-    for (int y = 0; y < image->height; ++y) {
-        const long start = static_cast<long>(y) * image->stride;
-        colourUntransformRow(image->planes[0] + start, image->planes[1] + start, image->planes[2] + start,
-                             image->width);
-    }
-}
-
-void colourUntransformRow(short* __restrict first, short* __restrict second, short* __restrict third, int width) {
-    for (int i = 0; i < width; ++i) {
-        const int u = second[i];
-        const int v = third[i];
-        const int g = first[i] - ((u + v) >> 2);
-        first[i] = static_cast<short>(u + g);
-        second[i] = static_cast<short>(g);
-        third[i] = static_cast<short>(v + g);
-    }
+    forEachPixel(*image, [](short& first, short& second, short& third) {
+        const int u = second;
+        const int v = third;
+        const int g = first - ((u + v) >> 2);
+        first = static_cast<short>(u + g);
+        second = static_cast<short>(g);
+        third = static_cast<short>(v + g);
+    });
 }
 
 } // namespace teko

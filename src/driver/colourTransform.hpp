@@ -16,7 +16,4 @@ namespace teko {
 void colourTransform(ImageData<short>* image);
 void colourUntransform(ImageData<short>* image);
 
-// The inverse on one row of each plane.
-void colourUntransformRow(short* first, short* second, short* third, int width);
-
 } // namespace teko

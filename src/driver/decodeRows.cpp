@@ -1,8 +1,6 @@
 #include "driver/decodeRows.hpp"
 
-#include "driver/colourTransform.hpp"
 #include "image/joinRawRows.hpp"
-#include "image/sampleLimit.hpp"
 #include "target/target.hpp"
 
 #include <algorithm>
@@ -52,51 +50,30 @@ private:
 };
 
 template <typename Row>
-void clamp(const SplitSamples<Row>& samples, int width, int limit) {
-    const auto clampPart = [limit](Row* part, int n) {
-        std::transform(part, part + n, part, [limit](Row sample) { return clampedTo(limit, sample); });
-    };
-    clampPart(samples.even, (width + 1) / 2);
-    clampPart(samples.odd, width / 2);
-}
-
-template <typename Row>
 SplitSamples<Row> samplesOf(const SplitRow<Row>& row) {
     return {row.even, row.odd};
 }
 
-template <typename Row, typename Join>
-void putRow(const SplitRow<Row>& row, int width, int limit, Join join, RawRowWriter& rows) {
-    const SplitSamples<Row> samples = samplesOf(row);
+// A limit of 0 is none.
+template <typename Row, typename Join, typename Clamp>
+void putRow(const SplitRow<Row>& row, int width, int limit, Join join, Clamp clamp, RawRowWriter& rows) {
     if (limit != 0) {
-        clamp(samples, width, limit);
+        clamp(row.even, (width + 1) / 2, limit);
+        clamp(row.odd, width / 2, limit);
     }
-    join(samples, width, rows.next());
-}
-
-// Clamping is for whole samples, so it cannot be left to a kernel that makes no more than their low bits.
-void joinClamped(const SplitSamples<short>* channels, int width, int limit, unsigned char* raw) {
-    colourUntransformRow(channels[0].even, channels[1].even, channels[2].even, (width + 1) / 2);
-    colourUntransformRow(channels[0].odd, channels[1].odd, channels[2].odd, width / 2);
-    for (int c = 0; c < 3; ++c) {
-        clamp(channels[c], width, limit);
-        for (int x = 0; x < width; ++x) {
-            const short sample = x % 2 == 0 ? channels[c].even[x / 2] : channels[c].odd[x / 2];
-            raw[3 * x + c] = static_cast<unsigned char>(sample & 0xFF);
-        }
-    }
+    join(samplesOf(row), width, rows.next());
 }
 
 void decodeColour(RowDecoder<short>& decoder, int width, int height, int limit, RawRowWriter& rows) {
-    const auto join = joinRawRows(activeTarget()).colours;
+    const JoinRawRows& join = joinRawRows(activeTarget());
     for (int y = 0; y < height; ++y) {
         const SplitSamples<short> channels[3] = {samplesOf(decoder.channel(0).next()),
                                                  samplesOf(decoder.channel(1).next()),
                                                  samplesOf(decoder.channel(2).next())};
         if (limit != 0) {
-            joinClamped(channels, width, limit, rows.next());
+            join.coloursBelow(channels, width, limit, rows.next());
         } else {
-            join(channels, width, rows.next());
+            join.colours(channels, width, rows.next());
         }
     }
     rows.finish();
@@ -109,8 +86,9 @@ void decodeRows(RowDecoder<short>& decoder, int width, int height, int channels,
     if (channels == 3) {
         decodeColour(decoder, width, height, limit, rows);
     } else {
+        const JoinRawRows& join = joinRawRows(activeTarget());
         for (int y = 0; y < height; ++y) {
-            putRow(decoder.channel(0).next(), width, limit, joinRawRows(activeTarget()).bytes, rows);
+            putRow(decoder.channel(0).next(), width, limit, join.bytes, join.clamp, rows);
         }
         rows.finish();
     }
@@ -122,9 +100,9 @@ void decodeRows(RowDecoder<long>& decoder, int width, int height, int, int limit
     for (int y = 0; y < height; ++y) {
         const AnySplitRow row = decoder.channel(0).next();
         if (row.small != nullptr) {
-            putRow(*row.small, width, limit, join.smallWords, rows);
+            putRow(*row.small, width, limit, join.smallWords, join.clamp, rows);
         } else {
-            putRow(*row.wide, width, limit, join.words, rows);
+            putRow(*row.wide, width, limit, join.words, join.clampWide, rows);
         }
     }
     rows.finish();

@@ -15,6 +15,12 @@ struct JoinRawRows {
     void (*smallWords)(const SplitSamples<short>& samples, int width, unsigned char* raw);
     // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
     void (*colours)(const SplitSamples<short>* channels, int width, unsigned char* raw);
+    // The same of samples that clampedTo(limit, sample) has kept below a limit.
+    void (*coloursBelow)(const SplitSamples<short>* channels, int width, int limit, unsigned char* raw);
+
+    // n samples, each as clampedTo(limit, sample). The limit is not 0.
+    void (*clamp)(short* samples, int n, int limit);
+    void (*clampWide)(int* samples, int n, int limit);
 };
 
 const JoinRawRows& joinRawRows(Target target);

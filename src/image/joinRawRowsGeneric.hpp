@@ -20,26 +20,75 @@ void joinWords(const SplitSamples<Row>& samples, int width, unsigned char* __res
     }
 }
 
+// What becomes of samples before their low bytes are taken.
+struct Unclamped {
+    short operator()(short sample) const { return sample; }
+};
+
+struct ClampedBelow {
+    int limit;
+
+    template <typename Row>
+    Row operator()(Row sample) const {
+        return clampedTo(limit, sample);
+    }
+};
+
+// The same below a limit that is not negative: two operations and no test.
+template <typename Row>
+struct ClampedInto {
+    Row highest;
+
+    explicit ClampedInto(int limit)
+        : highest(static_cast<Row>(std::min<int>(limit - 1, std::numeric_limits<Row>::max()))) {}
+
+    Row operator()(Row sample) const { return std::min(std::max(sample, Row{0}), highest); }
+};
+
+template <typename Row>
+void clampRow(Row* samples, int n, int limit) {
+    if (limit < 0) {
+        std::transform(samples, samples + n, samples, ClampedBelow{limit});
+    } else {
+        std::transform(samples, samples + n, samples, ClampedInto<Row>(limit));
+    }
+}
+
 // Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of
 // colourTransform.hpp.
-inline void joinColourPixels(int first, const short* luminance, const short* red, const short* blue, int width,
-                             unsigned char* __restrict raw) {
+template <typename Clamp>
+void joinColourPixels(int first, const short* luminance, const short* red, const short* blue, int width, Clamp clamp,
+                      unsigned char* __restrict raw) {
     for (int x = first; x < width; x += 2) {
         const int u = red[x / 2];
         const int v = blue[x / 2];
         const int g = luminance[x / 2] - ((u + v) >> 2);
-        raw[3 * x] = static_cast<unsigned char>((u + g) & 0xFF);
-        raw[3 * x + 1] = static_cast<unsigned char>(g & 0xFF);
-        raw[3 * x + 2] = static_cast<unsigned char>((v + g) & 0xFF);
+        raw[3 * x] = static_cast<unsigned char>(clamp(static_cast<short>(u + g)) & 0xFF);
+        raw[3 * x + 1] = static_cast<unsigned char>(clamp(static_cast<short>(g)) & 0xFF);
+        raw[3 * x + 2] = static_cast<unsigned char>(clamp(static_cast<short>(v + g)) & 0xFF);
     }
 }
 
 // From pixel `from` on, which is at an even place.
-inline void joinColoursFrom(int from, const SplitSamples<short>* channels, int width, unsigned char* raw) {
-    joinColourPixels(from, channels[0].even, channels[1].even, channels[2].even, width, raw);
-    joinColourPixels(from + 1, channels[0].odd, channels[1].odd, channels[2].odd, width, raw);
+template <typename Clamp>
+void joinColoursFrom(int from, const SplitSamples<short>* channels, int width, Clamp clamp, unsigned char* raw) {
+    joinColourPixels(from, channels[0].even, channels[1].even, channels[2].even, width, clamp, raw);
+    joinColourPixels(from + 1, channels[0].odd, channels[1].odd, channels[2].odd, width, clamp, raw);
 }
 
 inline void joinColours(const SplitSamples<short>* channels, int width, unsigned char* raw) {
-    joinColoursFrom(0, channels, width, raw);
+    joinColoursFrom(0, channels, width, Unclamped{}, raw);
+}
+
+inline void joinColoursBelowFrom(int from, const SplitSamples<short>* channels, int width, int limit,
+                                 unsigned char* raw) {
+    if (limit < 0) {
+        joinColoursFrom(from, channels, width, ClampedBelow{limit}, raw);
+    } else {
+        joinColoursFrom(from, channels, width, ClampedInto<short>(limit), raw);
+    }
+}
+
+inline void joinColoursBelow(const SplitSamples<short>* channels, int width, int limit, unsigned char* raw) {
+    joinColoursBelowFrom(0, channels, width, limit, raw);
 }

@@ -1,6 +1,7 @@
 // Raw rows on their way to and from the row transform: every target, every length.
 #include "driver/colourTransform.hpp"
 #include "image/joinRawRows.hpp"
+#include "image/sampleLimit.hpp"
 #include "support/targets.hpp"
 
 #include <gtest/gtest.h>
@@ -63,6 +64,14 @@ using SplitOne = void (*)(const unsigned char*, int, const SplitSamples<Row>&);
 template <typename Row>
 using JoinOne = void (*)(const SplitSamples<Row>&, int, unsigned char*);
 
+// One row of three channels.
+struct Colours {
+    explicit Colours(int width) : image(width, 1, 3) {}
+    short& at(std::size_t c, std::size_t x) { return image.planes[c][x]; }
+
+    ImageData<short> image;
+};
+
 class TargetRawRows : public testing::Test {
 protected:
     template <typename Check>
@@ -122,19 +131,55 @@ protected:
         ASSERT_EQ(raw, wanted);
     }
 
+    // Three channels of any samples, transformed back and kept below the limit if it is not 0. Nothing but the row is
+    // written.
+    template <typename Join>
+    void checkColours(int width, int limit, Join join) {
+        const auto pixels = static_cast<std::size_t>(width);
+        const std::size_t start = random() % 33;
+        RawBytes raw = anyBytes(start + 3 * pixels + 60);
+        RawBytes wanted = raw;
+        std::vector<Channel<short>> channels;
+        Colours colours(width);
+        for (std::size_t c = 0; c < 3; ++c) {
+            channels.emplace_back(random, width);
+            for (std::size_t x = 0; x < pixels; ++x) {
+                colours.at(c, x) = channels[c][x];
+            }
+        }
+        colourUntransform(&colours.image);
+        for (std::size_t i = 0; i < 3 * pixels; ++i) {
+            const short sample = colours.at(i % 3, i / 3);
+            wanted[start + i] = static_cast<unsigned char>((limit == 0 ? sample : clampedTo(limit, sample)) & 0xFF);
+        }
+        const SplitSamples<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        join(samples, raw.data() + start);
+        ASSERT_EQ(raw, wanted);
+    }
+
+    // Nothing but n samples is changed.
+    template <typename Row>
+    void checkClamp(void (*clamp)(Row*, int, int), int n, int limit) {
+        const auto count = static_cast<std::size_t>(n);
+        const std::size_t start = random() % 17;
+        std::vector<Row> row(start + count + 40);
+        std::generate(row.begin(), row.end(), [&] { return anySample<Row>(random); });
+        std::vector<Row> wanted = row;
+        for (std::size_t i = start; i < start + count; ++i) {
+            wanted[i] = clampedTo(limit, wanted[i]);
+        }
+        clamp(row.data() + start, n, limit);
+        ASSERT_EQ(row, wanted);
+    }
+
+    // Of bits per sample, 0 to 31: the last is negative.
+    int anyLimit() { return static_cast<int>(1U << random() % 32); }
+
     // Of a row in a file: short samples have one byte, int samples two.
     template <typename Row>
     static constexpr std::size_t sampleBytes = sizeof(Row) / 2;
 
     std::mt19937_64 random{13};
-};
-
-// One row of three channels.
-struct Colours {
-    explicit Colours(int width) : image(width, 1, 3) {}
-    short& at(std::size_t c, std::size_t x) { return image.planes[c][x]; }
-
-    ImageData<short> image;
 };
 
 } // namespace
@@ -205,25 +250,28 @@ TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {
 
 TEST_F(TargetRawRows, OfColoursAreMadeOfTheLowBytesOfTransformedSamples) {
     forEveryWidth([&](Target target, int width) {
-        const auto pixels = static_cast<std::size_t>(width);
-        const std::size_t start = random() % 33;
-        RawBytes raw = anyBytes(start + 3 * pixels + 60);
-        RawBytes wanted = raw;
-        std::vector<Channel<short>> channels;
-        Colours colours(width);
-        for (std::size_t c = 0; c < 3; ++c) {
-            channels.emplace_back(random, width);
-            for (std::size_t x = 0; x < pixels; ++x) {
-                colours.at(c, x) = channels[c][x];
-            }
-        }
-        colourUntransform(&colours.image);
-        for (std::size_t i = 0; i < 3 * pixels; ++i) {
-            wanted[start + i] = static_cast<unsigned char>(colours.at(i % 3, i / 3) & 0xFF);
-        }
-        const SplitSamples<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
-        joinRawRows(target).colours(samples, width, raw.data() + start);
-        ASSERT_EQ(raw, wanted);
+        checkColours(width, 0, [&](const SplitSamples<short>* samples, unsigned char* raw) {
+            joinRawRows(target).colours(samples, width, raw);
+        });
+    });
+}
+
+TEST_F(TargetRawRows, OfColoursAreMadeOfSamplesBelowALimit) {
+    forEveryWidth([&](Target target, int width) {
+        const int limit = anyLimit();
+        SCOPED_TRACE(testing::Message() << "limit " << limit);
+        checkColours(width, limit, [&](const SplitSamples<short>* samples, unsigned char* raw) {
+            joinRawRows(target).coloursBelow(samples, width, limit, raw);
+        });
+    });
+}
+
+TEST_F(TargetRawRows, AreKeptBelowALimit) {
+    forEveryWidth([&](Target target, int width) {
+        const int limit = anyLimit();
+        SCOPED_TRACE(testing::Message() << "limit " << limit);
+        checkClamp<short>(joinRawRows(target).clamp, width, limit);
+        checkClamp<int>(joinRawRows(target).clampWide, width, limit);
     });
 }
 
