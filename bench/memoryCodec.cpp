@@ -72,6 +72,11 @@ void setUpReader(BitStreamer& in, ByteView payload) {
     in.setUpMemoryReader(const_cast<unsigned char*>(payload.data()), static_cast<std::int64_t>(payload.size()));
 }
 
+// As mode d clamps what is not complete.
+int limitAfter(int endedEarly, const ImageEntry& entry) {
+    return endedEarly == 0 ? 0 : 1 << entry.bitsPerSample;
+}
+
 // What images and targets without rows take: planes, stage by stage.
 template <typename T>
 struct Planes {
@@ -89,15 +94,15 @@ struct Planes {
         return codeBehindHeader(capacity, [this](BitStreamer& out) { wavelet.writeWavelet(&image, out); });
     }
 
-    void decode(BitStreamer& in, std::span<unsigned char> raw) {
-        wavelet.readWavelet(&image, in);
+    void decode(const ImageEntry& entry, BitStreamer& in, std::span<unsigned char> raw) {
+        const int limit = limitAfter(wavelet.readWavelet(&image, in), entry);
         wavelet.untransform(&image);
         if constexpr (sizeof(T) == sizeof(short)) {
             colourUntransform(&image);
         }
         MemoryTarget target{raw.data(), raw.size()};
         const File file = openToWrite(target);
-        sizeof(T) == sizeof(short) ? image.rawWrite8(file.get(), 0) : image.rawWrite16(file.get(), 0);
+        sizeof(T) == sizeof(short) ? image.rawWrite8(file.get(), limit) : image.rawWrite16(file.get(), limit);
     }
 
     ImageData<T> image;
@@ -134,7 +139,7 @@ void decode(const ImageEntry& entry, ByteView payload, std::span<unsigned char> 
     } else {
         BitStreamer in;
         setUpReader(in, payload);
-        Planes<T>(entry).decode(in, raw);
+        Planes<T>(entry).decode(entry, in, raw);
     }
 }
 
@@ -167,13 +172,13 @@ void RowCodec<T>::decode(ByteView payload) {
     decoder = std::make_unique<RowDecoder<T>>(entry.width, entry.height, entry.channels());
     BitStreamer in;
     setUpReader(in, payload);
-    decoder->read(readTopPlane(in), in);
+    limit = limitAfter(decoder->read(readTopPlane(in), in), entry);
 }
 
 template <typename T>
 void RowCodec<T>::restore(std::span<unsigned char> raw) {
     MemoryTarget target{raw.data(), raw.size()};
-    decodeRows(*decoder, entry.width, entry.height, entry.channels(), 0, openToWrite(target).get());
+    decodeRows(*decoder, entry.width, entry.height, entry.channels(), limit, openToWrite(target).get());
 }
 
 Bytes encodeWhole(const ImageEntry& entry, ByteView raw) {

@@ -29,12 +29,13 @@ private:
     ImageEntry entry;
     std::unique_ptr<RowEncoder<T>> encoder;
     std::unique_ptr<RowDecoder<T>> decoder;
+    int limit = 0; // of samples whose payload ended early
 };
 
 // A coded file as modes c and C make it: lossless, or cut to a part of the raw size.
 Bytes encodeWhole(const ImageEntry& entry, ByteView raw);
 Bytes encodeWithin(float rate, const ImageEntry& entry, ByteView raw);
-// Its raw bytes again. The shape is the entry's.
+// Its raw bytes again, those of a cut file as mode d makes them. The shape is the entry's.
 void decodeWhole(const ImageEntry& entry, ByteView coded, std::span<unsigned char> raw);
 
 extern template class RowCodec<short>;

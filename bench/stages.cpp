@@ -38,6 +38,12 @@ public:
         }
         return *whole;
     }
+    const Bytes& cutCoded() {
+        if (!cut) {
+            cut = encodeWithin(rateOfCutFiles, entry, original);
+        }
+        return *cut;
+    }
     // The words behind the header, which lie aligned.
     ByteView payload() { return wholeCoded().view().subspan(FileHeader::bytes); }
 
@@ -48,6 +54,7 @@ public:
 
 private:
     std::optional<Bytes> whole;
+    std::optional<Bytes> cut;
 };
 
 // The subject of the benchmark that is running: they come image by image, so one is kept.
@@ -133,6 +140,8 @@ std::vector<Stage<T>> stagesOfDecoder() {
              clear(s);
          },
          [](S& s) { decodeWhole(s.entry, s.wholeCoded().view(), s.result); }, true},
+        {"wholeDecodeAtRate", [](S& s) { s.cutCoded(); },
+         [](S& s) { decodeWhole(s.entry, s.cutCoded().view(), s.result); }},
     };
 }
 
