@@ -26,20 +26,15 @@ struct EightCodes {
         return {_mm256_and_si256(lanes, _mm256_sllv_epi32(unshifted, units)), _mm256_and_si256(lanes, lengths)};
     }
 
-    bool fitFourToPut() const {
-        const __m256i longer = _mm256_cmpgt_epi32(lengths, _mm256_set1_epi32(16));
-        return _mm256_testz_si256(longer, longer) != 0;
-    }
+    bool fitFourToPut() const { return areAtMost(16); }
+    bool fitTwoToPut() const { return areAtMost(32); }
 
-    void put(BitAppender& out) const {
-        const __m256i low = _mm256_set1_epi64x(0xFFFFFFFF);
-        const __m256i evenLengths = _mm256_and_si256(lengths, low);
-        const __m256i odd = _mm256_sllv_epi64(_mm256_srli_epi64(codes, 32), evenLengths);
-        const __m256i pairs = _mm256_or_si256(_mm256_and_si256(codes, low), odd);
-        const __m256i pairLengths = _mm256_add_epi64(evenLengths, _mm256_srli_epi64(lengths, 32));
-        const __m256i nextPairs = _mm256_sllv_epi64(_mm256_unpackhi_epi64(pairs, pairs), pairLengths);
-        const __m256i fours = _mm256_or_si256(pairs, nextPairs);
-        const __m256i fourLengths = _mm256_add_epi64(pairLengths, _mm256_unpackhi_epi64(pairLengths, pairLengths));
+    void putFours(BitAppender& out) const {
+        const PairsOfCodes pairs(*this);
+        const __m256i next = _mm256_sllv_epi64(_mm256_unpackhi_epi64(pairs.codes, pairs.codes), pairs.lengths);
+        const __m256i fours = _mm256_or_si256(pairs.codes, next);
+        const __m256i fourLengths =
+            _mm256_add_epi64(pairs.lengths, _mm256_unpackhi_epi64(pairs.lengths, pairs.lengths));
         const std::uint64_t first = lowWord(_mm256_castsi256_si128(fours));
         const std::uint64_t second = lowWord(_mm256_extracti128_si256(fours, 1));
         const auto firstLength = static_cast<unsigned>(lowWord(_mm256_castsi256_si128(fourLengths)));
@@ -54,7 +49,36 @@ struct EightCodes {
         }
     }
 
+    void putTwos(BitAppender& out) const {
+        const PairsOfCodes pairs(*this);
+        alignas(32) std::uint64_t bits[4];
+        alignas(32) std::uint64_t bitLengths[4];
+        _mm256_store_si256(reinterpret_cast<__m256i*>(bits), pairs.codes);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(bitLengths), pairs.lengths);
+        for (int i = 0; i < 4; ++i) {
+            out.put(bits[i], static_cast<unsigned>(bitLengths[i]));
+        }
+    }
+
 private:
+    // Codes of two neighbouring lanes, one behind the other, that have 64 bits together at most.
+    struct PairsOfCodes {
+        __m256i codes;
+        __m256i lengths;
+
+        explicit PairsOfCodes(const EightCodes& of) {
+            const __m256i low = _mm256_set1_epi64x(0xFFFFFFFF);
+            const __m256i firstLengths = _mm256_and_si256(of.lengths, low);
+            const __m256i seconds = _mm256_sllv_epi64(_mm256_srli_epi64(of.codes, 32), firstLengths);
+            codes = _mm256_or_si256(_mm256_and_si256(of.codes, low), seconds);
+            lengths = _mm256_add_epi64(firstLengths, _mm256_srli_epi64(of.lengths, 32));
+        }
+    };
+
+    bool areAtMost(int length) const {
+        const __m256i longer = _mm256_cmpgt_epi32(lengths, _mm256_set1_epi32(length));
+        return _mm256_testz_si256(longer, longer) != 0;
+    }
     static __m256i load(const std::uint32_t* from) {
         return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
     }
@@ -66,7 +90,11 @@ inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned
     for (unsigned i = 0; i < events.count; i += 8) {
         const EightCodes codes = EightCodes::of(events, i, k);
         if (codes.fitFourToPut()) {
-            codes.put(out);
+            codes.putFours(out);
+            continue;
+        }
+        if (codes.fitTwoToPut()) {
+            codes.putTwos(out);
             continue;
         }
         for (unsigned j = i; j < std::min(i + 8, events.count); ++j) {

@@ -97,23 +97,49 @@ struct SixteenCodes {
                 _mm512_maskz_add_epi32(lanes, units, _mm512_set1_epi32(static_cast<int>(k + 2)))};
     }
 
-    bool fitFourToPut() const { return _mm512_cmpgt_epu32_mask(lengths, _mm512_set1_epi32(16)) == 0; }
+    bool fitFourToPut() const { return areAtMost(16); }
+    bool fitTwoToPut() const { return areAtMost(32); }
 
-    void put(BitAppender& out) const {
-        const __m512i low = _mm512_set1_epi64(0xFFFFFFFF);
-        const __m512i firstLength = _mm512_and_si512(lengths, low);
-        const __m512i second = _mm512_sllv_epi64(_mm512_srli_epi64(codes, 32), firstLength);
-        const __m512i pairs = _mm512_or_si512(_mm512_and_si512(codes, low), second);
-        const __m512i pairLengths = _mm512_add_epi64(firstLength, _mm512_srli_epi64(lengths, 32));
-        const __m512i nextPairs = _mm512_sllv_epi64(_mm512_unpackhi_epi64(pairs, pairs), pairLengths);
+    void putFours(BitAppender& out) const {
+        const PairsOfCodes pairs(*this);
+        const __m512i next = _mm512_sllv_epi64(_mm512_unpackhi_epi64(pairs.codes, pairs.codes), pairs.lengths);
         alignas(64) std::uint64_t bits[8];
         alignas(64) std::uint64_t bitLengths[8];
-        _mm512_store_si512(bits, _mm512_or_si512(pairs, nextPairs));
-        _mm512_store_si512(bitLengths, _mm512_add_epi64(pairLengths, _mm512_unpackhi_epi64(pairLengths, pairLengths)));
+        _mm512_store_si512(bits, _mm512_or_si512(pairs.codes, next));
+        _mm512_store_si512(bitLengths,
+                           _mm512_add_epi64(pairs.lengths, _mm512_unpackhi_epi64(pairs.lengths, pairs.lengths)));
         for (int i = 0; i < 8; i += 2) {
             out.put(bits[i], static_cast<unsigned>(bitLengths[i]));
         }
     }
+
+    void putTwos(BitAppender& out) const {
+        const PairsOfCodes pairs(*this);
+        alignas(64) std::uint64_t bits[8];
+        alignas(64) std::uint64_t bitLengths[8];
+        _mm512_store_si512(bits, pairs.codes);
+        _mm512_store_si512(bitLengths, pairs.lengths);
+        for (int i = 0; i < 8; ++i) {
+            out.put(bits[i], static_cast<unsigned>(bitLengths[i]));
+        }
+    }
+
+private:
+    // Codes of two neighbouring lanes, one behind the other, that have 64 bits together at most.
+    struct PairsOfCodes {
+        __m512i codes;
+        __m512i lengths;
+
+        explicit PairsOfCodes(const SixteenCodes& of) {
+            const __m512i low = _mm512_set1_epi64(0xFFFFFFFF);
+            const __m512i firstLengths = _mm512_and_si512(of.lengths, low);
+            const __m512i seconds = _mm512_sllv_epi64(_mm512_srli_epi64(of.codes, 32), firstLengths);
+            codes = _mm512_or_si512(_mm512_and_si512(of.codes, low), seconds);
+            lengths = _mm512_add_epi64(firstLengths, _mm512_srli_epi64(of.lengths, 32));
+        }
+    };
+
+    bool areAtMost(int length) const { return _mm512_cmpgt_epu32_mask(lengths, _mm512_set1_epi32(length)) == 0; }
 };
 
 inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
@@ -125,7 +151,11 @@ inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned
     for (unsigned i = 0; i < events.count; i += 16) {
         const SixteenCodes codes = SixteenCodes::of(events, i, k);
         if (codes.fitFourToPut()) {
-            codes.put(out);
+            codes.putFours(out);
+            continue;
+        }
+        if (codes.fitTwoToPut()) {
+            codes.putTwos(out);
             continue;
         }
         for (unsigned j = i; j < std::min(i + 16, events.count); ++j) {
