@@ -62,8 +62,9 @@ inline Lanes isNegative(Lanes a) {
 inline Lanes withSignOf(Lanes a, Lanes sign) {
     return {_mm256_sign_epi16(a.v, sign.v)};
 }
-inline Lanes timesNine(Lanes a) {
-    return a + Lanes{_mm256_slli_epi16(a.v, 3)};
+template <int n>
+Lanes shiftLeft(Lanes a) {
+    return {_mm256_slli_epi16(a.v, n)};
 }
 template <int n>
 Lanes shiftRight(Lanes a) {

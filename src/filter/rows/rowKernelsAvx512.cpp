@@ -70,8 +70,9 @@ inline Lanes isNegative(Lanes a) {
 inline Lanes withSignOf(Lanes a, Lanes sign) {
     return {_mm512_mask_sub_epi16(a.v, _mm512_movepi16_mask(sign.v), _mm512_setzero_si512(), a.v)};
 }
-inline Lanes timesNine(Lanes a) {
-    return {_mm512_mullo_epi16(a.v, _mm512_set1_epi16(9))};
+template <int n>
+Lanes shiftLeft(Lanes a) {
+    return {_mm512_slli_epi16(a.v, n)};
 }
 template <int n>
 Lanes shiftRight(Lanes a) {

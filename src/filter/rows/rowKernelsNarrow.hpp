@@ -13,7 +13,7 @@ Lanes divideRounded(Lanes a) {
 // From a sum wrapped to 16 bits, as the definition wants it.
 inline Lanes prediction(Lanes farLeft, Lanes left, Lanes right, Lanes farRight) {
     const Lanes near = left + right;
-    return divideRounded<4>(timesNine(near) - (farLeft + farRight));
+    return divideRounded<4>(shiftLeft<3>(near) + near - (farLeft + farRight));
 }
 inline Lanes prediction(const short* farLeft, const short* left, const short* right, const short* farRight) {
     return prediction(Lanes::load(farLeft), Lanes::load(left), Lanes::load(right), Lanes::load(farRight));
