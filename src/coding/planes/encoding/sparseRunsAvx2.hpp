@@ -93,6 +93,8 @@ inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned
             codes.putFours(out);
             continue;
         }
+        // One code of more is not rare among eight, and mostly none has more than 32 bits (coding segments: 1.02
+        // times).
         if (codes.fitTwoToPut()) {
             codes.putTwos(out);
             continue;
