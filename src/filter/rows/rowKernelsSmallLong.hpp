@@ -30,8 +30,12 @@ inline void unpredictInParts(short* odd, const short* farLeft, const short* left
 
 // The smallest and the largest sample of some vectors, lane by lane.
 struct LaneRange {
-    Lanes least = Lanes::all(std::numeric_limits<short>::max());
-    Lanes largest = Lanes::all(std::numeric_limits<short>::min());
+    Lanes least;
+    Lanes largest;
+
+    LaneRange()
+        : least(Lanes::all(std::numeric_limits<short>::max())), largest(Lanes::all(std::numeric_limits<short>::min())) {
+    }
 
     void add(Lanes samples) {
         least = smaller(least, samples);
