@@ -1,6 +1,8 @@
 // Which target runs.
 #include "coding/planes/planeCoding.hpp"
 #include "filter/rows/rowKernels.hpp"
+#include "image/joinRawRows.hpp"
+#include "image/splitRawRows.hpp"
 #include "support/emulator.hpp"
 #include "support/targets.hpp"
 
@@ -96,6 +98,19 @@ TEST(TargetChoice, OnlyTargetsForNewerProcessorsIncludeAvx2) {
     EXPECT_FALSE(includesAvx2(Target::portable));
     EXPECT_TRUE(includesAvx2(Target::avx2));
     EXPECT_TRUE(includesAvx2(Target::avx512));
+}
+
+TEST(TargetChoice, OfRawRowsIsEachTargetsOwnButForThePlainOne) {
+    EXPECT_EQ(&splitRawRows(Target::plain), &splitRawRows(Target::portable));
+    EXPECT_EQ(&joinRawRows(Target::plain), &joinRawRows(Target::portable));
+    for (const Target one : fastTargets()) {
+        for (const Target other : fastTargets()) {
+            if (one != other) {
+                EXPECT_NE(splitRawRows(one).bytes, splitRawRows(other).bytes) << one << ", " << other;
+                EXPECT_NE(joinRawRows(one).bytes, joinRawRows(other).bytes) << one << ", " << other;
+            }
+        }
+    }
 }
 
 template <typename T>
