@@ -2,8 +2,8 @@
 // nothing else is. (Flags per file would leak the instructions into inline functions that other files share.)
 // Standard headers must be included before a region begins. Types that hold vectors write out their constructors: GCC
 // compiles one that it defines itself, for members with initializers, outside of the region, where vectors are returned
-// in another way. With TEKO_SIMULATED_AVX512, functions in standard C++ stand
-// for the instructions of the avx512 target.
+// in another way. With TEKO_SIMULATED_AVX512, functions in standard C++ stand for the instructions of the avx512
+// target.
 #pragma once
 
 #define TEKO_AVX2_FEATURES "avx2,bmi,bmi2,lzcnt,popcnt"
