@@ -1,26 +1,15 @@
 # From the lines of comparePeers, all rounds together, to one row per kind of image and codec: the medians of every
 # image's times, and total bytes by total time over the images of a kind. The rows "all" are for codecs that take
 # every image. Fields are separated by tabs, in and out; n/a where a codec does not take a kind.
-function median(list, count,    i, j, value) {
-    for (i = 2; i <= count; ++i) {
-        value = list[i]
-        for (j = i - 1; j >= 1 && list[j] > value; --j) list[j + 1] = list[j]
-        list[j + 1] = value
-    }
-    return count % 2 ? list[(count + 1) / 2] : (list[count / 2] + list[count / 2 + 1]) / 2
-}
-
 function once(name, seen, order,    count) {
     if (name in seen) return
     seen[name] = 1
     order[++order[0]] = name
 }
 
-function add(kind, codec, image, direction,    key, count, i, list) {
+function add(kind, codec, image, direction,    key) {
     key = codec SUBSEP image SUBSEP direction
-    count = split(times[key], list, " ")
-    for (i = 1; i <= count; ++i) list[i] += 0
-    time[kind, codec, direction] += median(list, count)
+    time[kind, codec, direction] += medianOf(times[key])
     bytes[kind, codec, direction] += rawBytes[image]
     if (peak[key] > top[kind, codec, direction]) top[kind, codec, direction] = peak[key]
     if (direction == "encode") {
