@@ -50,36 +50,32 @@ void forEvenSamples(Signal<T, Stride> x, int n, Step step) {
     }
 }
 
-// Calls interior(sample, sum) or boundary(sample, sum) on every odd sample of six or more; sum is sixteen times
-// its prediction, mirrored at the ends.
-template <typename T, typename Stride, typename Interior, typename Boundary>
-void forOddSamples(Signal<T, Stride> x, int n, Interior interior, Boundary boundary) {
-    boundary(x[1], predictSum(x.wide(2), x.wide(0), x.wide(2), x.wide(4)));
+// Calls step(sample, sum, rounding) on every odd sample of six or more; sum is sixteen times its prediction, mirrored at
+// the ends, or as much as the rounding asks for.
+template <typename T, typename Stride, typename Step>
+void forOddSamples(Signal<T, Stride> x, int n, Step step) {
+    step(x[1], predictSum(x.wide(2), x.wide(0), x.wide(2), x.wide(4)), Exact{});
     int i = 3;
     for (; i < n - 3; i += 2) {
-        interior(x[i], x.sumAround(i));
+        step(x[i], x.sumAround(i), WrappedToSample{});
     }
     const bool endsLowPass = n % 2 != 0;
-    boundary(x[i], predictSum(x.wide(i - 3), x.wide(i - 1), x.wide(i + 1), x.wide(endsLowPass ? i - 1 : i + 1)));
+    step(x[i], predictSum(x.wide(i - 3), x.wide(i - 1), x.wide(i + 1), x.wide(endsLowPass ? i - 1 : i + 1)), Exact{});
     if (!endsLowPass) {
-        boundary(x[n - 1], predictSum(x.wide(n - 4), x.wide(n - 2), x.wide(n - 2), x.wide(n - 4)));
+        step(x[n - 1], halfPredictSum(x.wide(n - 4), x.wide(n - 2)), Doubled{});
     }
 }
 
 template <typename T, typename Stride>
 void transformSignal(Signal<T, Stride> x, int n) {
-    forOddSamples(
-        x, n, [](T& odd, Wide<T> sum) { odd = predicted<T, WrappedToSample>(odd, sum); },
-        [](T& odd, Wide<T> sum) { odd = predicted<T, Exact>(odd, sum); });
+    forOddSamples(x, n, [](T& odd, Wide<T> sum, auto rounding) { odd = predicted<T, decltype(rounding)>(odd, sum); });
     forEvenSamples(x, n, [](T& even, Wide<T> term) { even = updated(even, term); });
 }
 
 template <typename T, typename Stride>
 void untransformSignal(Signal<T, Stride> x, int n) {
     forEvenSamples(x, n, [](T& even, Wide<T> term) { even = unupdated(even, term); });
-    forOddSamples(
-        x, n, [](T& odd, Wide<T> sum) { odd = unpredicted<T, WrappedToSample>(odd, sum); },
-        [](T& odd, Wide<T> sum) { odd = unpredicted<T, Exact>(odd, sum); });
+    forOddSamples(x, n, [](T& odd, Wide<T> sum, auto rounding) { odd = unpredicted<T, decltype(rounding)>(odd, sum); });
 }
 
 // Gathers a short signal with room for edges, runs a kernel on it, and scatters the results.

@@ -64,29 +64,42 @@ template <typename W>
 constexpr W predictSum(W farLeft, W left, W right, W farRight) {
     return wrappingSubtract(wrappingMultiply<W>(9, wrappingAdd(left, right)), wrappingAdd(farLeft, farRight));
 }
+// Half of that where the neighbours on the right are the same as those on the left.
+template <typename W>
+constexpr W halfPredictSum(W farLeft, W left) {
+    return wrappingSubtract(wrappingMultiply<W>(9, left), farLeft);
+}
 
-// The widths a predict sum is rounded in.
+// How a predict sum becomes a prediction: kept to the sample's width first, as it is, or, where both neighbours on the
+// right are mirror images of those on the left, from half the sum. Half a sum of long samples can have another sign than
+// the sum, which then wrapped; rounding goes by the half.
 struct WrappedToSample {
     template <typename T>
-    static constexpr Wide<T> apply(Wide<T> sum) {
-        return static_cast<T>(sum);
+    static constexpr Wide<T> prediction(Wide<T> sum) {
+        return rdiv<16, Wide<T>>(static_cast<T>(sum));
     }
 };
 struct Exact {
     template <typename T>
-    static constexpr Wide<T> apply(Wide<T> sum) {
-        return sum;
+    static constexpr Wide<T> prediction(Wide<T> sum) {
+        return rdiv<16>(sum);
+    }
+};
+struct Doubled {
+    template <typename T>
+    static constexpr Wide<T> prediction(Wide<T> halfSum) {
+        return divideSymmetric<Wide<T>>(halfSum, wrappingAdd(halfSum, halfSum), 8, 16);
     }
 };
 
 // The four lifting steps on one sample; results keep the sample's low bits.
-template <typename T, typename Width>
+template <typename T, typename Rounding>
 constexpr T predicted(T odd, Wide<T> sum) {
-    return static_cast<T>(wrappingSubtract<Wide<T>>(odd, rdiv<16>(Width::template apply<T>(sum))));
+    return static_cast<T>(wrappingSubtract<Wide<T>>(odd, Rounding::template prediction<T>(sum)));
 }
-template <typename T, typename Width>
+template <typename T, typename Rounding>
 constexpr T unpredicted(T odd, Wide<T> sum) {
-    return static_cast<T>(wrappingAdd<Wide<T>>(odd, rdiv<16>(Width::template apply<T>(sum))));
+    return static_cast<T>(wrappingAdd<Wide<T>>(odd, Rounding::template prediction<T>(sum)));
 }
 template <typename T>
 constexpr T updated(T even, Wide<T> term) {

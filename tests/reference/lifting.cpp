@@ -42,10 +42,15 @@ bool isBoundary(std::int64_t i, std::int64_t count) {
 
 // What the predict step takes from (forward) or gives back to (inverse) the odd sample i.
 std::int64_t prediction(const Signal& x, std::int64_t i, WidthRule rule) {
+    const auto count = static_cast<std::int64_t>(x.size());
+    if (i == count - 1 && rule.doublesLast) {
+        const std::int64_t half = cut(9 * Wide{mirrored(x, i - 1)} - mirrored(x, i - 3));
+        return cut(Wide{cut(2 * Wide{half})} + (half >= 0 ? 8 : -8)) / 16;
+    }
     const Wide near = Wide{mirrored(x, i - 1)} + mirrored(x, i + 1);
     const Wide far = Wide{mirrored(x, i - 3)} + mirrored(x, i + 3);
     const std::int64_t sum = cut(9 * near - far);
-    const bool wraps = isBoundary(i, static_cast<std::int64_t>(x.size())) ? rule.wrapsBoundary : rule.wrapsInterior;
+    const bool wraps = isBoundary(i, count) ? rule.wrapsBoundary : rule.wrapsInterior;
     return rounded(wraps ? stored(sum, Samples::sixteenBit) : sum, 16);
 }
 
@@ -60,23 +65,27 @@ std::int64_t update(const Signal& x, std::size_t i) {
     return rounded(cut(Wide{x[i - 1]} + x[i + 1]), 4);
 }
 
+WidthRule inPlaceRule(Samples samples) {
+    return {samples, samples == Samples::sixteenBit, false, true};
+}
+
 } // namespace
 
 WidthRule forwardKernelRule(Samples samples) {
     const bool wraps = samples == Samples::sixteenBit;
-    return {samples, wraps, wraps};
+    return {samples, wraps, wraps, false};
 }
 
 WidthRule inverseKernelRule(Samples samples) {
-    return {samples, false, false};
+    return {samples, false, false, false};
 }
 
 WidthRule forwardDriverRule(Samples samples, std::size_t count) {
-    return count < 6 ? forwardKernelRule(samples) : WidthRule{samples, samples == Samples::sixteenBit, false};
+    return count < 6 ? forwardKernelRule(samples) : inPlaceRule(samples);
 }
 
 WidthRule inverseDriverRule(Samples samples, std::size_t count) {
-    return count < 6 ? inverseKernelRule(samples) : WidthRule{samples, samples == Samples::sixteenBit, false};
+    return count < 6 ? inverseKernelRule(samples) : inPlaceRule(samples);
 }
 
 Signal filtered(const Signal& signal, WidthRule rule) {

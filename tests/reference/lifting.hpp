@@ -8,11 +8,14 @@ namespace teko::reference {
 using Signal = std::vector<std::int64_t>;
 
 // Where the sum of a predict step keeps only its low 16 bits before it is rounded. The first odd position and
-// those that reach beyond the end (the last for odd sizes, the last two for even ones) are the boundary.
+// those that reach beyond the end (the last for odd sizes, the last two for even ones) are the boundary. At the last
+// position of an even count both halves of the sum are the same: either the sum is rounded by its own sign, or the half
+// is doubled and rounded by the sign of the half, which is another one where doubling leaves 64 bits.
 struct WidthRule {
     Samples samples;
     bool wrapsInterior;
     bool wrapsBoundary;
+    bool doublesLast;
 };
 
 // The rules of the two kernels, and those of the routines that work in place on six or more samples. Shorter

@@ -65,6 +65,16 @@ TEST(ReferenceLifting, sumsWrapWhereTheRuleSaysSo) {
     EXPECT_EQ(filtered(signal, forwardKernelRule(samples))[1], 96);
 }
 
+TEST(ReferenceLifting, roundsTheLastSampleInPlaceByHalfOfItsSum) {
+    // 9 * 2^59 is 2^62 + 2^59 and twice that is negative in 64 bits; with 3 more, the half's sign adds the 8 that the
+    // sum's sign would take away: (2^63 + 2^60 + 54 + 8 - 2^64) / 16 against (2^63 + 2^60 + 54 - 8 - 2^64) / 16.
+    const Signal signal{0, 0, 0, 0, (std::int64_t{1} << 59) + 3, 0};
+    const Samples samples = Samples::sixtyFourBit;
+    const std::int64_t quotient = -((std::int64_t{1} << 59) - (std::int64_t{1} << 56));
+    EXPECT_EQ(filtered(signal, forwardDriverRule(samples, 6))[5], -(quotient + 4));
+    EXPECT_EQ(filtered(signal, forwardKernelRule(samples))[5], -(quotient + 3));
+}
+
 TEST(ReferenceTerms, levelsFollowTheSmallerSide) {
     const std::vector<std::vector<int>> cases{{0, 9, -1},  {1, 1, -1},   {9, 1, -1},     {2, 100, 0},   {3, 3, 0},
                                               {4, 4, 1},   {64, 8, 2},   {16, 16, 3},    {32, 1000, 4}, {63, 63, 4},
