@@ -50,8 +50,8 @@ void forEvenSamples(Signal<T, Stride> x, int n, Step step) {
     }
 }
 
-// Calls step(sample, sum, rounding) on every odd sample of six or more; sum is sixteen times its prediction, mirrored at
-// the ends, or as much as the rounding asks for.
+// Calls step(sample, sum, rounding) on every odd sample of six or more; sum is sixteen times its prediction, mirrored
+// at the ends, or as much as the rounding asks for.
 template <typename T, typename Stride, typename Step>
 void forOddSamples(Signal<T, Stride> x, int n, Step step) {
     step(x[1], predictSum(x.wide(2), x.wide(0), x.wide(2), x.wide(4)), Exact{});

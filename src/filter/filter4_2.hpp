@@ -11,9 +11,9 @@
 
 namespace teko {
 
-// untransform undoes transform, and untransformInner transformInner, sample by sample: for long as long as no sum leaves
-// 64 bits, and no image makes one do so; for short as long as every predict sum and every result fits in 16 bits. Where
-// a predict sum of short samples does not fit, the routines differ in the width that they form it in:
+// untransform undoes transform, and untransformInner transformInner, sample by sample: for long as long as no sum
+// leaves 64 bits, and no image makes one do so; for short as long as every predict sum and every result fits in 16
+// bits. Where a predict sum of short samples does not fit, the routines differ in the width that they form it in:
 //
 //   routine                                   interior odd positions     first and last odd positions
 //   transformInner, transformCopy             wrapped to 16 bits         wrapped to 16 bits
@@ -21,9 +21,9 @@ namespace teko {
 //   transformStrided, transformT              wrapped to 16 bits         exact
 //   untransformStrided, untransformT          wrapped to 16 bits         exact
 //
-// The first and last odd positions are 1 and count - 2 for odd counts, 1, count - 3 and count - 1 for even. At count - 1,
-// the routines in place round by the sign of half the sum, which differs from that of a sum of long samples that left 64
-// bits.
+// The first and last odd positions are 1 and count - 2 for odd counts, 1, count - 3 and count - 1 for even. At count -
+// 1, the routines in place round by the sign of half the sum, which differs from that of a sum of long samples that
+// left 64 bits.
 template <typename T>
 class Filter4_2 : public Filter<T> {
 public:

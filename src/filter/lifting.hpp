@@ -71,8 +71,8 @@ constexpr W halfPredictSum(W farLeft, W left) {
 }
 
 // How a predict sum becomes a prediction: kept to the sample's width first, as it is, or, where both neighbours on the
-// right are mirror images of those on the left, from half the sum. Half a sum of long samples can have another sign than
-// the sum, which then wrapped; rounding goes by the half.
+// right are mirror images of those on the left, from half the sum. Half a sum of long samples can have another sign
+// than the sum, which then wrapped; rounding goes by the half.
 struct WrappedToSample {
     template <typename T>
     static constexpr Wide<T> prediction(Wide<T> sum) {
