@@ -11,6 +11,9 @@
 
 namespace {
 
+// Which version a binary is, for whoever looks into it (strings teko | grep "^teko "); nothing prints it.
+[[gnu::used]] const char versionText[] = "teko " TEKO_VERSION;
+
 // Fills the places of standard streams that we were started without. An output file that took one of them would get
 // our progress lines, too.
 void keepStandardStreams() {
