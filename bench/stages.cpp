@@ -6,7 +6,6 @@
 #include "bench/imageList.hpp"
 #include "bench/memoryCodec.hpp"
 #include "bench/stopwatch.hpp"
-#include "driver/fileHeader.hpp"
 
 #include <benchmark/benchmark.h>
 
@@ -26,7 +25,6 @@ constexpr std::size_t fewestIterations = 3; // large images fill the time with o
 constexpr float rateOfCutFiles = 0.05F;
 
 // One image with what its benchmarks start from, made when it is first asked for.
-template <typename T>
 class Subject {
 public:
     explicit Subject(const ImageEntry& imageEntry)
@@ -44,13 +42,13 @@ public:
         }
         return *cut;
     }
-    // The words behind the header, which lie aligned.
+    // What is behind the header.
     ByteView payload() { return wholeCoded().view().subspan(FileHeader::bytes); }
 
     ImageEntry entry;
     std::vector<unsigned char> original;
     std::vector<unsigned char> result;
-    RowCodec<T> codec;
+    StagedCodec codec;
 
 private:
     std::optional<Bytes> whole;
@@ -58,12 +56,11 @@ private:
 };
 
 // The subject of the benchmark that is running: they come image by image, so one is kept.
-template <typename T>
-Subject<T>& subjectOf(const ImageEntry& entry) {
-    static std::unique_ptr<Subject<T>> current;
+Subject& subjectOf(const ImageEntry& entry) {
+    static std::unique_ptr<Subject> current;
     if (!current || current->entry.name != entry.name) {
         current.reset();
-        current = std::make_unique<Subject<T>>(entry);
+        current = std::make_unique<Subject>(entry);
     }
     return *current;
 }
@@ -78,18 +75,15 @@ void reportSpeed(benchmark::State& state, const ImageEntry& entry, const std::ve
     state.counters["samples"] = samples;
 }
 
-template <typename T>
 struct Stage {
     const char* name;
-    std::function<void(Subject<T>&)> prepare; // not timed
-    std::function<void(Subject<T>&)> run;
+    std::function<void(Subject&)> prepare; // not timed
+    std::function<void(Subject&)> run;
     bool restoresImage = false; // `result` must be the raw image afterwards
-    bool needsRows = false;     // a part of the row by row codec
 };
 
-template <typename T>
-void runStage(benchmark::State& state, const ImageEntry& entry, const Stage<T>& stage) {
-    Subject<T>& subject = subjectOf<T>(entry);
+void runStage(benchmark::State& state, const ImageEntry& entry, const Stage& stage) {
+    Subject& subject = subjectOf(entry);
     const auto timeOnce = [&] {
         stage.prepare(subject);
         return processorSecondsOf([&] { stage.run(subject); });
@@ -109,31 +103,29 @@ void runStage(benchmark::State& state, const ImageEntry& entry, const Stage<T>& 
     }
 }
 
-template <typename T>
-std::vector<Stage<T>> stagesOfEncoder() {
-    using S = Subject<T>;
+std::vector<Stage> stagesOfEncoder() {
+    using S = Subject;
     return {
-        {"readAndTransform", [](S&) {}, [](S& s) { s.codec.transform(s.original); }, false, true},
+        {"readAndTransform", [](S&) {}, [](S& s) { s.codec.transform(s.original); }},
         {"codeClasses", [](S& s) { s.codec.transform(s.original); },
-         [](S& s) { benchmark::DoNotOptimize(s.codec.code(codedCapacity(s.original.size()))); }, false, true},
+         [](S& s) { benchmark::DoNotOptimize(s.codec.code(codedCapacity(s.original.size()))); }},
         {"wholeEncode", [](S&) {}, [](S& s) { benchmark::DoNotOptimize(encodeWhole(s.entry, s.original)); }},
         {"wholeEncodeAtRate", [](S&) {},
          [](S& s) { benchmark::DoNotOptimize(encodeWithin(rateOfCutFiles, s.entry, s.original)); }},
     };
 }
 
-template <typename T>
-std::vector<Stage<T>> stagesOfDecoder() {
-    using S = Subject<T>;
+std::vector<Stage> stagesOfDecoder() {
+    using S = Subject;
     const auto clear = [](S& s) { std::fill(s.result.begin(), s.result.end(), static_cast<unsigned char>(0)); };
     return {
-        {"readSegments", [](S& s) { s.wholeCoded(); }, [](S& s) { s.codec.decode(s.payload()); }, false, true},
+        {"readSegments", [](S& s) { s.wholeCoded(); }, [](S& s) { s.codec.decode(s.payload()); }},
         {"untransformAndWrite",
          [clear](S& s) {
              s.codec.decode(s.payload());
              clear(s);
          },
-         [](S& s) { s.codec.restore(s.result); }, true, true},
+         [](S& s) { s.codec.restore(s.result); }, true},
         {"wholeDecode",
          [clear](S& s) {
              s.wholeCoded();
@@ -145,12 +137,8 @@ std::vector<Stage<T>> stagesOfDecoder() {
     };
 }
 
-template <typename T>
-void registerStages(const ImageEntry& entry, const std::vector<Stage<T>>& stages) {
-    for (const Stage<T>& stage : stages) {
-        if (stage.needsRows && !RowCodec<T>::suits(entry)) {
-            continue;
-        }
+void registerStages(const ImageEntry& entry, const std::vector<Stage>& stages) {
+    for (const Stage& stage : stages) {
         const std::string name = std::string(entry.kind()) + '/' + entry.name + '/' + stage.name;
         benchmark::RegisterBenchmark(name.c_str(),
                                      [entry, stage](benchmark::State& state) { runStage(state, entry, stage); })
@@ -160,12 +148,6 @@ void registerStages(const ImageEntry& entry, const std::vector<Stage<T>>& stages
     }
 }
 
-template <typename T>
-void registerImage(const ImageEntry& entry) {
-    registerStages(entry, stagesOfEncoder<T>());
-    registerStages(entry, stagesOfDecoder<T>());
-}
-
 int run(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (argc != 2) {
@@ -173,11 +155,8 @@ int run(int argc, char** argv) {
         return 1;
     }
     for (const ImageEntry& entry : readImageList(argv[1])) {
-        if (entry.bytesPerPixel == 2) {
-            registerImage<long>(entry);
-        } else {
-            registerImage<short>(entry);
-        }
+        registerStages(entry, stagesOfEncoder());
+        registerStages(entry, stagesOfDecoder());
     }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

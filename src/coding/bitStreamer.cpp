@@ -5,23 +5,26 @@
 
 namespace teko {
 
-void BitStreamer::setUpFileWriter(std::FILE* output) {
-    ownedBuffer = new std::uint32_t[fileBufferWords];
+template <typename Word>
+void BasicBitStreamer<Word>::setUpFileWriter(std::FILE* output) {
+    ownedBuffer = new Word[fileBufferWords];
     file = output;
     buffer = cursor = ownedBuffer;
     size = fileBufferWords;
     mode = 'w';
 }
 
-void BitStreamer::setUpMemoryWriter(void* memory, std::int64_t bytes) {
-    buffer = cursor = static_cast<std::uint32_t*>(memory);
+template <typename Word>
+void BasicBitStreamer<Word>::setUpMemoryWriter(void* memory, std::int64_t bytes) {
+    buffer = cursor = static_cast<Word*>(memory);
     size = bytes / 4;
     tailBytes = static_cast<int>(bytes % 4);
     mode = 'w';
 }
 
-void BitStreamer::setUpFileReader(std::FILE* input) {
-    ownedBuffer = new std::uint32_t[fileBufferWords];
+template <typename Word>
+void BasicBitStreamer<Word>::setUpFileReader(std::FILE* input) {
+    ownedBuffer = new Word[fileBufferWords];
     file = input;
     buffer = ownedBuffer;
     size = fileBufferWords;
@@ -31,8 +34,9 @@ void BitStreamer::setUpFileReader(std::FILE* input) {
     mode = 'r';
 }
 
-void BitStreamer::setUpMemoryReader(void* memory, std::int64_t bytes) {
-    buffer = cursor = static_cast<std::uint32_t*>(memory);
+template <typename Word>
+void BasicBitStreamer<Word>::setUpMemoryReader(const void* memory, std::int64_t bytes) {
+    buffer = cursor = static_cast<Word*>(const_cast<void*>(memory));
     size = bytes / 4;
     tailBytes = static_cast<int>(bytes % 4);
     mask = 0;
@@ -43,7 +47,8 @@ void BitStreamer::setUpMemoryReader(void* memory, std::int64_t bytes) {
 // Zen 3 copies at a sixth of its speed where the destination's place in its page is 1 to 31 bytes behind the source's.
 // The C library puts large memory at place 16, and what is read there comes from place 10, behind the header (decoding
 // commands: 1.06 times as fast).
-void BitStreamer::readLessAtOnce() {
+template <typename Word>
+void BasicBitStreamer<Word>::readLessAtOnce() {
     constexpr std::size_t page = 4096;
     constexpr std::size_t place = 64;
     const std::size_t placeOfBuffer = reinterpret_cast<std::uintptr_t>(ownedBuffer) % page;
@@ -52,7 +57,8 @@ void BitStreamer::readLessAtOnce() {
     cursor = buffer + size;
 }
 
-void BitStreamer::flushBuffer() {
+template <typename Word>
+void BasicBitStreamer<Word>::flushBuffer() {
     if (file != nullptr) {
         flushToFile();
         return;
@@ -66,7 +72,8 @@ void BitStreamer::flushBuffer() {
     throw 3;
 }
 
-void BitStreamer::flushToFile() {
+template <typename Word>
+void BasicBitStreamer<Word>::flushToFile() {
     const auto n = static_cast<std::size_t>(words());
     if (std::fwrite(buffer, sizeof *buffer, n, file) < n) {
         throw 3;
@@ -75,7 +82,8 @@ void BitStreamer::flushToFile() {
     cursor = buffer;
 }
 
-void BitStreamer::fetch() {
+template <typename Word>
+void BasicBitStreamer<Word>::fetch() {
     if (mode != 'r') {
         throw 5;
     }
@@ -91,7 +99,8 @@ void BitStreamer::fetch() {
     cursor = buffer;
 }
 
-void BitStreamer::flush() {
+template <typename Word>
+void BasicBitStreamer<Word>::flush() {
     if (mode == 'r') {
         throw 5;
     }
@@ -106,13 +115,14 @@ void BitStreamer::flush() {
         if (words() >= size) {
             flushBuffer();
         }
-        *cursor = littleEndian(current);
+        storeWord(cursor, current);
     }
 }
 
 // As many words as fit in the buffer go in one plain loop (2 times faster than a look at the buffer's end for
 // every word); the word that finds it full goes the careful way.
-void BitStreamer::append(BitStreamer& source) {
+template <typename Word>
+void BasicBitStreamer<Word>::append(BasicBitStreamer<std::uint32_t>& source) {
     source.flush();
     std::int64_t remaining = source.bitCount();
     const std::uint32_t* from = source.buffer;
@@ -133,23 +143,28 @@ void BitStreamer::append(BitStreamer& source) {
 }
 
 // Each word is made from two of the source, so that none waits for the one before it: the compiler finds vectors.
-void BitStreamer::appendWords(const std::uint32_t* __restrict from, std::int64_t count, int pending) {
+template <typename Word>
+void BasicBitStreamer<Word>::appendWords(const std::uint32_t* __restrict from, std::int64_t count, int pending) {
     if (count == 0) {
         return;
     }
     const auto above = [pending](std::uint32_t word) { return word >> 1 >> (31 - pending); };
-    std::uint32_t* __restrict to = cursor;
-    to[0] = littleEndian(current | littleEndian(from[0]) << pending);
+    Word* __restrict to = cursor;
+    storeWord(to, current | littleEndian(from[0]) << pending);
     for (std::int64_t i = 1; i < count; ++i) {
-        to[i] = littleEndian(above(littleEndian(from[i - 1])) | littleEndian(from[i]) << pending);
+        storeWord(to + i, above(littleEndian(from[i - 1])) | littleEndian(from[i]) << pending);
     }
     current = above(littleEndian(from[count - 1]));
     cursor += count;
 }
 
-std::int64_t BitStreamer::bitCount() const {
+template <typename Word>
+std::int64_t BasicBitStreamer<Word>::bitCount() const {
     const int partial = mask == 0 ? 0 : std::countr_zero(mask);
     return 32 * (wordsDone + words()) + partial;
 }
+
+template struct BasicBitStreamer<std::uint32_t>;
+template struct BasicBitStreamer<UnalignedWord>;
 
 } // namespace teko

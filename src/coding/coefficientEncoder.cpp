@@ -88,7 +88,8 @@ CoefficientSink<T>& CoefficientEncoder<T>::channel(int c) {
 }
 
 template <typename T>
-void CoefficientEncoder<T>::write(BitStreamer& out) {
+template <typename Word>
+void CoefficientEncoder<T>::write(BasicBitStreamer<Word>& out) {
     Unsigned<T> magnitudes = 0;
     for (const auto& folder : folders) {
         folder->finish(shape.levels);
@@ -108,8 +109,9 @@ void CoefficientEncoder<T>::write(BitStreamer& out) {
 }
 
 template <typename T>
-bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BitStreamer& out) {
-    const SegmentPlan<T> plan(shape, topPlane, *histogram, out, lengths);
+template <typename Word>
+bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BasicBitStreamer<Word>& out) {
+    const SegmentPlan<T> plan(shape, topPlane, *histogram, roomIn(out), lengths);
     const std::size_t bytes = plan.compactBytes();
     unsigned char* room = memory.data() + coefficientBytes;
     FillingMemory more;
@@ -137,5 +139,9 @@ bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BitS
 
 template class CoefficientEncoder<short>;
 template class CoefficientEncoder<long>;
+template void CoefficientEncoder<short>::write(BasicBitStreamer<std::uint32_t>&);
+template void CoefficientEncoder<long>::write(BasicBitStreamer<std::uint32_t>&);
+template void CoefficientEncoder<short>::write(BasicBitStreamer<UnalignedWord>&);
+template void CoefficientEncoder<long>::write(BasicBitStreamer<UnalignedWord>&);
 
 } // namespace teko

@@ -2,6 +2,7 @@
 // their way into memory, while they are in the cache, and lie there ready to be coded.
 #pragma once
 
+#include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
 #include "coding/imageShape.hpp"
 #include "coding/planes/planeCoding.hpp"
@@ -14,8 +15,6 @@
 
 namespace teko {
 
-struct BitStreamer;
-
 template <typename T>
 class CoefficientEncoder {
 public:
@@ -27,14 +26,16 @@ public:
     CoefficientSink<T>& channel(int c);
 
     // When they are there, once: appends the coded stream to a writer and flushes it. Throws as Wavelet::writeWavelet.
-    void write(BitStreamer& out);
+    template <typename Word>
+    void write(BasicBitStreamer<Word>& out);
 
 private:
     class Folder;
 
     // Codes and appends all that a writer behind the top plane takes. Returns false, and nothing is written, where it
     // would take more: run segments are shorter than they were taken to be.
-    bool writeSegments(int topPlane, RunLengths lengths, BitStreamer& out);
+    template <typename Word>
+    bool writeSegments(int topPlane, RunLengths lengths, BasicBitStreamer<Word>& out);
 
     const ImageShape shape;
     const PlaneCoding<T>& coding;

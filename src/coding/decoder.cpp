@@ -42,8 +42,8 @@ struct ClassSamples {
     }
 };
 
-template <typename T>
-void readRefinements(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BitStreamer& in) {
+template <typename T, typename Word>
+void readRefinements(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BasicBitStreamer<Word>& in) {
     samples.forEach([&](T& folded) {
         if (weights.isSignificant(folded)) {
             folded = weights.refined(folded, in.getBit());
@@ -52,9 +52,10 @@ void readRefinements(const ClassSamples<T>& samples, const PlaneWeights<T>& weig
 }
 
 // What the stream has said about the candidates to come.
+template <typename Word>
 class RunReader {
 public:
-    explicit RunReader(BitStreamer& stream) : in(stream), k(static_cast<int>(in.getBits(5))) {}
+    explicit RunReader(BasicBitStreamer<Word>& stream) : in(stream), k(static_cast<int>(in.getBits(5))) {}
 
     // Whether the next candidate is an event; its sign bit follows in the stream.
     bool nextIsEvent() {
@@ -80,14 +81,14 @@ public:
     }
 
 private:
-    BitStreamer& in;
+    BasicBitStreamer<Word>& in;
     int k;
     std::uint32_t skip = 0; // candidates that are passes
     bool pending = false;   // the candidate after them is an event
 };
 
-template <typename T>
-void readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BitStreamer& in) {
+template <typename T, typename Word>
+void readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BasicBitStreamer<Word>& in) {
     RunReader runs(in);
     samples.forEach([&](T& folded) {
         if (!weights.isSignificant(folded) && runs.nextIsEvent()) {
@@ -96,8 +97,9 @@ void readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, Bi
     });
 }
 
-template <typename T>
-void readSegments(ImageData<T>& image, int levels, int topPlane, const int& truncateDecode, BitStreamer& in) {
+template <typename T, typename Word>
+void readSegments(ImageData<T>& image, int levels, int topPlane, const int& truncateDecode,
+                  BasicBitStreamer<Word>& in) {
     for (int priority = topPlane + levels; priority >= 0; --priority) {
         for (int channel = 0; channel < image.channels; ++channel) {
             for (int c = 0; c <= levels; ++c) {
@@ -127,13 +129,14 @@ void changeEverySample(ImageData<T>& image, Change change) {
 
 } // namespace
 
-int readTopPlane(BitStreamer& in) {
+template <typename Word>
+int readTopPlane(BasicBitStreamer<Word>& in) {
     const auto topPlane = static_cast<int>(in.getBits(8));
     return topPlane == noPlanes ? -1 : topPlane;
 }
 
-template <typename T>
-int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BitStreamer& in) {
+template <typename T, typename Word>
+int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BasicBitStreamer<Word>& in) {
     const int levels = numberOfLevels(image.width, image.height);
     changeEverySample(image, [](T) { return T{0}; });
     int endedEarly = 0;
@@ -148,8 +151,14 @@ int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPla
     return endedEarly;
 }
 
-template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, BitStreamer&);
-template int readBelowTopPlane(const Wavelet<long>&, ImageData<long>&, int, BitStreamer&);
+using Words = BasicBitStreamer<std::uint32_t>;
+using UnalignedWords = BasicBitStreamer<UnalignedWord>;
+template int readTopPlane(Words&);
+template int readTopPlane(UnalignedWords&);
+template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, Words&);
+template int readBelowTopPlane(const Wavelet<long>&, ImageData<long>&, int, Words&);
+template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, UnalignedWords&);
+template int readBelowTopPlane(const Wavelet<long>&, ImageData<long>&, int, UnalignedWords&);
 
 template <typename T>
 int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {

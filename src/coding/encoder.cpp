@@ -6,6 +6,8 @@
 //       run segment (channel, c, b): k in 5 bits, then the events of plane b and the runs between them
 //
 // Every segment is collected in a sub-stream of its own, so the coefficients are visited once for coding.
+#include "coding/encoder.hpp"
+
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
 #include "coding/segmentPlan.hpp"
@@ -77,28 +79,38 @@ void codeCoefficients(ImageData<T>& image, StreamArrayManager<T>& streams, const
 
 } // namespace
 
-template <typename T>
-void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
-    const int levels = numberOfLevels(image->width, image->height);
-    const bool isEmpty = image->width == 0 || image->height == 0;
+template <typename T, typename Word>
+void writeStream(ImageData<T>& image, BasicBitStreamer<Word>& out) {
+    const int levels = numberOfLevels(image.width, image.height);
+    const bool isEmpty = image.width == 0 || image.height == 0;
     if (levels < 0 && !isEmpty) {
         throw 5;
     }
-    const int topPlane = topPlaneOf<T>(foldAll(*image));
+    const int topPlane = topPlaneOf<T>(foldAll(image));
     if (topPlane > highestPlane<T>) {
         throw 5;
     }
     BitLengthHistogram<T> histogram;
-    countBitLengths(*image, levels, histogram);
+    countBitLengths(image, levels, histogram);
     histogram.sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);
-    const SegmentPlan<T> plan({image->width, image->height, image->channels, levels}, topPlane, histogram, out,
+    const SegmentPlan<T> plan({image.width, image.height, image.channels, levels}, topPlane, histogram, roomIn(out),
                               RunLengths::shortest);
-    StreamArrayManager<T> streams(image->channels, levels, topPlane);
+    StreamArrayManager<T> streams(image.channels, levels, topPlane);
     plan.setUp(streams);
-    codeCoefficients(*image, streams, plan.lowest);
+    codeCoefficients(image, streams, plan.lowest);
     plan.finish(streams);
     plan.assemble(streams, out);
+}
+
+template void writeStream(ImageData<short>&, BasicBitStreamer<std::uint32_t>&);
+template void writeStream(ImageData<long>&, BasicBitStreamer<std::uint32_t>&);
+template void writeStream(ImageData<short>&, BasicBitStreamer<UnalignedWord>&);
+template void writeStream(ImageData<long>&, BasicBitStreamer<UnalignedWord>&);
+
+template <typename T>
+void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
+    writeStream(*image, out);
 }
 
 template void Wavelet<short>::writeWavelet(ImageData<short>*, BitStreamer&);

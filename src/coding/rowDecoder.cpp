@@ -1,7 +1,5 @@
 #include "coding/rowDecoder.hpp"
 
-#include "target/target.hpp"
-
 #include <algorithm>
 
 namespace teko {
@@ -21,8 +19,8 @@ private:
 };
 
 template <typename T>
-bool RowDecoder<T>::suits(int width, int height) {
-    return planeCoding<T>(activeTarget()) != nullptr && suitsRowStreams(width, height);
+bool RowDecoder<T>::suits(int width, int height, Target target) {
+    return planeCoding<T>(target) != nullptr && suitsRowStreams(width, height);
 }
 
 template <typename T>
@@ -31,23 +29,31 @@ bool RowDecoder<T>::suits(int topPlane) {
 }
 
 template <typename T>
-RowDecoder<T>::RowDecoder(int width, int height, int channels)
-    : shape(shapeOf(width, height, channels)), sliced(planeCoding<T>(activeTarget())->makeSliced(shape)) {}
+RowDecoder<T>::RowDecoder(int width, int height, int channels, Target itsTarget)
+    : shape(shapeOf(width, height, channels)), target(itsTarget), sliced(planeCoding<T>(target)->makeSliced(shape)) {}
 
 template <typename T>
 RowDecoder<T>::~RowDecoder() = default;
 
 template <typename T>
-int RowDecoder<T>::read(int topPlane, BitStreamer& in) {
-    const int endedEarly = sliced->read(topPlane, in);
+template <typename Word>
+int RowDecoder<T>::read(int topPlane, BasicBitStreamer<Word>& in) {
+    ByteStreamer bytes;
+    moveReader(in, bytes);
+    const int endedEarly = sliced->read(topPlane, bytes);
+    moveReader(bytes, in);
     for (int channel = 0; channel < shape.channels; ++channel) {
         sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
-        transforms.emplace_back(shape.width, shape.height, activeTarget(), *sources.back());
+        transforms.emplace_back(shape.width, shape.height, target, *sources.back());
     }
     return endedEarly;
 }
 
 template class RowDecoder<short>;
 template class RowDecoder<long>;
+template int RowDecoder<short>::read(int, BasicBitStreamer<std::uint32_t>&);
+template int RowDecoder<long>::read(int, BasicBitStreamer<std::uint32_t>&);
+template int RowDecoder<short>::read(int, BasicBitStreamer<UnalignedWord>&);
+template int RowDecoder<long>::read(int, BasicBitStreamer<UnalignedWord>&);
 
 } // namespace teko

@@ -14,19 +14,20 @@ namespace teko {
 template <typename T>
 class RowDecoder {
 public:
-    // Whether there is such a decoder for images of that shape, and a target for it.
-    static bool suits(int width, int height);
+    // Whether there is such a decoder for images of that shape, with that target.
+    static bool suits(int width, int height, Target target);
     // Whether it can read a stream with that top plane. Damaged streams can have higher ones.
     static bool suits(int topPlane);
 
-    // For a shape that suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
+    // For what suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
     // stream is read, and then that for 36 rows of each channel. Throws std::bad_alloc, and std::bad_array_new_length
     // beyond 2^31 - 1 samples.
-    RowDecoder(int width, int height, int channels);
+    RowDecoder(int width, int height, int channels, Target target);
     ~RowDecoder();
 
     // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once. Throws std::bad_alloc.
-    int read(int topPlane, BitStreamer& in);
+    template <typename Word>
+    int read(int topPlane, BasicBitStreamer<Word>& in);
 
     // After read: the rows of a channel. The channels are independent.
     InverseStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
@@ -35,6 +36,7 @@ private:
     class ChannelSource;
 
     const ImageShape shape;
+    const Target target;
     std::unique_ptr<SlicedImage<T>> sliced;
     std::vector<std::unique_ptr<ChannelSource>> sources;
     std::vector<InverseStream<T>> transforms;

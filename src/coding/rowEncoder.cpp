@@ -1,19 +1,17 @@
 #include "coding/rowEncoder.hpp"
 
-#include "target/target.hpp"
-
 namespace teko {
 
 template <typename T>
-bool RowEncoder<T>::suits(int width, int height) {
-    return planeCoding<T>(activeTarget()) != nullptr && suitsRowStreams(width, height);
+bool RowEncoder<T>::suits(int width, int height, Target target) {
+    return planeCoding<T>(target) != nullptr && suitsRowStreams(width, height);
 }
 
 template <typename T>
-RowEncoder<T>::RowEncoder(int width, int height, int channels)
-    : coefficients(shapeOf(width, height, channels), *planeCoding<T>(activeTarget())) {
+RowEncoder<T>::RowEncoder(int width, int height, int channels, Target target)
+    : coefficients(shapeOf(width, height, channels), *planeCoding<T>(target)) {
     for (int c = 0; c < channels; ++c) {
-        transforms.emplace_back(width, height, activeTarget(), coefficients.channel(c));
+        transforms.emplace_back(width, height, target, coefficients.channel(c));
     }
 }
 

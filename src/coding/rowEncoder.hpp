@@ -12,19 +12,22 @@ namespace teko {
 template <typename T>
 class RowEncoder {
 public:
-    // Whether there is such an encoder for images of that shape, and a target for it.
-    static bool suits(int width, int height);
+    // Whether there is such an encoder for images of that shape, with that target.
+    static bool suits(int width, int height, Target target);
 
-    // For a shape that suits. Needs as much memory as planes of compact samples, and that for 32 rows of each channel.
+    // For what suits. Needs as much memory as planes of compact samples, and that for 32 rows of each channel.
     // Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
-    RowEncoder(int width, int height, int channels);
+    RowEncoder(int width, int height, int channels, Target target);
 
     // What the rows of a channel are put into. The channels are independent.
     ForwardStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
 
     // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
     // Wavelet::writeWavelet.
-    void write(BitStreamer& out) { coefficients.write(out); }
+    template <typename Word>
+    void write(BasicBitStreamer<Word>& out) {
+        coefficients.write(out);
+    }
 
 private:
     CoefficientEncoder<T> coefficients;

@@ -20,16 +20,12 @@ std::uint64_t runBits(const PlaneCount& count, RunLengths lengths) {
     return 5 + count.events * static_cast<std::uint64_t>(k + 2) + units;
 }
 
-std::uint64_t roomIn(const BitStreamer& out) {
-    return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
-}
-
 } // namespace
 
 template <typename T>
 SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLengthHistogram<T>& counts,
-                            const BitStreamer& out, RunLengths lengths)
-    : shape(imageShape), topPlane(top), histogram(counts), room(roomIn(out)) {
+                            std::uint64_t bitsOfRoom, RunLengths lengths)
+    : shape(imageShape), topPlane(top), histogram(counts), room(bitsOfRoom) {
     for (auto& channel : lowest) {
         std::fill(std::begin(channel), std::end(channel), topPlane + 1);
     }
@@ -106,14 +102,15 @@ bool SegmentPlan<T>::finish(StreamArrayManager<T>& streams) const {
 }
 
 template <typename T>
-void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BitStreamer& out) const {
+template <typename Word>
+void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BasicBitStreamer<Word>& out) const {
     forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
         if (b < lowest[channel][c]) {
             return false;
         }
         out.append(streams.refinementStreams[channel][c][b]);
         out.append(*streams.runCoders[channel][c][b].stream);
-        if (out.file != nullptr && out.words() >= BitStreamer::wordsAtOnce) {
+        if (out.file != nullptr && out.words() >= out.wordsAtOnce) {
             out.flushToFile();
         }
         return true;
@@ -123,5 +120,12 @@ void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BitStreamer& out) 
 
 template class SegmentPlan<short>;
 template class SegmentPlan<long>;
+
+using Words = BasicBitStreamer<std::uint32_t>;
+using UnalignedWords = BasicBitStreamer<UnalignedWord>;
+template void SegmentPlan<short>::assemble(StreamArrayManager<short>&, Words&) const;
+template void SegmentPlan<long>::assemble(StreamArrayManager<long>&, Words&) const;
+template void SegmentPlan<short>::assemble(StreamArrayManager<short>&, UnalignedWords&) const;
+template void SegmentPlan<long>::assemble(StreamArrayManager<long>&, UnalignedWords&) const;
 
 } // namespace teko

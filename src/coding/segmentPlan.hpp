@@ -31,11 +31,18 @@ enum class RunLengths {
     shortest, // the largest remainders: never too long
 };
 
+// The bits that a writer takes before it throws, at most.
+template <typename Word>
+std::uint64_t roomIn(const BasicBitStreamer<Word>& out) {
+    return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
+}
+
 template <typename T>
 class SegmentPlan {
 public:
-    // For a writer that stands behind the top plane. The histogram is summed, and not copied.
-    SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, const BitStreamer& out,
+    // For a writer that stands behind the top plane and has room for so many bits. The histogram is summed, and not
+    // copied.
+    SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, std::uint64_t room,
                 RunLengths lengths);
 
     // The lowest plane of a class from which on few coefficients are significant, one of so many.
@@ -52,7 +59,8 @@ public:
     bool finish(StreamArrayManager<T>& streams) const;
 
     // Then appends the sub-streams in their order. Throws what the writer throws.
-    void assemble(StreamArrayManager<T>& streams, BitStreamer& out) const;
+    template <typename Word>
+    void assemble(StreamArrayManager<T>& streams, BasicBitStreamer<Word>& out) const;
 
     // The planes that the writer can see the beginning of: coding the others would cost time and change nothing. A
     // plane above the top plane means that a class is not needed at all.

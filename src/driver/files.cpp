@@ -37,4 +37,20 @@ File openOutput(const char* path, const char* inputPath) {
     return openFile(path, "wb");
 }
 
+FileHeader readHeader(std::FILE* file) {
+    std::array<unsigned char, FileHeader::bytes> raw{};
+    const std::size_t got = std::fread(raw.data(), 1, raw.size(), file);
+    static_cast<void>(got); // what is missing stays 0
+    return FileHeader::parse(raw);
+}
+
+void writeHeader(const FileHeader& header, std::FILE* file) {
+    const auto raw = header.format();
+    std::fwrite(raw.data(), 1, raw.size(), file);
+}
+
+std::size_t rowBytes(const FileHeader& header) {
+    return static_cast<std::size_t>(header.bytesPerPixel) * header.xsize;
+}
+
 } // namespace teko

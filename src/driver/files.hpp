@@ -1,6 +1,8 @@
 // Opening the files of a run.
 #pragma once
 
+#include "codec/fileHeader.hpp"
+
 #include <cstdio>
 #include <memory>
 
@@ -17,5 +19,13 @@ File openFile(const char* path, const char* mode);
 // Opens a file for writing, empty. Fails like openFile, and leaves the file alone, when it is the regular file
 // that inputPath names, by whatever link.
 File openOutput(const char* path, const char* inputPath);
+
+// A header from a file's position; bytes that are missing count as 0.
+FileHeader readHeader(std::FILE* file);
+// And to it, with one fwrite. Nobody looks whether it arrives: a full device shows up later.
+void writeHeader(const FileHeader& header, std::FILE* file);
+
+// Of a raw file of that shape.
+std::size_t rowBytes(const FileHeader& header);
 
 } // namespace teko

@@ -6,7 +6,7 @@
 // (std::bad_alloc), a compressed file without a whole word behind its header (3).
 #pragma once
 
-#include "driver/fileHeader.hpp"
+#include "codec/fileHeader.hpp"
 
 namespace teko {
 

@@ -21,6 +21,13 @@ public:
     ImageData(const ImageData&) = delete;
     ImageData& operator=(const ImageData&) = delete;
 
+    // Row y from and to the bytes of a raw row: width * channels samples of one byte (readRow8 ...) or two. They are
+    // zero-extended; written are their low 8 (16) bits, after they were clamped as below.
+    void readRow8(int y, const unsigned char* raw);
+    void readRow16(int y, const unsigned char* raw);
+    void writeRow8(int y, unsigned char* raw, int limit);
+    void writeRow16(int y, unsigned char* raw, int limit);
+
     // Fill the planes from the file's current position; the samples are zero-extended. Return 0.
     // Throw 3 when the file ends early; the planes then hold the rows read so far.
     int rawRead8(std::FILE* file);

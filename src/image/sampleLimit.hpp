@@ -3,6 +3,12 @@
 
 namespace teko {
 
+// What samples of an image are clamped below, whose stream ended early: 2^bits. 0, which is none, for a complete
+// stream: its samples are written as decoded.
+inline int sampleLimit(int bitsPerPixel, bool endedEarly) {
+    return endedEarly ? static_cast<int>(1U << (bitsPerPixel % 32)) : 0;
+}
+
 // The limit of 31 bits per sample is negative, and one less wraps.
 template <typename T>
 T clampedTo(int limit, T sample) {

@@ -78,8 +78,7 @@ template <typename T>
 class RowMemoryOf : public testing::Test {
 protected:
     static void write(ImageData<T>& image, Target target, BitStreamer& out) {
-        const TargetInUse use(target);
-        RowEncoder<T> encoder(image.width, image.height, image.channels);
+        RowEncoder<T> encoder(image.width, image.height, image.channels, target);
         for (int c = 0; c < image.channels; ++c) {
             for (int y = 0; y < image.height; ++y) {
                 passRow(image.planes[c] + static_cast<long>(y) * image.stride, image.width, target, encoder.channel(c));
@@ -89,8 +88,7 @@ protected:
     }
 
     static void read(ImageData<T>& image, Target target, BitStreamer& in) {
-        const TargetInUse use(target);
-        RowDecoder<T> decoder(image.width, image.height, image.channels);
+        RowDecoder<T> decoder(image.width, image.height, image.channels, target);
         decoder.read(readTopPlane(in), in);
         for (int c = 0; c < image.channels; ++c) {
             for (int y = 0; y < image.height; ++y) {
@@ -146,8 +144,7 @@ TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsToDecode) {
         BitStreamer in;
         in.setUpMemoryReader(&word, 4);
         const std::size_t before = AllocationLedger::requested;
-        const TargetInUse use(target);
-        RowDecoder<TypeParam> decoder(2048, 2048, 1);
+        RowDecoder<TypeParam> decoder(2048, 2048, 1, target);
         EXPECT_EQ(decoder.read(readTopPlane(in), in), 1);
         EXPECT_LE(AllocationLedger::requested - before, this->compactPlane + 2 * this->mebibyte) << target;
     }
@@ -155,9 +152,8 @@ TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsToDecode) {
 
 TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsBeforeItIsEncoded) {
     for (const Target target : fastTargets()) {
-        const TargetInUse use(target);
         const std::size_t before = AllocationLedger::requested;
-        RowEncoder<TypeParam> encoder(2048, 2048, 1);
+        RowEncoder<TypeParam> encoder(2048, 2048, 1, target);
         EXPECT_LE(AllocationLedger::requested - before, this->compactPlane + 2 * this->mebibyte) << target;
     }
 }

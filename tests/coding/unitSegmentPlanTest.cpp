@@ -32,20 +32,20 @@ std::unique_ptr<BitLengthHistogram<T>> randomHistogram() {
     return histogram;
 }
 
-// A writer of which a plan sees the room alone.
-struct Room {
-    explicit Room(std::int64_t bytes) { writer.setUpMemoryWriter(&word, bytes); }
-
+// In a writer of so many bytes.
+std::uint64_t roomOf(std::int64_t bytes) {
     std::uint32_t word = 0;
     BitStreamer writer;
-};
+    writer.setUpMemoryWriter(&word, bytes);
+    return roomIn(writer);
+}
 constexpr std::int64_t unlimited = std::int64_t{1} << 30;
 
 // The sub-streams of a plan in memory that is lent.
 template <typename T>
 struct CompactStreams {
     explicit CompactStreams(std::int64_t budget)
-        : plan(shape, topPlane, *histogram, Room(budget).writer, RunLengths::shortest), memory(plan.compactBytes() / 4),
+        : plan(shape, topPlane, *histogram, roomOf(budget), RunLengths::shortest), memory(plan.compactBytes() / 4),
           streams(std::make_unique<StreamArrayManager<T>>(shape.channels, shape.levels, topPlane)) {
         streams->lend(reinterpret_cast<unsigned char*>(memory.data()), plan.compactBytes());
         plan.setUp(*streams);

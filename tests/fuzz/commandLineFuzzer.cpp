@@ -2,9 +2,9 @@
 //
 // An input is lines: one argument each, an empty line behind the last one, then the content of the input file. An
 // argument that is a path stands for one of the files below, by its first character.
-#include "driver/fileHeader.hpp"
 #include "driver/runs.hpp"
 #include "fuzz/input.hpp"
+#include "support/fileHeaders.hpp"
 #include "support/memoryFile.hpp"
 
 #include <algorithm>
@@ -130,13 +130,11 @@ void limitSides(Arguments& arguments, bool isCoding) {
 }
 
 void limitSides(Bytes& file) {
-    FileHeader header = FileHeader::read(readable(file).get());
+    FileHeader header = headerOf(file);
     if (static_cast<long>(header.xsize) * header.ysize <= mostPossible) {
         header.xsize = static_cast<std::uint16_t>(header.xsize % longestSide);
         header.ysize = static_cast<std::uint16_t>(header.ysize % 20);
-        WritableFile written(FileHeader::bytes);
-        header.write(written.get());
-        std::copy_n(written.content().begin(), std::min<std::size_t>(file.size(), FileHeader::bytes), file.begin());
+        std::copy_n(bytesOf(header).begin(), std::min<std::size_t>(file.size(), FileHeader::bytes), file.begin());
     }
 }
 
@@ -183,7 +181,7 @@ End run(Arguments& arguments) {
 }
 
 void requireCodedFile(const Request& request, const Bytes& coded) {
-    const FileHeader header = FileHeader::read(readable(coded).get());
+    const FileHeader header = headerOf(coded);
     require(coded.size() >= FileHeader::bytes && header.isRecognized(), "a coded file begins with its header");
     require(header.bytesPerPixel == (request.bytesPerPixel & 0xFF) && header.xsize == (request.width & 0xFFFF) &&
                 header.ysize == (request.height & 0xFFFF),
@@ -191,7 +189,7 @@ void requireCodedFile(const Request& request, const Bytes& coded) {
 }
 
 void requireRawFile(const Bytes& coded, const Bytes& raw) {
-    const FileHeader header = FileHeader::read(readable(coded).get());
+    const FileHeader header = headerOf(coded);
     const bool isKnown = header.bytesPerPixel >= 1 && header.bytesPerPixel <= 3;
     const auto samples = static_cast<std::size_t>(header.xsize) * header.ysize;
     require(header.isRecognized(), "only coded files are decoded");

@@ -1,6 +1,7 @@
 // Any file at all as a coded one: both ways to decode it end as they have to, and alike.
 #include "driver/runs.hpp"
 #include "fuzz/input.hpp"
+#include "support/fileHeaders.hpp"
 #include "support/memoryFile.hpp"
 
 #include <limits>
@@ -48,10 +49,8 @@ FileHeader limited(FileHeader header) {
 
 // Bytes of the header that are missing stay so.
 void limitSides(Bytes& file) {
-    const FileHeader header = limited(FileHeader::read(readable(file).get()));
-    WritableFile written(FileHeader::bytes);
-    header.write(written.get());
-    std::copy_n(written.content().begin(), std::min<std::size_t>(file.size(), FileHeader::bytes), file.begin());
+    const FileHeader header = limited(headerOf(file));
+    std::copy_n(bytesOf(header).begin(), std::min<std::size_t>(file.size(), FileHeader::bytes), file.begin());
 }
 
 End endOf(const std::string& coded, const NamedMemoryFile& output, StreamPlace place) {
@@ -70,7 +69,7 @@ End endOf(const std::string& coded, const NamedMemoryFile& output, StreamPlace p
 
 // What does not depend on the coded bits.
 void requirePrescribedEnd(const Bytes& file, const End& end) {
-    const FileHeader header = FileHeader::read(readable(file).get());
+    const FileHeader header = headerOf(file);
     if (!header.isRecognized()) {
         require(end == End{1, 0, {}}, "a file of another kind is refused");
     } else if (!isKnown(header)) {

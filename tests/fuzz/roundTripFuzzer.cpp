@@ -1,11 +1,13 @@
 // Any raster: what its complete stream, a prefix of it and a file within a budget have to be.
-#include "driver/colourTransform.hpp"
+#include "codec/byteBudget.hpp"
+#include "codec/colourTransform.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/transform.hpp"
 #include "support/codedStreams.hpp"
+#include "support/fileHeaders.hpp"
 #include "support/memoryFile.hpp"
 
 #include <limits>
@@ -159,18 +161,17 @@ Bytes compressed(const Raster& raster, StreamPlace place, float rate) {
 }
 
 void requireFile(const Raster& raster, const Stream& stream, float rate, StreamPlace place) {
-    WritableFile header(FileHeader::bytes);
-    raster.header().write(header.get());
+    const Bytes header = bytesOf(raster.header());
     const Bytes file = compressed(raster, place, rate);
     if (place == StreamPlace::file) {
         Bytes payload = stream.bytes;
         payload.resize((payload.size() + 3) / 4 * 4);
-        require(file == header.content() + payload, "a complete file is the stream in whole words");
+        require(file == header + payload, "a complete file is the stream in whole words");
         return;
     }
     const double most = static_cast<double>(raster.raw.size()) * static_cast<double>(rate);
     require(static_cast<double>(file.size()) <= std::max(most, double{FileHeader::bytes}), "a budget is kept");
-    require(file == header.content() + cutTo(byteBudget(raster.header(), rate), stream),
+    require(file == header + cutTo(byteBudget(raster.header(), rate).value(), stream),
             "a file within a budget is the beginning of the stream");
 }
 

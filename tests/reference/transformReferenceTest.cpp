@@ -1,6 +1,6 @@
 // The transform and the whole way from samples to bytes, against the reference.
+#include "codec/colourTransform.hpp"
 #include "coding/bitStreamer.hpp"
-#include "driver/colourTransform.hpp"
 #include "filter/filter4_2.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

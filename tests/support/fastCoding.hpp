@@ -102,7 +102,10 @@ int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
     std::minstd_rand random(static_cast<unsigned>(image.width + 70 * image.height));
     const ImageShape shape = shapeOf(image.width, image.height, image.channels);
     const auto sliced = planeCoding<T>(target)->makeSliced(shape);
-    const int endedEarly = sliced->read(topPlane, in);
+    ByteStreamer bytes;
+    moveReader(in, bytes);
+    const int endedEarly = sliced->read(topPlane, bytes);
+    moveReader(bytes, in);
     for (int channel = 0; channel < image.channels; ++channel) {
         for (int c = 0; c <= levels; ++c) {
             const long longest = random() % 2 == 0 ? 200 : 20000;

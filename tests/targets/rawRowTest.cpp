@@ -1,5 +1,5 @@
 // Raw rows on their way to and from the row transform: every target, every length.
-#include "driver/colourTransform.hpp"
+#include "codec/colourTransform.hpp"
 #include "image/joinRawRows.hpp"
 #include "image/sampleLimit.hpp"
 #include "support/targets.hpp"

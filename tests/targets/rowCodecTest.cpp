@@ -47,9 +47,8 @@ protected:
         for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message()
                          << target << ", " << image->width << " x " << image->height << " in " << capacity << " bytes");
-            const TargetInUse use(target);
-            ASSERT_TRUE(RowEncoder<T>::suits(image->width, image->height));
-            RowEncoder<T> encoder(image->width, image->height, image->channels);
+            ASSERT_TRUE(RowEncoder<T>::suits(image->width, image->height, target));
+            RowEncoder<T> encoder(image->width, image->height, image->channels, target);
             passImage(image, target, encoder);
             MemoryWriter writer(capacity);
             ASSERT_EQ(thrownBy([&] { encoder.write(writer.stream); }), expected.thrown);
@@ -66,9 +65,8 @@ protected:
         for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", " << like->width << " x " << like->height << " from "
                                             << payload.size() << " bytes");
-            const TargetInUse use(target);
-            ASSERT_TRUE(RowDecoder<T>::suits(like->width, like->height));
-            RowDecoder<T> decoder(like->width, like->height, like->channels);
+            ASSERT_TRUE(RowDecoder<T>::suits(like->width, like->height, target));
+            RowDecoder<T> decoder(like->width, like->height, like->channels, target);
             MemoryReader reader(payload);
             const int topPlane = readTopPlane(reader.stream);
             ASSERT_TRUE(RowDecoder<T>::suits(topPlane));
@@ -117,21 +115,19 @@ TYPED_TEST_SUITE(TargetRowCodec, SampleTypes);
 } // namespace
 
 TEST(TargetRowCodecChoice, NeedsATargetWithPlanes) {
-    const TargetInUse use(Target::plain);
-    EXPECT_FALSE(RowEncoder<short>::suits(300, 300));
-    EXPECT_FALSE(RowDecoder<long>::suits(300, 300));
+    EXPECT_FALSE(RowEncoder<short>::suits(300, 300, Target::plain));
+    EXPECT_FALSE(RowDecoder<long>::suits(300, 300, Target::plain));
 }
 
 TEST(TargetRowCodecChoice, NeedsTheShapesOfTheRowTransform) {
     for (const Target target : fastTargets()) {
-        const TargetInUse use(target);
         for (const Shape2d& shape :
              {Shape2d{0, 0}, {1, 9}, {5, 300}, {6, 6}, {300, 10}, {11, 11}, {80, 80}, {81, 81}}) {
             const bool suits = suitsRowStreams(shape.width, shape.height);
-            EXPECT_EQ(RowEncoder<short>::suits(shape.width, shape.height), suits) << shape;
-            EXPECT_EQ(RowEncoder<long>::suits(shape.width, shape.height), suits) << shape;
-            EXPECT_EQ(RowDecoder<short>::suits(shape.width, shape.height), suits) << shape;
-            EXPECT_EQ(RowDecoder<long>::suits(shape.width, shape.height), suits) << shape;
+            EXPECT_EQ(RowEncoder<short>::suits(shape.width, shape.height, target), suits) << shape;
+            EXPECT_EQ(RowEncoder<long>::suits(shape.width, shape.height, target), suits) << shape;
+            EXPECT_EQ(RowDecoder<short>::suits(shape.width, shape.height, target), suits) << shape;
+            EXPECT_EQ(RowDecoder<long>::suits(shape.width, shape.height, target), suits) << shape;
         }
     }
 }

@@ -35,7 +35,7 @@ public:
 
     // Reads the segments of a stream, behind its top plane, which is at most highestSlicedPlane. Returns 1 when the
     // stream ended early, else 0. Once.
-    virtual int read(int topPlane, BitStreamer& in) = 0;
+    virtual int read(int topPlane, ByteStreamer& in) = 0;
 
     // After read: the next n coefficients of a class of a channel, in scan order. They are the image's and stay until
     // more of the class are asked for. Throws std::bad_alloc.

@@ -265,7 +265,7 @@ private:
 
 // Reads all segments into channels with their classes. Returns 1 when the stream ended early, else 0.
 template <typename Channel>
-int readSegments(std::vector<Channel>& channels, int levels, int topPlane, BitStreamer& stream) {
+int readSegments(std::vector<Channel>& channels, int levels, int topPlane, ByteStreamer& stream) {
     StreamView in(stream);
     try {
         forEachSegmentPair(static_cast<int>(channels.size()), levels, topPlane, [&](int channel, int c, int b) {

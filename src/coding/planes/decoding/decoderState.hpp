@@ -36,7 +36,7 @@ struct Block {
 // the reader does at its end.
 class StreamView {
 public:
-    explicit StreamView(BitStreamer& stream) : in(&stream) { attach(); }
+    explicit StreamView(ByteStreamer& stream) : in(&stream) { attach(); }
 
     // Whether n bits may be taken from peek's result and as many skipped.
     bool has(std::uint64_t n) const { return place + n <= limit; }
@@ -67,21 +67,21 @@ public:
         in->cursor = in->buffer + place / 32;
         in->current = 1;
         if (const unsigned used = place % 32) {
-            in->current = littleEndian(*in->cursor++) >> used | 1U << (32 - used);
+            in->current = loadWord(in->cursor++) >> used | 1U << (32 - used);
         }
     }
 
 private:
     void attach() {
         const int left = 31 - std::countl_zero(in->current);
-        data = reinterpret_cast<const unsigned char*>(in->buffer);
+        data = in->buffer->bytes;
         place = 32 * static_cast<std::uint64_t>(in->words()) - static_cast<std::uint64_t>(left);
         constexpr std::uint64_t reach = 72; // what peek touches
         const std::uint64_t bits = 32 * static_cast<std::uint64_t>(in->size);
         limit = bits - std::min(bits, reach);
     }
 
-    BitStreamer* in;
+    ByteStreamer* in;
     const unsigned char* data = nullptr;
     std::uint64_t place = 0; // in bits
     std::uint64_t limit = 0; // has(0) up to here

@@ -62,7 +62,7 @@ public:
     explicit SlicedClasses(const ImageShape& imageShape)
         : shape(imageShape), memory(SlicedChannels<T>::bytesFor(shape, highestSlicedPlane<T>)) {}
 
-    int read(int topPlane, BitStreamer& stream) override {
+    int read(int topPlane, ByteStreamer& stream) override {
         memory.adviseFilling(SlicedChannels<T>::bytesFor(shape, topPlane));
         SlicedChannels<T>& channels = sliced.emplace(shape, topPlane, memory.data());
         const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);

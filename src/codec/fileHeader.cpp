@@ -1,7 +1,6 @@
-#include "driver/fileHeader.hpp"
+#include "codec/fileHeader.hpp"
 
 #include <cstring>
-#include <new>
 
 namespace teko {
 
@@ -25,10 +24,7 @@ FileHeader FileHeader::forImage(long bytesPerPixel, long bitsPerPixel, long xsiz
     return header;
 }
 
-FileHeader FileHeader::read(std::FILE* file) {
-    std::array<unsigned char, bytes> raw{};
-    const std::size_t got = std::fread(raw.data(), 1, raw.size(), file);
-    static_cast<void>(got); // what is missing stays 0
+FileHeader FileHeader::parse(const std::array<unsigned char, bytes>& raw) {
     FileHeader header;
     std::memcpy(header.magic.data(), raw.data(), header.magic.size());
     header.bytesPerPixel = raw[4];
@@ -38,7 +34,7 @@ FileHeader FileHeader::read(std::FILE* file) {
     return header;
 }
 
-void FileHeader::write(std::FILE* file) const {
+std::array<unsigned char, FileHeader::bytes> FileHeader::format() const {
     std::array<unsigned char, bytes> raw{};
     std::memcpy(raw.data(), magic.data(), magic.size());
     raw[4] = bytesPerPixel;
@@ -47,22 +43,11 @@ void FileHeader::write(std::FILE* file) const {
     raw[7] = static_cast<unsigned char>(xsize >> 8);
     raw[8] = static_cast<unsigned char>(ysize & 0xFF);
     raw[9] = static_cast<unsigned char>(ysize >> 8);
-    std::fwrite(raw.data(), 1, raw.size(), file);
+    return raw;
 }
 
 bool FileHeader::isRecognized() const {
     return std::strncmp(magic.data(), magicText, magic.size()) == 0;
-}
-
-std::uint64_t byteBudget(const FileHeader& header, float rate) {
-    const auto product = static_cast<std::uint32_t>(header.ysize) * header.xsize * header.bytesPerPixel;
-    const float size = static_cast<float>(static_cast<std::int32_t>(product)) * rate;
-    constexpr float tooLarge = 18446744073709551616.0F;
-    if (!(size > -1.0F && size < tooLarge)) {
-        throw std::bad_array_new_length();
-    }
-    const auto wanted = static_cast<std::uint64_t>(size);
-    return wanted < FileHeader::bytes ? 0 : wanted - FileHeader::bytes;
 }
 
 } // namespace teko

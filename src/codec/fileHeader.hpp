@@ -12,7 +12,6 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdio>
 
 namespace teko {
 
@@ -27,18 +26,12 @@ struct FileHeader {
 
     // A header for a new file. The numbers keep their low 8 (16) bits, as the fields do.
     static FileHeader forImage(long bytesPerPixel, long bitsPerPixel, long xsize, long ysize);
-    // Reads ten bytes from the file's position; bytes that are missing count as 0.
-    static FileHeader read(std::FILE* file);
+    // From the first bytes of a file and to them. Judges nothing.
+    static FileHeader parse(const std::array<unsigned char, bytes>& raw);
+    std::array<unsigned char, bytes> format() const;
 
-    // Writes ten bytes with one fwrite and does not look whether they arrive: a full device shows up later.
-    void write(std::FILE* file) const;
     // Whether the magic is there.
     bool isRecognized() const;
 };
-
-// Bytes that the coded stream may take in a file of at most rate * (raw image size), header included: never
-// negative. Throws std::bad_array_new_length when rate * size is not a number of bytes: the size is a 32-bit
-// product that wraps, and the rate may be NaN.
-std::uint64_t byteBudget(const FileHeader& header, float rate);
 
 } // namespace teko

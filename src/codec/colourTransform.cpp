@@ -1,4 +1,4 @@
-#include "driver/colourTransform.hpp"
+#include "codec/colourTransform.hpp"
 
 namespace teko {
 

@@ -1,4 +1,4 @@
-#include "driver/colourTransform.hpp"
+#include "codec/colourTransform.hpp"
 
 #include "support/samples.hpp"
 

@@ -1,0 +1,13 @@
+// The fast way from raw rows to a row encoder, colours and all.
+#pragma once
+
+#include "codec/rows.hpp"
+#include "coding/rowEncoder.hpp"
+
+namespace teko {
+
+// Puts all rows of an image into its encoder. Returns whether the source had them all.
+bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<short>& encoder);
+bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<long>& encoder);
+
+} // namespace teko

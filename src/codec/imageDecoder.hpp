@@ -1,0 +1,75 @@
+// The decoder of an image, from the coded stream behind a file's header to raw rows.
+//
+// It opens nothing, prints nothing, and knows of no global: two of them may run at once, on different threads.
+#pragma once
+
+#include "codec/fileHeader.hpp"
+#include "codec/rows.hpp"
+#include "codec/status.hpp"
+#include "coding/bitStreamer.hpp"
+#include "target/target.hpp"
+
+#include <memory>
+
+namespace teko {
+
+// Its steps are taken once each, in this order, as long as they end with Status::ok or Status::cut. decodeImage takes
+// them all.
+class ImageDecoder {
+public:
+    ImageDecoder(const FileHeader& header, Target target);
+    ~ImageDecoder();
+    ImageDecoder(ImageDecoder&&) noexcept;
+    ImageDecoder& operator=(ImageDecoder&&) noexcept;
+
+    // Takes the memory of the image, and touches none of it. Ends with unknownKind, tooLarge or outOfMemory.
+    Status prepare();
+    // Reads the coded stream. Ends with cut where it ended early, with noStream where there was not even a top plane,
+    // or with outOfMemory.
+    Status read(BitStreamer& in);
+    Status read(ByteStreamer& in);
+    // Whatever can be transformed back before rows are asked for, colours included. Ends with outOfMemory.
+    Status transform();
+    // Hands all rows on. Samples of a stream that was cut are brought into 0 .. 2^bits - 1; else the low 8 (16) bits of
+    // each are taken. Ends with sinkFull or outOfMemory.
+    Status write(RowSink& rows);
+
+private:
+    class Way;
+    template <typename T>
+    class ByRows;
+    template <typename T>
+    class ByPlanes;
+
+    template <typename T>
+    std::unique_ptr<Way> makeWay(int channels) const;
+    template <typename Stream>
+    Status readFrom(Stream& in);
+    std::unique_ptr<Way> makeWayByPlanes() const;
+
+    FileHeader header;
+    Target target;
+    std::unique_ptr<Way> way;
+    bool endedEarly = false;
+};
+
+// Ends with cut, and all rows handed on, where the stream ended early.
+template <typename Stream>
+Status decodeImage(const FileHeader& header, Target target, Stream& in, RowSink& rows) {
+    ImageDecoder decoder(header, target);
+    Status status = decoder.prepare();
+    if (status != Status::ok) {
+        return status;
+    }
+    const Status read = decoder.read(in);
+    if (read != Status::ok && read != Status::cut) {
+        return read;
+    }
+    status = decoder.transform();
+    if (status == Status::ok) {
+        status = decoder.write(rows);
+    }
+    return status == Status::ok ? read : status;
+}
+
+} // namespace teko

@@ -1,0 +1,148 @@
+#include "codec/imageEncoder.hpp"
+
+#include "codec/colourTransform.hpp"
+#include "codec/encodeRows.hpp"
+#include "codec/ending.hpp"
+#include "codec/imageKind.hpp"
+#include "coding/encoder.hpp"
+#include "filter/filter4_2.hpp"
+#include "image/imageData.hpp"
+#include "wavelet/wavelet.hpp"
+
+#include <type_traits>
+
+namespace teko {
+
+// One of the two ways through the codec. Both give the same bits.
+class ImageEncoder::Way {
+public:
+    virtual ~Way() = default;
+    virtual Status read(RowSource& rows) = 0;
+    virtual void transform() = 0;
+    virtual void write(BitStreamer& out) = 0;
+    virtual void write(ByteStreamer& out) = 0;
+};
+
+// Row by row: rows are transformed, folded and counted as they come.
+template <typename T>
+class ImageEncoder::ByRows final : public Way {
+public:
+    ByRows(const FileHeader& header, int channelCount, Target itsTarget)
+        : width(header.xsize), height(header.ysize), channels(channelCount), target(itsTarget),
+          encoder(width, height, channels, target) {}
+
+    Status read(RowSource& rows) override {
+        return encodeRows(rows, width, height, channels, target, encoder) ? Status::ok : Status::sourceEnded;
+    }
+    void transform() override {}
+    void write(BitStreamer& out) override { encoder.write(out); }
+    void write(ByteStreamer& out) override { encoder.write(out); }
+
+private:
+    int width;
+    int height;
+    int channels;
+    Target target;
+    RowEncoder<T> encoder;
+};
+
+// Stage by stage, in planes: the plain way.
+template <typename T>
+class ImageEncoder::ByPlanes final : public Way {
+public:
+    ByPlanes(const FileHeader& header, int channels) : image(header.xsize, header.ysize, channels) {
+        wavelet.filter = &filter;
+    }
+
+    Status read(RowSource& rows) override {
+        for (int y = 0; y < image.height; ++y) {
+            const unsigned char* const row = rows.next();
+            if (row == nullptr) {
+                return Status::sourceEnded;
+            }
+            sizeof(T) == sizeof(short) ? image.readRow8(y, row) : image.readRow16(y, row);
+        }
+        return Status::ok;
+    }
+    void transform() override {
+        if constexpr (std::is_same_v<T, short>) {
+            colourTransform(&image);
+        }
+        wavelet.transform(&image);
+    }
+    void write(BitStreamer& out) override { writeStream(image, out); }
+    void write(ByteStreamer& out) override { writeStream(image, out); }
+
+private:
+    ImageData<T> image;
+    Filter4_2<T> filter;
+    Wavelet<T> wavelet;
+};
+
+ImageEncoder::ImageEncoder(const FileHeader& fileHeader, Target itsTarget) : header(fileHeader), target(itsTarget) {}
+ImageEncoder::~ImageEncoder() = default;
+ImageEncoder::ImageEncoder(ImageEncoder&&) noexcept = default;
+ImageEncoder& ImageEncoder::operator=(ImageEncoder&&) noexcept = default;
+
+template <typename T>
+std::unique_ptr<ImageEncoder::Way> ImageEncoder::makeWay(int channels) const {
+    if (RowEncoder<T>::suits(header.xsize, header.ysize, target)) {
+        return std::make_unique<ByRows<T>>(header, channels, target);
+    }
+    return std::make_unique<ByPlanes<T>>(header, channels);
+}
+
+Status ImageEncoder::prepare() {
+    const ImageKind* const kind = imageKindOf(header.bytesPerPixel);
+    if (kind == nullptr) {
+        return Status::unknownKind;
+    }
+    if (isTooThin(header)) {
+        return Status::tooThin;
+    }
+    return endOf([&] {
+        way = kind->bytesPerSample == 1 ? makeWay<short>(kind->channels) : makeWay<long>(kind->channels);
+        return Status::ok;
+    });
+}
+
+Status ImageEncoder::read(RowSource& rows) {
+    return endOf([&] { return way->read(rows); });
+}
+
+Status ImageEncoder::transform() {
+    return endOf([&] {
+        way->transform();
+        return Status::ok;
+    });
+}
+
+namespace {
+
+// A writer throws 3 when it takes no more; 5 says that there are coefficients without a plane.
+template <typename Way, typename Stream>
+Status written(Way& way, Stream& out) {
+    return endOf(
+        [&] {
+            way.write(out);
+            return Status::ok;
+        },
+        [](int thrown) { return thrown == 3 ? Status::cut : Status::outOfRange; });
+}
+
+} // namespace
+
+Status ImageEncoder::write(BitStreamer& out) {
+    return written(*way, out);
+}
+
+Status ImageEncoder::write(ByteStreamer& out) {
+    return written(*way, out);
+}
+
+bool isTooThin(const FileHeader& header) {
+    const bool isEmpty = header.xsize == 0 || header.ysize == 0;
+    return imageKindOf(header.bytesPerPixel) != nullptr && !isEmpty && (header.xsize == 1 || header.ysize == 1);
+}
+
+} // namespace teko

@@ -1,0 +1,67 @@
+// The encoder of an image, from raw rows to the coded stream behind a file's header.
+//
+// It opens nothing, prints nothing, and knows of no global: two of them may run at once, on different threads.
+#pragma once
+
+#include "codec/fileHeader.hpp"
+#include "codec/rows.hpp"
+#include "codec/status.hpp"
+#include "coding/bitStreamer.hpp"
+#include "target/target.hpp"
+
+#include <memory>
+
+namespace teko {
+
+// Images one sample wide or high have no wavelet decomposition and no place in the coded stream.
+bool isTooThin(const FileHeader& header);
+
+// Its steps are taken once each, in this order, as long as they end with Status::ok. encodeImage takes them all.
+class ImageEncoder {
+public:
+    ImageEncoder(const FileHeader& header, Target target);
+    ~ImageEncoder();
+    ImageEncoder(ImageEncoder&&) noexcept;
+    ImageEncoder& operator=(ImageEncoder&&) noexcept;
+
+    // Takes the memory of the image: 2 bytes a sample, 4 for samples of two bytes, 8 in the plain way. Ends with
+    // unknownKind, tooThin, tooLarge or outOfMemory.
+    Status prepare();
+    // Takes all rows; many images are transformed on the way. Ends with sourceEnded or outOfMemory.
+    Status read(RowSource& rows);
+    // Whatever is left to transform, colours included. Ends with outOfMemory.
+    Status transform();
+    // Appends the coded stream to a writer and flushes it. Ends with cut where the writer takes no more, which is how a
+    // byte budget ends a stream, or with outOfRange or outOfMemory.
+    Status write(BitStreamer& out);
+    Status write(ByteStreamer& out);
+
+private:
+    class Way;
+    template <typename T>
+    class ByRows;
+    template <typename T>
+    class ByPlanes;
+
+    template <typename T>
+    std::unique_ptr<Way> makeWay(int channels) const;
+
+    FileHeader header;
+    Target target;
+    std::unique_ptr<Way> way;
+};
+
+template <typename Stream>
+Status encodeImage(const FileHeader& header, Target target, RowSource& rows, Stream& out) {
+    ImageEncoder encoder(header, target);
+    Status status = encoder.prepare();
+    if (status == Status::ok) {
+        status = encoder.read(rows);
+    }
+    if (status == Status::ok) {
+        status = encoder.transform();
+    }
+    return status == Status::ok ? encoder.write(out) : status;
+}
+
+} // namespace teko
