@@ -141,6 +141,8 @@ class Copy:
             if pathlib.Path(command[0]).name == 'unlessBest':
                 command = command[3:]
             program, *arguments = command
+            if not pathlib.Path(program).is_relative_to(self.build):
+                continue  # a test of the scripts
             environment = [entry for prop in test['properties'] if prop['name'] == 'ENVIRONMENT'
                            for entry in prop['value']]
             arguments = [argument for argument in arguments if not argument.startswith('--gtest')]
