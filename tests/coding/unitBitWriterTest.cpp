@@ -1,4 +1,5 @@
 #include "support/bitStreams.hpp"
+#include "support/scratchFile.hpp"
 #include "support/thrownInteger.hpp"
 
 #include <gtest/gtest.h>
@@ -179,6 +180,91 @@ TEST(BitWriter, cannotFetch) {
     EXPECT_EQ(thrownBy([&] { writer.stream.fetch(); }), 5);
     BitStreamer neutral;
     EXPECT_EQ(thrownBy([&] { neutral.fetch(); }), 5);
+}
+
+// Reading looks at no mode as long as bits or words are there: it takes the bits under assembly for those left of a
+// word, without the highest of them, which stands where a reader has its sentinel.
+TEST(BitWriter, isReadFromTheWordUnderAssemblyFirst) {
+    MemoryWriter writer(8);
+    writer.stream.putBits(0b1101, 4);
+    EXPECT_EQ(writer.stream.getBit(), 1U);
+    EXPECT_EQ(stateOf(writer.stream), (WriterState{1U << 4, 0, 0b110, 0}));
+    EXPECT_EQ(writer.stream.getBit(), 0U);
+    EXPECT_EQ(stateOf(writer.stream), (WriterState{1U << 4, 0, 0b11, 0}));
+    EXPECT_EQ(writer.stream.getBit(), 1U);
+    EXPECT_EQ(stateOf(writer.stream), (WriterState{1U << 4, 0, 1, 0}));
+    EXPECT_EQ(writer.content(), Bytes(8, MemoryWriter::untouchedByte));
+}
+
+TEST(BitWriter, isReadFromTheWordsBehindItsCursorNext) {
+    std::uint32_t memory[] = {littleEndian(0x89ABCDEF), littleEndian(0x01234567)};
+    BitStreamer stream;
+    stream.setUpMemoryWriter(memory, sizeof memory);
+    stream.current = 1;
+    EXPECT_EQ(stream.getBit(), 1U);
+    EXPECT_EQ(stateOf(stream), (WriterState{1, 1, 0xC4D5E6F7, 0}));
+    EXPECT_EQ(stream.getBits(31), 0x89ABCDEFU >> 1);
+    EXPECT_EQ(stateOf(stream), (WriterState{1, 1, 1, 0}));
+    EXPECT_EQ(stream.getBits(32), 0x01234567U);
+    EXPECT_EQ(stateOf(stream), (WriterState{1, 2, 1, 0}));
+    EXPECT_EQ(memory[0], littleEndian(0x89ABCDEF));
+    EXPECT_EQ(memory[1], littleEndian(0x01234567));
+}
+
+TEST(BitWriter, isReadFromItsWordsAtOnceWhenNothingIsUnderAssembly) {
+    std::uint32_t memory[] = {littleEndian(0x80000001), littleEndian(0x7FFFFFFE)};
+    BitStreamer stream;
+    stream.setUpMemoryWriter(memory, sizeof memory);
+    EXPECT_EQ(stream.getBit(), 1U);
+    EXPECT_EQ(stateOf(stream), (WriterState{1, 1, 0xC0000000, 0}));
+    stream.current = 0;
+    EXPECT_EQ(stream.getBit(), 0U);
+    EXPECT_EQ(stateOf(stream), (WriterState{1, 2, 0xBFFFFFFF, 0}));
+}
+
+TEST(BitWriter, isReadBehindTheWordsThatWereWritten) {
+    std::uint32_t memory[] = {0, littleEndian(0x12345678)};
+    BitStreamer stream;
+    stream.setUpMemoryWriter(memory, sizeof memory);
+    stream.putBits(0xFFFFFFFF, 32);
+    EXPECT_EQ(stream.getBits(32), 0x12345678U);
+    EXPECT_EQ(stream.words(), 2);
+}
+
+TEST(BitWriter, throwsFiveWhenItIsReadBeyondItsWords) {
+    for (const std::size_t bytes : {8U, 10U}) {
+        MemoryWriter writer(bytes);
+        EXPECT_EQ(writer.stream.getBits(32), 0xEEEEEEEEU);
+        EXPECT_EQ(writer.stream.getBits(32), 0xEEEEEEEEU);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(thrownBy([&] { writer.stream.getBit(); }), 5);
+            EXPECT_EQ(stateOf(writer.stream), (WriterState{1, 2, 0, 0}));
+        }
+        EXPECT_EQ(writer.content(), Bytes(bytes, MemoryWriter::untouchedByte));
+    }
+}
+
+TEST(BitWriter, losesTheLastBitUnderAssemblyWhenThereIsNoWordBehindIt) {
+    MemoryWriter writer(4);
+    writer.stream.putBits(0x44332211, 32);
+    writer.stream.putBits(0b101, 3);
+    EXPECT_EQ(writer.stream.getBits(2), 1U);
+    EXPECT_EQ(stateOf(writer.stream), (WriterState{1U << 3, 1, 1, 0}));
+    EXPECT_EQ(thrownBy([&] { writer.stream.getBit(); }), 5);
+    EXPECT_EQ(stateOf(writer.stream), (WriterState{1U << 3, 1, 0, 0}));
+    EXPECT_EQ(writer.content(), (Bytes{0x11, 0x22, 0x33, 0x44}));
+}
+
+TEST(BitWriter, isReadLikewiseWhenItWritesToAFile) {
+    const ScratchFile file({1, 2, 3, 4});
+    BitStreamer stream;
+    stream.setUpFileWriter(file.get());
+    stream.buffer[0] = littleEndian(0x89ABCDEF);
+    EXPECT_EQ(stream.getBits(32), 0x89ABCDEFU);
+    stream.cursor = stream.buffer + stream.size;
+    EXPECT_EQ(thrownBy([&] { stream.getBit(); }), 5);
+    EXPECT_EQ(file.position(), 0);
+    EXPECT_EQ(file.contents(), (Bytes{1, 2, 3, 4}));
 }
 
 TEST(BitWriter, cannotBeReadWhenItsBufferHoldsNoWord) {

@@ -40,6 +40,7 @@ inline std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
 // Where and as whom the program runs.
 struct Circumstances {
     std::filesystem::path directory = "."; // its working directory
+    std::filesystem::path inputPath = {};  // if given, standard input comes from this file
     std::filesystem::path outputPath = {}; // if given, standard output is appended to this file and not reported
     mode_t umask = 022;
     bool unprivileged = false;        // when we are root, run as nobody
@@ -72,6 +73,9 @@ inline bool dropPrivileges() {
 [[noreturn]] inline void become(char* const* arguments, const Circumstances& circumstances, int output, int errors) {
     if (!circumstances.outputPath.empty()) {
         output = open(circumstances.outputPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0666);
+    }
+    if (!circumstances.inputPath.empty()) {
+        dup2(open(circumstances.inputPath.c_str(), O_RDONLY), STDIN_FILENO);
     }
     bool ready = dup2(output, STDOUT_FILENO) >= 0 && dup2(errors, STDERR_FILENO) >= 0;
     ready = ready && chdir(circumstances.directory.c_str()) == 0;

@@ -32,6 +32,21 @@ protected:
         return withFailingAllocation(successes, [&] { wavelet.untransform(&image); });
     }
 
+    // The bytes that both directions ask for, the same; of a plane of zeros.
+    std::size_t bytesFor(int width, int height) {
+        ImageData<T> plane(width, height, 1);
+        std::fill_n(plane.planes[0], static_cast<long>(width) * height, T{0});
+        Wavelet<T> wavelet;
+        wavelet.filter = &other;
+        const std::size_t before = AllocationLedger::requested;
+        wavelet.transform(&plane);
+        const std::size_t forward = AllocationLedger::requested - before;
+        wavelet.untransform(&plane);
+        EXPECT_EQ(AllocationLedger::requested - before, 2 * forward);
+        return forward;
+    }
+    static std::size_t scratchFor(int rows) { return 16 * (static_cast<std::size_t>(rows) + 6) * sizeof(T); }
+
     // 600 x 600 samples: only the first level has columns that are long and far apart.
     ImageData<T> image{600, 600, 3};
     OtherFilter<T> other;
@@ -49,6 +64,21 @@ TYPED_TEST(ColumnScratch, isAskedForOnceForEveryChannelAndGivenBack) {
     }
     EXPECT_EQ(this->transformAfter(3, this->other), AllocationOutcome::succeeded);
     EXPECT_EQ(this->untransformAfter(3, this->other), AllocationOutcome::succeeded);
+}
+
+TYPED_TEST(ColumnScratch, holdsSixteenColumnsWithThreeSamplesMoreAtEitherEnd) {
+    EXPECT_EQ(this->bytesFor(600, 600), this->scratchFor(600));
+    EXPECT_EQ(this->bytesFor(513, 513), this->scratchFor(513));
+    EXPECT_EQ(this->bytesFor(513, 1024), this->scratchFor(1024));
+}
+
+TYPED_TEST(ColumnScratch, isAskedForAnewByEveryLevelWithTheRowsOfThatLevel) {
+    EXPECT_EQ(this->bytesFor(1100, 1101), this->scratchFor(1101) + this->scratchFor(551));
+}
+
+// The fifth level of 64 columns has four of them, 16 samples apart.
+TYPED_TEST(ColumnScratch, holdsSixteenColumnsWhereThereAreFewer) {
+    EXPECT_EQ(this->bytesFor(64, 8300), this->scratchFor(519));
 }
 
 TYPED_TEST(ColumnScratch, isNotNeededWhereColumnsAreFilteredInPlace) {

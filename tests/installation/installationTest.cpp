@@ -1,0 +1,76 @@
+// cmake --install puts the program, its manual page and the documents of the format into their places, and no more.
+#include "support/temporaryDirectory.hpp"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+
+namespace teko {
+
+namespace {
+
+using Files = std::map<std::string, Bytes>;
+
+std::string quoted(const std::string& word) {
+    return "'" + word + "'";
+}
+
+// Every file below a directory, by its path from there.
+Files filesBelow(const std::filesystem::path& directory) {
+    Files files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+        if (entry.is_regular_file()) {
+            files[entry.path().lexically_relative(directory)] = TemporaryDirectory::readFile(entry.path());
+        }
+    }
+    return files;
+}
+
+std::vector<std::string> namesOf(const Files& files) {
+    std::vector<std::string> names;
+    for (const auto& [name, content] : files) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+class Installation : public testing::Test {
+protected:
+    void SetUp() override {
+        unsetenv("DESTDIR"); // would stand in front of the prefix
+        std::string command = quoted(TEKO_CMAKE) + " --install " + quoted(TEKO_BUILD) + " --prefix " +
+                              quoted(prefix.path()) + " >" + quoted(log.path("log")) + " 2>&1";
+        if (const std::string configuration = TEKO_CONFIGURATION; !configuration.empty()) {
+            command.insert(command.find(" --prefix"), " --config " + quoted(configuration));
+        }
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    }
+
+    TemporaryDirectory prefix;
+    TemporaryDirectory log;
+};
+
+TEST_F(Installation, HasTheProgramItsManualPageAndTheFormat) {
+    const std::filesystem::path documents = TEKO_DOCUMENTS;
+    const Files expected = {
+        {TEKO_BINDIR "/teko", TemporaryDirectory::readFile(prefix.path() / TEKO_BINDIR "/teko")},
+        {TEKO_MANDIR "/man1/teko.1", TemporaryDirectory::readFile(TEKO_MAN_PAGE)},
+        {TEKO_DOCDIR "/format.md", TemporaryDirectory::readFile(documents / "format.md")},
+        {TEKO_DOCDIR "/workedExample.md", TemporaryDirectory::readFile(documents / "workedExample.md")}};
+    const Files installed = filesBelow(prefix.path());
+    EXPECT_EQ(namesOf(installed), namesOf(expected));
+    EXPECT_TRUE(installed == expected);
+}
+
+TEST_F(Installation, HasAProgramThatRuns) {
+    const std::filesystem::path program = prefix.path() / TEKO_BINDIR "/teko";
+    const int status = std::system((quoted(program) + " >" + quoted(log.path("log"))).c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1); // that of the usage text
+    const Bytes usage = log.read("log");
+    EXPECT_EQ(std::string(usage.begin(), usage.end()).rfind("Usage:\nteko c|C", 0), 0U);
+}
+
+} // namespace
+
+} // namespace teko
