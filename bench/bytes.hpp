@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes whose number is not known before they are made.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One revision of the codec behind a C interface, so that one process can load two of them and call them in turn.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two revisions of the codec, as shared objects, on the images of a list: each operation of one and of the other in
 // turn, in one process, so that what disturbs the machine disturbs both. usage: compareObjects LIST OLD NEW SECONDS
 //

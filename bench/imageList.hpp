@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The images of a benchmark, from a text file: one a line, tab-separated
 //
 //   name  bytesPerPixel  bitsPerSample  width  height  path of the raw file

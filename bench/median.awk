@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The median of list[1] to list[count], which it sorts.
 function median(list, count,    i, j, value) {
     for (i = 2; i <= count; ++i) {

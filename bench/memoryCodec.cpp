@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bench/memoryCodec.hpp"
 
 #include "codec/byteBudget.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The codec from memory to memory, whole and by its stages.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One codec on one image in one direction, so that the memory of the process is that codec's.
 // usage: comparePeers                                                     lists name and setting of the codecs
 //        comparePeers LIST IMAGE CODEC encode|decode CODED REPETITIONS    encode writes the file CODED, decode reads it

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Bars of MB/s per codec and kind of image. usage: gnuplot -e "table='FILE'; chart='FILE'" bench/peers.gp
 # The table has rows CODEC, then encode and decode of rgb8, grey8 and grey16.
 set terminal svg size 1080,640 font "sans-serif,12" background "white"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # From the lines of comparePeers, all rounds together, to one row per kind of image and codec: the medians of every
 # image's times, and total bytes by total time over the images of a kind. The rows "all" are for codecs that take
 # every image. Fields are separated by tabs, in and out; n/a where a codec does not take a kind.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # From the rows of stageFigures.awk, in several rounds, to one row per image: the medians of whole and cut speeds and
 # of how many times as fast the cut one was in its round.
 BEGIN {

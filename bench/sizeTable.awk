@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # From the rows of stageFigures.awk, of images NAME and what they grew to, NAME@4 to NAME@256, in several rounds, to one
 # row per image: medians of nanoseconds per sample and the least. After the sizes of an image a row divides the most of
 # each column by the least.

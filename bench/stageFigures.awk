@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # From the CSV of stages to rows KIND IMAGE STAGE MB/s ns/sample cycles/sample samples, separated by tabs. Ends
 # with status 1 when a benchmark reports an error.
 BEGIN {

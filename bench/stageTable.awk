@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # From the rows of stageFigures.awk to one row per kind and stage: total bytes by total time over its images.
 BEGIN {
     FS = OFS = "\t"

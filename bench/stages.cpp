@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The speed of every stage and of the whole codec, from memory to memory, on the images of a list.
 // usage: stages LIST [options of Google Benchmark]
 //

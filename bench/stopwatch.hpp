@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processor time, which other programs on the machine disturb less than the time on the wall.
 #pragma once
 

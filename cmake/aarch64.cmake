@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # AArch64 by Debian's cross compiler, run by qemu. Programs are linked statically, so that the emulator needs no
 # libraries of that machine.
 set(CMAKE_SYSTEM_NAME Linux)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Warnings, sanitizers, coverage and the version: one interface target that every target of ours links.
 add_library(teko_options INTERFACE)
 target_compile_definitions(teko_options INTERFACE TEKO_VERSION="${PROJECT_VERSION}")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The other byte order: s390x by Debian's cross compiler, run by qemu. Programs are linked statically, so that the
 # emulator needs no libraries of that machine and starts quickly.
 set(CMAKE_SYSTEM_NAME Linux)

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that the documents are true.
 
 usage: docs/checkDocs.py [PROGRAM]

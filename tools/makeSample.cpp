@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes a photograph-like sample: hills under a sky with clouds, textures of many sizes, hard edges, and the
 // noise of a sensor. Always the same for the same size. usage: makeSample WIDTH HEIGHT > FILE.ppm
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JPEG-LS by CharLS.
 #include "bench/peers/codec.hpp"
 

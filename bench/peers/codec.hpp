@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the comparison asks of a codec: lossless, on one thread, from raw bytes in memory to coded bytes in memory
 // and back. Both directions start with nothing allocated and include the change between raw bytes and whatever the
 // codec's library takes. They throw std::runtime_error when the library reports a failure.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JPEG XL by libjxl, on the calling thread as long as it is given no runner.
 #include "bench/peers/codec.hpp"
 

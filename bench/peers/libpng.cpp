@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // PNG by libpng.
 #include "bench/peers/codec.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JPEG 2000 by OpenJPEG.
 #include "bench/peers/codec.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // WebP lossless by libwebp.
 #include "bench/peers/codec.hpp"
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # Sourced by the scripts beside this folder, before they leave the folder that they were started in: their usage, and
 # how they refuse.
@@ -5,7 +6,7 @@
 script=$(realpath -- "$0")
 
 # usage: the comment at the head of the script
-usage() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$script"; }
+usage() { sed -n '3,/^[^#]/s/^# \{0,1\}//p' "$script"; }
 
 # refuse SENTENCE: ends the script
 refuse() {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # Sourced by the scripts beside this folder, behind commandLine.sh: installs Debian or Ubuntu packages that are not
 # there yet.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Makes small changes in copies of src/, one at a time, and sees which tests fail. Called by scripts/mutate.
 
 usage: mutate.py [COUNT [FILE...]]

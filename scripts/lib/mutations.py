@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The small changes that scripts/mutate makes in the text of src/, and which of them it takes."""
 import collections
 import random

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # Sourced by scripts/demo behind commandLine.sh: from an image to the raw samples that teko takes, with netpbm.
 

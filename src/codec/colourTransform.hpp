@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reversible transform between red, green, blue and one luminance and two colour-difference planes.
 //
 //   Y = floor((R + 2G + B) / 4)    G = Y - floor((U + V) / 4)

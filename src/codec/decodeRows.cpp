@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "codec/decodeRows.hpp"
 
 #include "image/joinRawRows.hpp"

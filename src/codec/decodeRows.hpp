@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fast way from a row decoder to raw rows, colours and all.
 #pragma once
 

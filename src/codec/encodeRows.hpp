@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fast way from raw rows to a row encoder, colours and all.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the rooms below throw, as the status of a step.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ten bytes in front of every coded stream.
 //
 //   offset  size  field

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The encoder of an image, from raw rows to the coded stream behind a file's header.
 //
 // It opens nothing, prints nothing, and knows of no global: two of them may run at once, on different threads.

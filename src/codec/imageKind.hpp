@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kinds of images, by their bytes per pixel.
 #pragma once
 

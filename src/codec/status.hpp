@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a step of the codec ends.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bit planes of magnitudes: which are coded, and what a plane contributes to a value while decoding.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bits in 32-bit words: writers to a file or to memory, readers from a file or from memory.
 //
 //   stream   bit 0 | bit 1 | ... | bit 31 | bit 32 | ...

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compression of coefficients that come class by class: the fast form of writeWavelet. They are folded and counted on
 // their way into memory, while they are in the cache, and lie there ready to be coded.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The decoder: the encoder's order, read backwards into the planes. A partly decoded coefficient is a folded
 // value in its place in the plane, 0 until it becomes significant, then in the middle of the interval that the
 // bits read leave open; so a stream may end after any bit.

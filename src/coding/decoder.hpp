@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // readWavelet in two steps, for those who choose by the top plane how to go on.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The encoder. A coded stream is
 //
 //   topPlane in 8 bits

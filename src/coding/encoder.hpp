@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // writeWavelet for any kind of memory.
 #pragma once
 

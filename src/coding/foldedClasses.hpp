@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The folded coefficients of one channel, class by class.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The folded coefficients of one class of one channel in scan order, with the bytes of each apart: a row of all lowest
 // bytes, a row of all second ones and so on.
 //

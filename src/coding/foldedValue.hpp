@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folded values: a coefficient as an unsigned number with its sign in bit 0 and its magnitude above.
 //
 //   coefficient   0  1  -1  2  -2  3  -3

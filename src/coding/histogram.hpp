@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many coefficients of each channel and class have which bit length.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What decides the segments of a stream and the sizes of the classes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Words of 64 bits in memory, the least significant byte first and at any address.
 #pragma once
 

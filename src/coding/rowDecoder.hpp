@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decompression of an image into rows, one after another from the top: the fast form of readWavelet and the inverse
 // transform. No plane of samples is ever there: coefficients stay sliced in memory until a row needs them.
 #pragma once

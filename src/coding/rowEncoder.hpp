@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compression of an image whose rows come one after another from the top: the fast form of the transform and
 // writeWavelet. No plane of samples is ever there.
 #pragma once

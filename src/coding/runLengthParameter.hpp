@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The run-length parameter k of a run segment: one zero bit stands for 2^k candidates without an event.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of the segments in a coded stream, which of them a writer has room for, and their sub-streams.
 #pragma once
 

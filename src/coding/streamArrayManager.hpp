@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sub-streams of one image while it is being encoded.
 #pragma once
 

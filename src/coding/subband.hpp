@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which subband class a coefficient belongs to, and where the coefficients of a class lie.
 #pragma once
 

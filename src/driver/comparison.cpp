@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "driver/chron.hpp"
 #include "driver/files.hpp"
 #include "driver/runs.hpp"

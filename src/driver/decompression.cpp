@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "codec/imageDecoder.hpp"
 #include "codec/imageKind.hpp"
 #include "driver/ends.hpp"

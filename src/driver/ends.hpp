@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ends of a run that a step of the codec brings about.
 #pragma once
 

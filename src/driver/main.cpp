@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line: which run it asks for, and with what.
 #include "driver/runs.hpp"
 

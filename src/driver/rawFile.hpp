@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rows of raw files, read and written several at a time: large enough pieces go from the system to their place and
 // back without another copy.
 #pragma once

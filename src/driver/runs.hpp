@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three things that the program does, once its command line has been accepted.
 //
 // Each run opens its files, prints its progress lines, and returns the exit status: 0, or 1 when a file cannot

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one-dimensional wavelet filter as the two-dimensional transform sees it.
 #pragma once
 

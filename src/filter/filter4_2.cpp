@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "filter/filter4_2.hpp"
 
 #include "filter/lifting.hpp"

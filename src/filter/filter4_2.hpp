@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The (4,2) interpolating integer lifting filter with a low-pass gain of 152/128.
 //
 // Predict: every odd sample loses the rounded (-1, 9, 9, -1)/16 average of its even neighbours.

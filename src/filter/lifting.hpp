@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The arithmetic of the (4,2) lifting filter: every rounding rule and every width, once.
 //
 // Samples are short or long. Sums are formed in a type that never loses a bit for short samples; for long

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory that is going to be filled, and what the system should know of it.
 #pragma once
 

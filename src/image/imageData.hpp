@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One raster: a plane of signed samples per channel, and its way from and to raw files.
 //
 // A raw file has no header. Rows run from top to bottom, pixels from left to right, the channels of one

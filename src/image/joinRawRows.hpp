@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rows of raw files from those of the row transform, which have the samples at even and at odd places apart.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Joining raw rows in standard C++. Included once per target, inside its region and namespace: the compiler finds the
 // vectors. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Samples kept below a limit.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rows of raw files as the row transform takes them: samples at even places and those at odd places apart.
 #pragma once
 

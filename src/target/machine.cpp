@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the code takes for granted of every machine. Where one of these does not hold, nothing is built. Neither the
 // order of bytes nor the sign of a plain char is among them.
 #include <bit>

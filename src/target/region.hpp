@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Target regions: what stands between a BEGIN and TEKO_REGION_END is compiled for that instruction set, and
 // nothing else is. (Flags per file would leak the instructions into inline functions that other files share.)
 // Standard headers must be included before a region begins. Types that hold vectors write out their constructors: GCC

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The instruction sets that the codec has code for, and which of them runs.
 //
 // Every target gives the same bits. The environment variable TEKO_TARGET (plain, portable, avx2, avx512) forces

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Words at even places and words at odd ones, taken apart and put together with AVX-512. Included inside a target's
 // region and namespace. No include guard, no includes.
 

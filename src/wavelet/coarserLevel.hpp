@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The next coarser level, as a level sees it.
 #pragma once
 

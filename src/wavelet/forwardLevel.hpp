@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One level of the forward transform, row after row.
 #pragma once
 

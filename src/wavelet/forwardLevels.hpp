@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The levels of a forward stream, and how they pass coefficients on.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The levels of an inverse stream, and where they have their rows from.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The samples that a level of the decomposition works on.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which coefficients the rows of a level have.
 #pragma once
 

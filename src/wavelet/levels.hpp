@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The number of decomposition levels of an image.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The coarsest level of the row streams where it has too few rows or columns for row kernels: four or five in one
 // direction. It holds all its samples and works on them with the plain filter.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "wavelet/rowStream.hpp"
 
 #include "wavelet/forwardLevels.hpp"

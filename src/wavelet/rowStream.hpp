@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The transform of planes that are never there as a whole: row after row from samples to coefficients, without a pass
 // over memory in between.
 #pragma once

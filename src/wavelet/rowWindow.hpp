@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rows that a level of the decomposition is at work on.
 #pragma once
 

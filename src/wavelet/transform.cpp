@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "wavelet/wavelet.hpp"
 
 #include "filter/filter4_2.hpp"

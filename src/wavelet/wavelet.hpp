@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two-dimensional multi-level wavelet decomposition of an image, and the coding of its coefficients.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Levels of the inverse transform of long samples whose rows are short ones as long as their samples allow it.
 #pragma once
 

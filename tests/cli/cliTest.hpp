@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the command line tests share: a working directory for each, and the texts that the program prints.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which command lines are accepted, and how their numbers are read.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Mode m: the figures, and what it prints on the way.
 #include "cliTest.hpp"
 #include "support/patterns.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Modes c and C: what they print and the files that they write.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Modes d and D on what is not a compressed file, or not all of one.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Modes d and D: what they print, and what they make of complete and of incomplete files.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Devices in the place of files, and devices and files that take less than they are given.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that cannot be opened, and the state of those that are created.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images of many millions of samples: estimates, counters and buffers beyond what small images reach.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pipes in the place of files: what has no length and cannot be gone back in.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rate: which values are accepted, when it is judged, and the size of file that it leads to.
 #include "cliTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Both directions together: what is coded comes back, and a file cut anywhere is a smaller file of the same image.
 #include "cliTest.hpp"
 

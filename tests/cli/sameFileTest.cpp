@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Input and output that are one file: refused before anything in it is lost.
 #include "cliTest.hpp"
 

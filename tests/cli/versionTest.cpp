@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The version stands in one place, and everything that names it has it from there.
 #include "support/program.hpp"
 #include "support/temporaryDirectory.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory that is refused: everything is given back, and an image is left as promised. Memory that is taken: no more
 // than is promised.
 #include "coding/decoder.hpp"

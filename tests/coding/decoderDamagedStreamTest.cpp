@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Streams that no encoder wrote: they decode to what their bits say, through both readers.
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is thrown inside of a decoder and is no plain integer concerns the caller: it passes.
 #include "coding/decoder.hpp"
 #include "coding/rowDecoder.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The decoder's rules on streams that are short enough to write them down.
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

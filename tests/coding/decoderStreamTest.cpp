@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Complete streams give back the coefficients, whatever they are and whichever reader they come through.
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writers that end before the stream does, and what the image holds afterwards.
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

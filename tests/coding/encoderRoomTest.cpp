@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sub-streams are sized before they are written: no run segment may be longer than its room.
 #include "coding/runLengthParameter.hpp"
 #include "coding/streamArrayManager.hpp"

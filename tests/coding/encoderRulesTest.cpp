@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stream of images that are small enough to write it down.
 #include "reference/imageAdapter.hpp"
 #include "reference/streamEncoder.hpp"

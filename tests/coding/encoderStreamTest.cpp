@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The coded stream, byte for byte, for coefficient images of all shapes and characters.
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

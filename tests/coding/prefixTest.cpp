@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every prefix of a stream decodes: to what its whole words say, with everything else in the middle of what they
 // leave open.
 #include "reference/coefficientImages.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/bitStreams.hpp"
 #include "support/scratchFile.hpp"
 #include "support/thrownInteger.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random operations against a model of the stream: the list of its bits.
 #include "support/bitStreams.hpp"
 #include "support/scratchFile.hpp"

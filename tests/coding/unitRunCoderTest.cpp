@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "coding/streamArrayManager.hpp"
 
 #include "support/bitStreams.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The memory of sub-streams that lie close together.
 #include "coding/segmentPlan.hpp"
 

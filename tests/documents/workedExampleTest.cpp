@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The worked example is what the program makes, sample by sample and byte by byte.
 #include <cstdlib>
 #include <gtest/gtest.h>

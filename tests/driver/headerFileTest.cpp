@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "driver/files.hpp"
 #include "support/fileHeaders.hpp"
 #include "support/scratchFile.hpp"

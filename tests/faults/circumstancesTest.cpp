@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Full disks and closed pipes as the system has them, with what stands beside the output.
 #include "faultTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Preloaded into the program: counts and logs its allocations and file operations, and lets one of them fail.
 //
 //   TEKO_FAULT_LOG      file that gets a line for each operation: its number, name, file, the bytes asked for, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests on the failing machine share: every operation that is of interest fails once, each in a run of its
 // own.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A run of the program on the failing machine, and what the machine did to it.
 #pragma once
 

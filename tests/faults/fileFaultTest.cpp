@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every operation on a file in turn fails, comes up short, or is the last before a signal.
 #include "faultTest.hpp"
 

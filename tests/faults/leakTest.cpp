@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Failing runs inside the test's own process: whatever ends them, all memory and all files are given back.
 #include "driver/runs.hpp"
 #include "support/failingAllocation.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every allocation in turn is refused.
 #include "faultTest.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a run has to end, and what it has to leave, after what the machine did to it.
 //
 // Memory that is refused, an input that gives less than asked, a raw output that takes less: the run ends abnormally.

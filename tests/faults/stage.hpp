@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A directory with everything that one run of the program reads, writes and must leave alone.
 #pragma once
 

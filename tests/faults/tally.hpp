@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts how the runs ended, for the table that faultTests prints when it is through.
 #pragma once
 

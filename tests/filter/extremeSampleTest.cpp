@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Contents that no image has but any damaged stream can bring: every routine still does one and the same thing.
 #include "filterRoutines.hpp"
 #include "reference/lifting.hpp"

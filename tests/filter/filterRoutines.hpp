@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every way to run the filter on a signal, as functions from signal to signal that watch the memory around it.
 #pragma once
 

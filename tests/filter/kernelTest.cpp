@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "filterRoutines.hpp"
 #include "support/plainLifting.hpp"
 #include "support/signals.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // 16-bit samples whose predict sums do not fit in 16 bits: every routine has its own rule of what is left.
 #include "filterRoutines.hpp"
 #include "support/plainLifting.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any operations on a bit stream, in any order, against the bits that it must hold.
 #include "coding/bitStreamer.hpp"
 #include "fuzz/input.hpp"

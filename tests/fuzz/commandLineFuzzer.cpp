@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any command line and any input file: a run ends in one of the ways that it may end in, and leaves what it should.
 //
 // An input is lines: one argument each, an empty line behind the last one, then the content of the input file. An

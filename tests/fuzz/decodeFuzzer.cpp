@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any file at all as a coded one: both ways to decode it end as they have to, and alike.
 #include "driver/runs.hpp"
 #include "fuzz/input.hpp"

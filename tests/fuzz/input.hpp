@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a fuzzer is given, and how it says that a promise is broken.
 #pragma once
 

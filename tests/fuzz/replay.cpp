@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stands in for the fuzzing engine: runs every input that it is given once. An input that breaks a promise ends it.
 #include "fuzz/input.hpp"
 #include "support/temporaryDirectory.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any raster: what its complete stream, a prefix of it and a file within a budget have to be.
 #include "codec/byteBudget.hpp"
 #include "codec/colourTransform.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every target does what the plain one does, and that is what the definitions say.
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values for images, from few bytes of an input.
 #pragma once
 

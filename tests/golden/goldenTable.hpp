@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of golden cases: a line of column names, then one case a line, with tabs between the columns.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The format, byte for byte: what it was is what it stays.
 #include "goldenTable.hpp"
 #include "support/program.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The hash that the golden tables use, against the examples that its standard's publisher gives.
 #include "support/sha256.hpp"
 

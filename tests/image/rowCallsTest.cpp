@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How raw rows go from and to files: one at a time, each in one piece.
 #include "image/imageData.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cmake --install puts the program, its manual page and the documents of the format into their places, and no more.
 #include "support/temporaryDirectory.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Thousands of runs in one process leave nothing behind.
 #include "driver/runs.hpp"
 #include "measuredRun.hpp"

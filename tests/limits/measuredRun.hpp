@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs of the program with the memory that they took, and figures for people to read.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many processes at once do not get into each other's way.
 #include "measuredRun.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What cannot be is refused before memory is taken for it.
 #include "measuredRun.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images with a side of 65535 come back, within the memory that is promised.
 #include "measuredRun.hpp"
 

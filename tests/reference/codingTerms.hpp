@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The terms that the coded stream is defined in: levels, classes, sequences, magnitudes, planes, and k.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images of coefficients to be coded, of many characters; the same on every machine.
 #pragma once
 

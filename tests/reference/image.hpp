@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images of the reference: planes of plain 64-bit values, with the width of the real samples as a parameter.
 #pragma once
 

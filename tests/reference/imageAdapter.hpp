@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From the reference's images to those of the codec and back.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one-dimensional filter of the reference, for one signal at a time.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reference itself, against examples worked out by hand.
 #include "reference/lifting.hpp"
 #include "reference/streamDecoder.hpp"

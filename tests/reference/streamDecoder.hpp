@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What any prefix of a coded stream says about an image, from the stream's definition.
 #pragma once
 

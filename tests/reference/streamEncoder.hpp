@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The coded stream of an image, from its definition.
 //
 //   stream    = top plane in 8 bits, then for every priority p from topPlane + levels down to 0, every channel,

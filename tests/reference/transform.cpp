@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "reference/transform.hpp"
 
 #include "reference/codingTerms.hpp"

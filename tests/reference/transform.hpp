@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two-dimensional transform and the colour transform of the reference.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The transform and the whole way from samples to bytes, against the reference.
 #include "codec/colourTransform.hpp"
 #include "coding/bitStreamer.hpp"

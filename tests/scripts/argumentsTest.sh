@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Help and refusals come before anything is installed or built.
 # usage: argumentsTest.sh BUILD
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # What the demo says of images of every type, and what it leaves of them. Status 77 without netpbm.
 # usage: demoTest.sh BUILD
 set -euo pipefail

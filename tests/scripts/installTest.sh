@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # What the scripts install, how, and what they say where they cannot.
 # usage: installTest.sh BUILD
 #

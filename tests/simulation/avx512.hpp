@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The AVX-512 intrinsics that the avx512 target takes, for processors without these instructions: those of SIMDe, and
 // what follows where that library has none, in standard C++. Included in front of everything else.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much a program has allocated, and allocations that fail on purpose. It is told by the operators of
 // failingAllocation.hpp: some source file of the program has to include that.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bit streams to write into and to look into.
 #pragma once
 

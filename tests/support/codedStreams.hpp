@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Coded streams in memory and in files: encoding into them and decoding from them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The coefficients of an image class by class, each class in scan order.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Coefficients to be coded, in images that lie anywhere.
 #pragma once
 

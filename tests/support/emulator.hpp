@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How to start a program that was built for another machine than the one we are on.
 #pragma once
 

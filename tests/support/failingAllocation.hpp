@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Allocations that fail on purpose, a count of those that were not given back, and how much all of them asked for.
 //
 // Replaces the program's allocation operators: include it in exactly one source file of a program, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Coding the coefficients of whole images with what fast targets do it: every class in turn, in pieces of any length.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a program asks of fread and fwrite, and exceptions that reading throws.
 //
 // Takes the place of the C library's functions: include it in exactly one source file of a program.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folded values by themselves: the memory of one sequence.
 #pragma once
 

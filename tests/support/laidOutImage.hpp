@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images that lie in memory in every way that one can: with gaps between the rows, with planes that start where no
 // word does. Comparing two of them compares their memory, gaps included.
 #pragma once

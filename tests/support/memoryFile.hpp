@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files in memory: quick enough to have new ones thousands of times a second.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Temporary directories lie in memory where the system has a place for that; for tests that replace thousands of files.
 // A disk takes its time with each of them.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts against patterns: extended regular expressions of POSIX. (A file that includes <regex> takes several seconds
 // more to compile.)
 #pragma once

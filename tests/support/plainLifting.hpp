@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lifting filter as its formulas say it, one sample after the other and without edge slots, fixed strides
 // or fast paths: what the filter's routines are compared with. For samples below 2^40.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two-dimensional decomposition as its definition says it, signal by signal, on the plain lifting formulas.
 #pragma once
 

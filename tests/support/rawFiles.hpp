@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Contents of raw image files, and the shapes they have.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole channels through the row streams.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images to transform, and what their planes hold.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file without a name that vanishes with its object.
 #pragma once
 

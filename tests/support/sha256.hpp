@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SHA-256 (FIPS 180-4, Secure Hash Standard) of a file's bytes, as 64 hexadecimal digits.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Signals to filter.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output goes nowhere while this lives.
 #pragma once
 

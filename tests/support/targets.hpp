@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The same procedure with every target.
 #pragma once
 

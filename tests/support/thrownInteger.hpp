@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The integers that stand for errors: 3 for I/O that came up short, 5 for invalid use.
 #pragma once
 

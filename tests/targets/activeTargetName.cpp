@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Says which target runs, and which one it would be without a word from outside.
 #include "target/target.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which target runs.
 #include "coding/planes/planeCoding.hpp"
 #include "filter/rows/rowKernels.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Classes that fill words, chunks and blocks exactly, or miss that by one.
 #include "coding/subband.hpp"
 #include "support/coefficients.hpp"

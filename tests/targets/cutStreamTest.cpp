@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Streams that end early: every target reads what the plain one reads.
 #include "support/coefficients.hpp"
 #include "targets/reading.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Streams that nobody wrote: every target makes of them what the plain one makes.
 #include "support/coefficients.hpp"
 #include "targets/reading.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Complete streams: every target reads what the plain one reads, and stops where it stops.
 #include "support/coefficients.hpp"
 #include "targets/reading.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Coded streams and what they leave in the planes: with every target as with the plain one.
 #include "coding/runLengthParameter.hpp"
 #include "support/coefficients.hpp"

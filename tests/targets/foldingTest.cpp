@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folding rows and counting bit lengths against one coefficient after the other.
 #include "coding/planes/planeCoding.hpp"
 #include "support/foldedValues.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Levels of the decomposition by rows, against the filter on every row and every column.
 #include "filter/filter4_2.hpp"
 #include "support/targets.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Raw rows on their way to and from the row transform: every target, every length.
 #include "codec/colourTransform.hpp"
 #include "image/joinRawRows.hpp"

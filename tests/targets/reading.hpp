@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a decoder makes of a stream, wherever it reads from.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rows for the row kernels: anywhere in memory, with samples around them that have no part in the lifting.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images through the encoder and the decoder of rows, with every target, against planes.
 #include "coding/rowDecoder.hpp"
 #include "coding/rowEncoder.hpp"

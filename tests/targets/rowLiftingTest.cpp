@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lifting steps of the row kernels against those of single samples.
 #include "filter/filter4_2.hpp"
 #include "filter/lifting.hpp"

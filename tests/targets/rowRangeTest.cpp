@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernels for short samples on every number that can come up, one sample after the other: their divisions are
 // multiplications.
 #include "filter/lifting.hpp"

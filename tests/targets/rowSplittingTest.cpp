@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Taking rows apart, putting them together, and the bound of their magnitudes.
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Streams with run-length parameters that no encoder of ours would choose: every target reads them all the same.
 #include "support/coefficients.hpp"
 #include "targets/reading.hpp"

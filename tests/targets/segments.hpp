@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two segments of a bit plane, said as simply as they can be: a bit at a time, in a vector.
 #pragma once
 

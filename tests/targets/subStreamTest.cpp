@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sub-streams of each class and plane, one by one, against the description of their segments.
 #include "coding/planes/planeCoding.hpp"
 #include "coding/segmentPlan.hpp"

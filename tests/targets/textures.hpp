@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Images to decompose, of the kinds that decide how: samples exactly at the sizes from which other steps are needed,
 // small rows beside large ones, sums that wrap.
 #pragma once

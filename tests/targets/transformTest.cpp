@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole decompositions row by row with every target against those of planes.
 #include "filter/filter4_2.hpp"
 #include "support/rowStreams.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an encoder leaves behind, wherever it writes to.
 #pragma once
 

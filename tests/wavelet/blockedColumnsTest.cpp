@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Columns through copies against columns in place. What decides is the distance of rows in memory, so one image
 // can be transformed both ways.
 #include "filter/filter4_2.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "wavelet/levels.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A filter that does nothing but note what it is asked to do.
 #pragma once
 

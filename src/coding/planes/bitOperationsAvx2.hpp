@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bit operations with AVX2. Included inside a target's region and namespace. No include guard.
 
 #include "coding/planes/bitOperationsBmi2.hpp"

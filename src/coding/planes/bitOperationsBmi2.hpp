@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting, extraction and deposit of bits with BMI2. Included inside a target's region and namespace. No include
 // guard.
 

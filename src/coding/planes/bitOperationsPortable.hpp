@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bit operations in standard C++. Included once per target that has no better ones. No include guard.
 
 constexpr bool isDepositFast = false;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the procedures of every target need, included before its region begins.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The procedures that are the same text for every target. Included once per target, inside its region and namespace,
 // after its own parts. No include guard.
 

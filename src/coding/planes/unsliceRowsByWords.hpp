@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Unslicing word by word. Included inside a target's region and namespace, after its unsliceBytes. No include guard, no
 // includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lifting steps on whole rows: sample k of a row is lifted with sample k of its neighbour rows.
 //
 // One set of steps serves both directions of a transform. Down the columns, the neighbours are the rows above

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Both lifting steps along a row at once. Included inside a target's region and namespace, after the types of lanes
 // that it is used with. No include guard, no includes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "filter/lifting.hpp"
 #include "filter/rows/rowKernelSets.hpp"
 #include "target/region.hpp"

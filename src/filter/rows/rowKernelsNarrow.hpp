@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Row kernels for short samples in 16-bit lanes. Included inside a target's region and namespace, after a type
 // Lanes with its vector operations. No include guard, no includes.
 //

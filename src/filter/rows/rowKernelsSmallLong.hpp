@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Row kernels for small long samples in 16-bit lanes. Included inside a target's region and namespace, after
 // rowKernelsNarrow.hpp. No include guard, no includes.
 

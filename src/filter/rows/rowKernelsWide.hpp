@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Row kernels for int samples. Included inside a target's region and namespace, after a type WideLanes with its vector
 // operations and rowKernelsAlong.hpp. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The decoder's work on bit planes. Included once per target, inside its region and namespace, after
 // decoderRuns.hpp. No include guard, no includes.
 

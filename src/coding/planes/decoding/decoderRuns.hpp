@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decoding run segments into bitmaps over their candidates. Included once per target, inside its region and
 // namespace, after decoderState.hpp. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the decoder works on: sliced coefficients, and the bits of a stream. Included once per target, inside its
 // region and namespace, after its bit operations. No include guard, no includes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The run codes of k = 2 and 3, several at a time by table: such segments hold most of the events that are not in
 // dense ones, and taken one by one each event waits for the bits before it (1.1 times on decoding grey photographs).
 #pragma once

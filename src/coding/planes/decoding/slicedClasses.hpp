@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decoded classes that stay sliced until their values are asked for. Included once per target, inside its region and
 // namespace, after decoderPlanes.hpp. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting bit lengths from how many bytes reach each. Included once per target that has nothing better, inside its
 // region and namespace, after its countReached. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting bytes by their length with AVX2. Included inside a target's region and namespace. No include guard, no
 // includes.
 

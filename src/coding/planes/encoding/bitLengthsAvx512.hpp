@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting bit lengths with AVX-512. Included inside a target's region and namespace, after its bit operations. No
 // include guard, no includes.
 

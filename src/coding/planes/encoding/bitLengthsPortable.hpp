@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting bytes by their length in standard C++: the compiler finds the vectors. Included inside a target's namespace.
 // No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A stretch of a class as bit planes. Included once per target, inside its region and namespace, after its bit
 // operations. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The encoder's work on bit planes. Included once per target, inside its region and namespace, after
 // encoderChunk.hpp and the target's sparse runs. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of a plane of a chunk, gathered before they are coded. Included once per target that has no form of its
 // own, inside its region and namespace, after encoderChunk.hpp. No include guard, no includes.
 

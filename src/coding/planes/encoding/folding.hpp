@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folding while coefficients are moved. Included once per target that has nothing better, inside its region and
 // namespace, after its foldGroups: for what is left the compiler finds the vectors. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folding with AVX-512 while coefficients are moved. Included inside a target's region and namespace. No include guard,
 // no includes.
 //

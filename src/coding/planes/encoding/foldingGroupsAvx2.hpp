@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folding with AVX2, as many whole groups as a row has. Included inside a target's region and namespace, before
 // folding.hpp, which does the rest. No include guard, no includes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // For targets that leave vectors to the compiler. Included inside a target's namespace, before folding.hpp. No include
 // guard, no includes.
 

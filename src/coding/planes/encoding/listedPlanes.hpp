@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Planes in which few coefficients are significant, from a list of those in some blocks. Included once per target that
 // has nothing better, inside its region and namespace, after eventPlaces.hpp and runCodes.hpp. No include guard, no
 // includes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Planes in which few coefficients are significant, from a list of those in some blocks. Included inside a target's
 // region and namespace, after encoderChunk.hpp and sparseRunsAvx512.hpp. No include guard, no includes.
 //

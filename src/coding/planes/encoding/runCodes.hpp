@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The codes of run segments and the writer that takes them many bits at a time. Included once per target, inside its
 // region and namespace, after encoderChunk.hpp. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Run segments with k > 0, event by event. Included once per target that has nothing better, inside its region and
 // namespace, after eventPlaces.hpp and runCodes.hpp. No include guard, no includes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Run segments with k > 0, eight events at a time. Included inside a target's region and namespace, after
 // eventPlaces.hpp and runCodes.hpp. No include guard, no includes.
 //
