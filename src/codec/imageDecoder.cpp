@@ -71,7 +71,7 @@ public:
         }
     }
     bool write(int limit, RowSink& rows) override {
-        for (int y = 0; y < image.height; ++y) {
+        for (int y = 0; y < image.height && image.width > 0; ++y) {
             unsigned char* const row = rows.next();
             if (row == nullptr) {
                 return false;

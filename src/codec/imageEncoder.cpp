@@ -56,7 +56,7 @@ public:
     }
 
     Status read(RowSource& rows) override {
-        for (int y = 0; y < image.height; ++y) {
+        for (int y = 0; y < image.height && image.width > 0; ++y) {
             const unsigned char* const row = rows.next();
             if (row == nullptr) {
                 return Status::sourceEnded;

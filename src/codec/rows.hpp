@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Rows of raw samples, from the caller and to the caller. A row is width * bytesPerPixel bytes: pixels from the left,
 // the channels of a pixel one behind the other, samples of two bytes with the least significant first. Rows go from the
-// top.
+// top; nobody asks for those of an image that is 0 samples wide.
 #pragma once
 
 #include <cstddef>

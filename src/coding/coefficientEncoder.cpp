@@ -121,7 +121,9 @@ bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, Basi
         more.adviseFilling(bytes);
         room = more.data();
     }
-    StreamArrayManager<T> streams(shape.channels, shape.levels, topPlane);
+    // 147 kB for long samples, and threads may have small stacks.
+    const auto onHeap = std::make_unique<StreamArrayManager<T>>(shape.channels, shape.levels, topPlane);
+    StreamArrayManager<T>& streams = *onHeap;
     streams.lend(room, bytes);
     plan.setUp(streams);
     for (int channel = 0; channel < shape.channels; ++channel) {

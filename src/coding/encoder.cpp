@@ -16,6 +16,7 @@
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
+#include <memory>
 
 namespace teko {
 
@@ -91,17 +92,18 @@ void writeStream(ImageData<T>& image, BasicBitStreamer<Word>& out) {
     if (topPlane > highestPlane<T>) {
         throw 5;
     }
-    BitLengthHistogram<T> histogram;
-    countBitLengths(image, levels, histogram);
-    histogram.sum();
+    const auto histogram = std::make_unique<BitLengthHistogram<T>>();
+    countBitLengths(image, levels, *histogram);
+    histogram->sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);
-    const SegmentPlan<T> plan({image.width, image.height, image.channels, levels}, topPlane, histogram, roomIn(out),
+    const SegmentPlan<T> plan({image.width, image.height, image.channels, levels}, topPlane, *histogram, roomIn(out),
                               RunLengths::shortest);
-    StreamArrayManager<T> streams(image.channels, levels, topPlane);
-    plan.setUp(streams);
-    codeCoefficients(image, streams, plan.lowest);
-    plan.finish(streams);
-    plan.assemble(streams, out);
+    // On the heap, as the histogram: for long samples they are 147 kB and 29 kB, and threads may have small stacks.
+    const auto streams = std::make_unique<StreamArrayManager<T>>(image.channels, levels, topPlane);
+    plan.setUp(*streams);
+    codeCoefficients(image, *streams, plan.lowest);
+    plan.finish(*streams);
+    plan.assemble(*streams, out);
 }
 
 template void writeStream(ImageData<short>&, BasicBitStreamer<std::uint32_t>&);

@@ -3,6 +3,7 @@
 
 #include "filter/lifting.hpp"
 
+#include <cassert>
 #include <type_traits>
 
 namespace teko {
@@ -82,6 +83,7 @@ void untransformSignal(Signal<T, Stride> x, int n) {
 // Gathers a short signal with room for edges, runs a kernel on it, and scatters the results.
 template <typename T, typename Kernel>
 void throughCopy(T* x, int n, unsigned long stride, Kernel kernel) {
+    assert(n <= Filter4_2<T>::maximumCopied);
     constexpr int edge = Filter<T>::edgeRoom;
     T copy[edge + Filter4_2<T>::maximumCopied + edge];
     const Signal signal{x, static_cast<long>(stride)};

@@ -49,7 +49,7 @@ public:
     template <int N>
     void untransformT(T* x, int count);
 
-    static constexpr int maximumCopied = 16384;
+    static constexpr int maximumCopied = 5;
 };
 
 extern template class Filter4_2<short>;
