@@ -40,7 +40,7 @@ public:
     bool suits(int topPlane) const override { return RowDecoder<T>::suits(topPlane); }
     bool read(int topPlane, BitStreamer& in) override { return decoder.read(topPlane, in) != 0; }
     bool read(int topPlane, ByteStreamer& in) override { return decoder.read(topPlane, in) != 0; }
-    void transform() override {}
+    void transform() override { decoder.start(); }
     bool write(int limit, RowSink& rows) override {
         return decodeRows(decoder, width, height, channels, limit, target, rows);
     }

@@ -29,7 +29,8 @@ public:
     // or with outOfMemory.
     Status read(BitStreamer& in);
     Status read(ByteStreamer& in);
-    // Whatever can be transformed back before rows are asked for, colours included. Ends with outOfMemory.
+    // Whatever can be transformed back before rows are asked for, colours included. The stream, and memory that it lies
+    // in, is not needed any more. Ends with outOfMemory.
     Status transform();
     // Hands all rows on. Samples of a stream that was cut are brought into 0 .. 2^bits - 1; else the low 8 (16) bits of
     // each are taken. Ends with sinkFull or outOfMemory.

@@ -43,11 +43,15 @@ int RowDecoder<T>::read(int topPlane, BasicBitStreamer<Word>& in) {
     moveReader(in, bytes);
     const int endedEarly = sliced->read(topPlane, bytes);
     moveReader(bytes, in);
+    return endedEarly;
+}
+
+template <typename T>
+void RowDecoder<T>::start() {
     for (int channel = 0; channel < shape.channels; ++channel) {
         sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
         transforms.emplace_back(shape.width, shape.height, target, *sources.back());
     }
-    return endedEarly;
 }
 
 template class RowDecoder<short>;

@@ -17,12 +17,12 @@ class RowDecoder {
 public:
     // Whether there is such a decoder for images of that shape, with that target.
     static bool suits(int width, int height, Target target);
-    // Whether it can read a stream with that top plane. Damaged streams can have higher ones.
+    // Whether it can read a stream with that top plane. Only streams that no image gives have higher ones.
     static bool suits(int topPlane);
 
     // For what suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
-    // stream is read, and then that for 36 rows of each channel. Throws std::bad_alloc, and std::bad_array_new_length
-    // beyond 2^31 - 1 samples.
+    // stream is read, and that for 36 rows of each channel from start on. Throws std::bad_alloc, and
+    // std::bad_array_new_length beyond 2^31 - 1 samples.
     RowDecoder(int width, int height, int channels, Target target);
     ~RowDecoder();
 
@@ -30,7 +30,10 @@ public:
     template <typename Word>
     int read(int topPlane, BasicBitStreamer<Word>& in);
 
-    // After read: the rows of a channel. The channels are independent.
+    // After read, once: makes the rows ready to be asked for. The stream is not needed any more. Throws std::bad_alloc.
+    void start();
+
+    // After start: the rows of a channel. The channels are independent.
     InverseStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
 
 private:

@@ -12,8 +12,14 @@ namespace teko {
 
 namespace {
 
+// What a stream lies in, as long as it is read.
+struct Payload {
+    FillingMemory memory;
+    std::int64_t bytes = 0;
+};
+
 // A stream that ends early is no failure.
-void decodeImage(const FileHeader& header, BitStreamer& in, File coded, std::FILE* raw) {
+void decodeImage(const FileHeader& header, BitStreamer& in, File coded, Payload payload, std::FILE* raw) {
     const ImageKind* const kind = imageKindOf(header.bytesPerPixel);
     if (kind == nullptr) {
         return;
@@ -26,6 +32,7 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, std::FIL
         endUnlessOk(read);
     }
     coded.reset();
+    payload.memory = FillingMemory();
     std::puts("Transforming...");
     endUnlessOk(decoder.transform());
     if (kind->isColour()) {
@@ -35,11 +42,6 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, std::FIL
     RawFileWriter rows(raw, rowBytes(header));
     endUnlessOk(decoder.write(rows));
 }
-
-struct Payload {
-    FillingMemory memory;
-    std::int64_t bytes = 0;
-};
 
 // Everything behind the header, for a file that has `length` bytes in all.
 Payload readPayload(std::FILE* coded, long length) {
@@ -85,7 +87,7 @@ int decompress(const char* codedPath, const char* rawPath, StreamPlace place) {
         std::fprintf(stderr, "File %s not recognized\n", codedPath);
         return 1;
     }
-    decodeImage(header, in, std::move(coded), raw.get());
+    decodeImage(header, in, std::move(coded), std::move(payload), raw.get());
     return 0;
 }
 

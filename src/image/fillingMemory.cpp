@@ -58,6 +58,14 @@ FillingMemory::FillingMemory(std::size_t bytes) {
     }
 }
 
+void FillingMemory::swap(FillingMemory& other) noexcept {
+    std::swap(around, other.around);
+    std::swap(aligned, other.aligned);
+    std::swap(first, other.first);
+    std::swap(bytesInAll, other.bytesInAll);
+    std::swap(bytesOnLargePages, other.bytesOnLargePages);
+}
+
 void FillingMemory::adviseFilling(std::size_t bytes) {
     bytesOnLargePages = inLargePages(bytes);
     adviseLargePages(first, bytesOnLargePages);

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <utility>
 
 namespace teko {
 
@@ -20,6 +21,14 @@ public:
 
     // Says that the first bytes are going to be filled, for the most part: they get large pages. Advice only.
     void adviseFilling(std::size_t bytes);
+
+    FillingMemory(FillingMemory&& other) noexcept { swap(other); }
+    FillingMemory& operator=(FillingMemory&& other) noexcept {
+        FillingMemory taken(std::move(other)); // leaves the other one empty
+        swap(taken);
+        return *this;
+    }
+    void swap(FillingMemory& other) noexcept;
 
     unsigned char* data() const { return first; }
     // What was asked for, and the rest of its last large page.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The coarsest level of the row streams where it has too few rows or columns for row kernels: four or five in one
-// direction. It holds all its samples and works on them with the plain filter.
+// direction. It holds all its samples and works on them with the plain filter. They are a quarter of the image's at
+// most, in strips of 8 to 10 rows or columns, and next to nothing elsewhere.
 #pragma once
 
 #include "filter/filter4_2.hpp"
@@ -13,9 +14,6 @@
 #include <vector>
 
 namespace teko {
-
-// What it may hold: enough for strips of 64 to 80 rows or columns, and next to nothing beside an image.
-constexpr int mostSamplesInPlane = 32768;
 
 template <typename T>
 class LevelPlane {

@@ -22,14 +22,7 @@ Lattice<T> finestLattice(int width, int height) {
 } // namespace
 
 bool suitsRowStreams(int width, int height) {
-    const int levels = numberOfLevels(width, height);
-    const Lattice<short> finest = finestLattice<short>(width, height);
-    if (levels <= 0 || !finest.isLongEnough()) {
-        return false;
-    }
-    // Only the coarsest level can be too short for row kernels: the others have eight rows and columns.
-    const Lattice<short> coarsest = finest.coarser(levels - 1);
-    return coarsest.isLongEnough() || coarsest.columns() * coarsest.rows() <= mostSamplesInPlane;
+    return numberOfLevels(width, height) > 0 && finestLattice<short>(width, height).isLongEnough();
 }
 
 // Int rows never get too large for their kernels: an approximation is at most

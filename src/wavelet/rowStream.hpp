@@ -6,13 +6,13 @@
 #include "filter/rows/rowKernels.hpp"
 #include "target/target.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 
 namespace teko {
 
-// Whether images of that shape can be transformed so: they have six rows and columns at least, and are not long strips
-// that are 8 to 10, 16 to 20 or 32 to 40 samples wide or high.
+// Whether images of that shape can be transformed so: they have six rows and columns at least.
 bool suitsRowStreams(int width, int height);
 
 // What becomes of the coefficients of a plane. Those of class c come in scan order; classes take turns as rows are
@@ -78,8 +78,9 @@ protected:
 template <typename T>
 class InverseStream {
 public:
-    // Magnitudes below 2^bits, whatever the coefficients are, keep all sums in the samples' range.
-    static constexpr int safeBits = sizeof(T) == sizeof(short) ? 16 : 19;
+    // Magnitudes below 2^bits, whatever the coefficients are, keep all sums in the samples' range (docs/bounds.md). No
+    // image has larger ones.
+    static constexpr int safeBits = sizeof(T) == sizeof(std::int16_t) ? 16 : 21;
 
     // For a shape that suits and coefficients of at most safeBits. The source is not owned. Needs memory for 32 rows;
     // throws std::bad_alloc.

@@ -91,6 +91,7 @@ protected:
     static void read(ImageData<T>& image, Target target, BitStreamer& in) {
         RowDecoder<T> decoder(image.width, image.height, image.channels, target);
         decoder.read(readTopPlane(in), in);
+        decoder.start();
         for (int c = 0; c < image.channels; ++c) {
             for (int y = 0; y < image.height; ++y) {
                 takeRow(decoder.channel(c), image.width, image.planes[c] + static_cast<long>(y) * image.stride);
@@ -147,6 +148,7 @@ TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsToDecode) {
         const std::size_t before = AllocationLedger::requested;
         RowDecoder<TypeParam> decoder(2048, 2048, 1, target);
         EXPECT_EQ(decoder.read(readTopPlane(in), in), 1);
+        decoder.start();
         EXPECT_LE(AllocationLedger::requested - before, this->compactPlane + 2 * this->mebibyte) << target;
     }
 }

@@ -64,6 +64,8 @@ TEST_P(FillingMemoryOf, isTheSameAfterAMove) {
     EXPECT_EQ(moved.size(), size);
     EXPECT_EQ(moved.sizeOnLargePages(), 0U);
     std::fill_n(moved.data(), moved.size(), static_cast<unsigned char>(1));
+    EXPECT_EQ(memory.data(), nullptr);
+    EXPECT_EQ(memory.size(), 0U);
 }
 
 TEST(AdviceOnFilling, changesNoByte) {

@@ -42,7 +42,7 @@ struct Magnitudes {
 
 // Beyond every number of the row's type, and for int rows what kernels take at most.
 template <typename T>
-constexpr Magnitudes anyMagnitude{sizeof(T) == sizeof(short) ? 32768L : 1L << 26};
+constexpr Magnitudes anyMagnitude{sizeof(T) == sizeof(short) ? 32768L : long{largestForIntRows}};
 
 // Rows are padded to this many samples; kernels may write up to there.
 constexpr std::size_t rowPadding = 32;

@@ -119,8 +119,13 @@ struct RowKernels {
     void (*untransformAlongExact)(Row* even, Row* odd, int n);
 };
 
-// For int rows, "any values" is up to 2^26, and for small long samples what a small range of them becomes in a level;
-// there is no difference between a kernel and its exact form.
+// What "any values" are for int rows, so that no sum leaves 32 bits: on the way forward; on the way back, for samples
+// that a step starts from; and for samples that are restored already, from which others are predicted. docs/bounds.md
+// says why more never come up. There is no difference between a kernel and its exact form. For small long samples any
+// values are what a small range of them becomes in a level.
+constexpr int largestForIntRows = 1 << 26;
+constexpr int largestForIntRowsBack = 74'000'000;
+constexpr int largestRestored = 100'000'000;
 
 // Whether a target is faster on short rows of small long samples: those that leave vectors to the compiler are not
 // (0.85 times on the transform).

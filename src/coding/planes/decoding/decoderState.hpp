@@ -40,7 +40,7 @@ public:
     explicit StreamView(ByteStreamer& stream) : in(&stream) { attach(); }
 
     // Whether n bits may be taken from peek's result and as many skipped.
-    bool has(std::uint64_t n) const { return place + n <= limit; }
+    bool has(std::uint64_t n) const { return place + n + reach <= held; }
     // The next 64 bits, behind some. Needs has(ahead).
     Word peek(std::uint64_t ahead = 0) const {
         const unsigned char* bytes = data + (place + ahead) / 8;
@@ -77,15 +77,15 @@ private:
         const int left = 31 - std::countl_zero(in->current);
         data = in->buffer->bytes;
         place = 32 * static_cast<std::uint64_t>(in->words()) - static_cast<std::uint64_t>(left);
-        constexpr std::uint64_t reach = 72; // what peek touches
-        const std::uint64_t bits = 32 * static_cast<std::uint64_t>(in->size);
-        limit = bits - std::min(bits, reach);
+        held = 32 * static_cast<std::uint64_t>(in->size);
     }
 
     ByteStreamer* in;
     const unsigned char* data = nullptr;
     std::uint64_t place = 0; // in bits
-    std::uint64_t limit = 0; // has(0) up to here
+    std::uint64_t held = 0;  // bits in the buffer
+
+    static constexpr std::uint64_t reach = 72; // what peek touches
 };
 
 // One class of one channel.
