@@ -10,6 +10,7 @@
 #include "bench/peers/codec.hpp"
 #include "bench/stopwatch.hpp"
 
+#include <cstdint>
 #include <sys/resource.h>
 
 #include <cstdio>
@@ -58,11 +59,11 @@ ImageEntry imageNamed(const std::string& name, const std::string& list) {
 
 struct Measurement {
     std::size_t codedBytes = 0;
-    long peakKibibytes = 0;
+    std::int64_t peakKibibytes = 0;
     std::vector<double> seconds;
 };
 
-long peakKibibytes() {
+std::int64_t peakKibibytes() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;

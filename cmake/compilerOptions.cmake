@@ -6,6 +6,11 @@ target_compile_options(teko_options INTERFACE -Wall -Wextra -Wconversion -Wshado
 if(TEKO_WERROR)
   target_compile_options(teko_options INTERFACE -Werror)
 endif()
+# 32-bit x86: budgets and run-length parameters are numbers of single and double precision, and the older unit would keep
+# more of them.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86$")
+  target_compile_options(teko_options INTERFACE -msse2 -mfpmath=sse)
+endif()
 if(TEKO_SANITIZE)
   target_compile_options(teko_options INTERFACE -fsanitize=${TEKO_SANITIZE} -fno-sanitize-recover=all
                                                 -fno-omit-frame-pointer)

@@ -10,7 +10,7 @@ commandsOf() {
     ninja-build) echo ninja ;;
     netpbm) echo pngtopnm pnmtopng ;;
     clang) echo clang++ ;;
-    g++-s390x-linux-gnu) echo s390x-linux-gnu-g++ ;;
+    g++-*) echo "${1#g++-}-g++" ;;
     qemu-user) echo qemu-x86_64 ;;
     gnuplot-nox) echo gnuplot ;;
     libopenjp2-tools) echo opj_compress opj_decompress ;;

@@ -11,10 +11,12 @@
 
 #include "image/imageData.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // In place; images that have not three channels stay as they are. Results keep their low 16 bits.
-void colourTransform(ImageData<short>* image);
-void colourUntransform(ImageData<short>* image);
+void colourTransform(ImageData<std::int16_t>* image);
+void colourUntransform(ImageData<std::int16_t>* image);
 
 } // namespace teko

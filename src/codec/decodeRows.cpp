@@ -22,16 +22,16 @@ void joinRow(const SplitRow<Row>& row, int width, int limit, Join join, Clamp cl
     join(samplesOf(row), width, raw);
 }
 
-bool decodeColour(RowDecoder<short>& decoder, int width, int height, int limit, const JoinRawRows& join,
+bool decodeColour(RowDecoder<std::int16_t>& decoder, int width, int height, int limit, const JoinRawRows& join,
                   RowSink& rows) {
     for (int y = 0; y < height; ++y) {
         unsigned char* const raw = rows.next();
         if (raw == nullptr) {
             return false;
         }
-        const SplitSamples<short> channels[3] = {samplesOf(decoder.channel(0).next()),
-                                                 samplesOf(decoder.channel(1).next()),
-                                                 samplesOf(decoder.channel(2).next())};
+        const SplitSamples<std::int16_t> channels[3] = {samplesOf(decoder.channel(0).next()),
+                                                        samplesOf(decoder.channel(1).next()),
+                                                        samplesOf(decoder.channel(2).next())};
         if (limit != 0) {
             join.coloursBelow(channels, width, limit, raw);
         } else {
@@ -56,7 +56,7 @@ bool decodeGrey(int height, RowSink& rows, Put put) {
 
 } // namespace
 
-bool decodeRows(RowDecoder<short>& decoder, int width, int height, int channels, int limit, Target target,
+bool decodeRows(RowDecoder<std::int16_t>& decoder, int width, int height, int channels, int limit, Target target,
                 RowSink& rows) {
     const JoinRawRows& join = joinRawRows(target);
     if (channels == 3) {
@@ -67,7 +67,8 @@ bool decodeRows(RowDecoder<short>& decoder, int width, int height, int channels,
     });
 }
 
-bool decodeRows(RowDecoder<long>& decoder, int width, int height, int, int limit, Target target, RowSink& rows) {
+bool decodeRows(RowDecoder<std::int64_t>& decoder, int width, int height, int, int limit, Target target,
+                RowSink& rows) {
     const JoinRawRows& join = joinRawRows(target);
     return decodeGrey(height, rows, [&](unsigned char* raw) {
         const AnySplitRow row = decoder.channel(0).next();

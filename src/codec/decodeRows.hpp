@@ -5,12 +5,14 @@
 #include "codec/rows.hpp"
 #include "coding/rowDecoder.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // Hands all rows of an image on, clamped below a limit unless that is 0. Returns whether they were taken.
-bool decodeRows(RowDecoder<short>& decoder, int width, int height, int channels, int limit, Target target,
+bool decodeRows(RowDecoder<std::int16_t>& decoder, int width, int height, int channels, int limit, Target target,
                 RowSink& rows);
-bool decodeRows(RowDecoder<long>& decoder, int width, int height, int channels, int limit, Target target,
+bool decodeRows(RowDecoder<std::int64_t>& decoder, int width, int height, int channels, int limit, Target target,
                 RowSink& rows);
 
 } // namespace teko

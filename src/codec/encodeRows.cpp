@@ -7,24 +7,25 @@ namespace teko {
 
 namespace {
 
-constexpr long largestByte = 256; // bounds may be powers of two
-constexpr long largestWord = 65536;
-constexpr long largestShort = 32767;
+constexpr std::int64_t largestByte = 256; // bounds may be powers of two
+constexpr std::int64_t largestWord = 65536;
+constexpr std::int64_t largestShort = 32767;
 
 template <typename Row>
-SplitSamples<Row> samplesOf(SplitRow<Row>& row, long largest) {
+SplitSamples<Row> samplesOf(SplitRow<Row>& row, std::int64_t largest) {
     row.largest = largest;
     return {row.even, row.odd};
 }
 
-bool encodeColour(RowSource& rows, int width, int height, const SplitRawRows& split, RowEncoder<short>& encoder) {
+bool encodeColour(RowSource& rows, int width, int height, const SplitRawRows& split,
+                  RowEncoder<std::int16_t>& encoder) {
     constexpr int channels = 3;
     for (int y = 0; y < height; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
         }
-        SplitSamples<short> samples[channels];
+        SplitSamples<std::int16_t> samples[channels];
         for (int c = 0; c < channels; ++c) {
             samples[c] = samplesOf(encoder.channel(c).next(), largestByte);
         }
@@ -36,7 +37,8 @@ bool encodeColour(RowSource& rows, int width, int height, const SplitRawRows& sp
     return true;
 }
 
-bool encodeGrey(RowSource& rows, int width, int height, const SplitRawRows& split, ForwardStream<short>& transform) {
+bool encodeGrey(RowSource& rows, int width, int height, const SplitRawRows& split,
+                ForwardStream<std::int16_t>& transform) {
     for (int y = 0; y < height; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
@@ -49,8 +51,8 @@ bool encodeGrey(RowSource& rows, int width, int height, const SplitRawRows& spli
 }
 
 // The next row as one of short samples. Returns whether it is one.
-bool putSmall(const unsigned char* raw, int width, const SplitRawRows& split, ForwardStream<long>& transform) {
-    SplitRow<short>* const row = transform.nextSmall();
+bool putSmall(const unsigned char* raw, int width, const SplitRawRows& split, ForwardStream<std::int64_t>& transform) {
+    SplitRow<std::int16_t>* const row = transform.nextSmall();
     if (row == nullptr) {
         return false;
     }
@@ -60,15 +62,16 @@ bool putSmall(const unsigned char* raw, int width, const SplitRawRows& split, Fo
 
 } // namespace
 
-bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<short>& encoder) {
+bool encodeRows(RowSource& rows, int width, int height, int channels, Target target,
+                RowEncoder<std::int16_t>& encoder) {
     const SplitRawRows& split = splitRawRows(target);
     return channels == 3 ? encodeColour(rows, width, height, split, encoder)
                          : encodeGrey(rows, width, height, split, encoder.channel(0));
 }
 
-bool encodeRows(RowSource& rows, int width, int height, int, Target target, RowEncoder<long>& encoder) {
+bool encodeRows(RowSource& rows, int width, int height, int, Target target, RowEncoder<std::int64_t>& encoder) {
     const SplitRawRows& split = splitRawRows(target);
-    ForwardStream<long>& transform = encoder.channel(0);
+    ForwardStream<std::int64_t>& transform = encoder.channel(0);
     for (int y = 0; y < height; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {

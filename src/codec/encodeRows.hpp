@@ -5,10 +5,12 @@
 #include "codec/rows.hpp"
 #include "coding/rowEncoder.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // Puts all rows of an image into its encoder. Returns whether the source had them all.
-bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<short>& encoder);
-bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<long>& encoder);
+bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<std::int16_t>& encoder);
+bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<std::int64_t>& encoder);
 
 } // namespace teko

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/fileHeader.hpp"
 
+#include <cstdint>
 #include <cstring>
 
 namespace teko {
@@ -15,7 +16,8 @@ std::uint16_t joined(unsigned char low, unsigned char high) {
 
 } // namespace
 
-FileHeader FileHeader::forImage(long bytesPerPixel, long bitsPerPixel, long xsize, long ysize) {
+FileHeader FileHeader::forImage(std::int64_t bytesPerPixel, std::int64_t bitsPerPixel, std::int64_t xsize,
+                                std::int64_t ysize) {
     FileHeader header;
     std::memcpy(header.magic.data(), magicText, header.magic.size());
     header.bytesPerPixel = static_cast<std::uint8_t>(bytesPerPixel & 0xFF);

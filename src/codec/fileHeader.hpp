@@ -26,7 +26,8 @@ struct FileHeader {
     std::uint16_t ysize = 0;
 
     // A header for a new file. The numbers keep their low 8 (16) bits, as the fields do.
-    static FileHeader forImage(long bytesPerPixel, long bitsPerPixel, long xsize, long ysize);
+    static FileHeader forImage(std::int64_t bytesPerPixel, std::int64_t bitsPerPixel, std::int64_t xsize,
+                               std::int64_t ysize);
     // From the first bytes of a file and to them. Judges nothing.
     static FileHeader parse(const std::array<unsigned char, bytes>& raw);
     std::array<unsigned char, bytes> format() const;

@@ -11,6 +11,7 @@
 #include "image/sampleLimit.hpp"
 #include "wavelet/wavelet.hpp"
 
+#include <cstdint>
 #include <type_traits>
 
 namespace teko {
@@ -66,7 +67,7 @@ public:
     bool read(int topPlane, ByteStreamer& in) override { return readBelowTopPlane(wavelet, image, topPlane, in) != 0; }
     void transform() override {
         wavelet.untransform(&image);
-        if constexpr (std::is_same_v<T, short>) {
+        if constexpr (std::is_same_v<T, std::int16_t>) {
             colourUntransform(&image);
         }
     }
@@ -76,7 +77,7 @@ public:
             if (row == nullptr) {
                 return false;
             }
-            sizeof(T) == sizeof(short) ? image.writeRow8(y, row, limit) : image.writeRow16(y, row, limit);
+            sizeof(T) == sizeof(std::int16_t) ? image.writeRow8(y, row, limit) : image.writeRow16(y, row, limit);
         }
         return rows.finish();
     }
@@ -103,9 +104,9 @@ std::unique_ptr<ImageDecoder::Way> ImageDecoder::makeWay(int channels) const {
 std::unique_ptr<ImageDecoder::Way> ImageDecoder::makeWayByPlanes() const {
     const ImageKind& kind = *imageKindOf(header.bytesPerPixel);
     if (kind.bytesPerSample == 1) {
-        return std::make_unique<ByPlanes<short>>(header, kind.channels);
+        return std::make_unique<ByPlanes<std::int16_t>>(header, kind.channels);
     }
-    return std::make_unique<ByPlanes<long>>(header, kind.channels);
+    return std::make_unique<ByPlanes<std::int64_t>>(header, kind.channels);
 }
 
 Status ImageDecoder::prepare() {
@@ -114,7 +115,7 @@ Status ImageDecoder::prepare() {
         return Status::unknownKind;
     }
     return endOf([&] {
-        way = kind->bytesPerSample == 1 ? makeWay<short>(kind->channels) : makeWay<long>(kind->channels);
+        way = kind->bytesPerSample == 1 ? makeWay<std::int16_t>(kind->channels) : makeWay<std::int64_t>(kind->channels);
         return Status::ok;
     });
 }

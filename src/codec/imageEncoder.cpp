@@ -10,6 +10,7 @@
 #include "image/imageData.hpp"
 #include "wavelet/wavelet.hpp"
 
+#include <cstdint>
 #include <type_traits>
 
 namespace teko {
@@ -61,12 +62,12 @@ public:
             if (row == nullptr) {
                 return Status::sourceEnded;
             }
-            sizeof(T) == sizeof(short) ? image.readRow8(y, row) : image.readRow16(y, row);
+            sizeof(T) == sizeof(std::int16_t) ? image.readRow8(y, row) : image.readRow16(y, row);
         }
         return Status::ok;
     }
     void transform() override {
-        if constexpr (std::is_same_v<T, short>) {
+        if constexpr (std::is_same_v<T, std::int16_t>) {
             colourTransform(&image);
         }
         wavelet.transform(&image);
@@ -102,7 +103,7 @@ Status ImageEncoder::prepare() {
         return Status::tooThin;
     }
     return endOf([&] {
-        way = kind->bytesPerSample == 1 ? makeWay<short>(kind->channels) : makeWay<long>(kind->channels);
+        way = kind->bytesPerSample == 1 ? makeWay<std::int16_t>(kind->channels) : makeWay<std::int64_t>(kind->channels);
         return Status::ok;
     });
 }

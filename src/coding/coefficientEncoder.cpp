@@ -22,8 +22,10 @@ public:
     void takePairs(int c, const Row* even, const Row* odd, int n) override {
         taken(c, coding.foldPairs(even, odd, n, classes[c]));
     }
-    void takeSmall(int c, const short* samples, int n) override { taken(c, coding.foldSmall(samples, n, classes[c])); }
-    void takeSmallPairs(int c, const short* even, const short* odd, int n) override {
+    void takeSmall(int c, const std::int16_t* samples, int n) override {
+        taken(c, coding.foldSmall(samples, n, classes[c]));
+    }
+    void takeSmallPairs(int c, const std::int16_t* even, const std::int16_t* odd, int n) override {
         taken(c, coding.foldSmallPairs(even, odd, n, classes[c]));
     }
 
@@ -44,14 +46,14 @@ private:
     void taken(int c, Unsigned<Row> more) {
         magnitudes = static_cast<Unsigned<Row>>(magnitudes | more);
         uncounted[c] = static_cast<Unsigned<Row>>(uncounted[c] | more);
-        const long full = classes[c].count / blockSamples;
+        const std::int64_t full = classes[c].count / blockSamples;
         if (counted[c] < full) {
             countUpTo(full, c);
             uncounted[c] = more;
         }
     }
 
-    void countUpTo(long blocks, int c) {
+    void countUpTo(std::int64_t blocks, int c) {
         const int atMost = bitLength(uncounted[c]) + 1;
         for (; counted[c] < blocks; ++counted[c]) {
             const int longest = coding.countLengths(classes[c], counted[c], atMost, counts[c]);
@@ -61,7 +63,7 @@ private:
 
     const PlaneCoding<T>& coding;
     Counts counts;                                // [class][bit length]
-    long counted[maximumClasses] = {};            // blocks
+    std::int64_t counted[maximumClasses] = {};    // blocks
     Unsigned<Row> uncounted[maximumClasses] = {}; // OR of magnitudes: those in blocks not counted, at least
 };
 
@@ -113,7 +115,7 @@ template <typename T>
 template <typename Word>
 bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BasicBitStreamer<Word>& out) {
     const SegmentPlan<T> plan(shape, topPlane, *histogram, roomIn(out), lengths);
-    const std::size_t bytes = plan.compactBytes();
+    const std::size_t bytes = addressable(plan.compactBytes());
     unsigned char* room = memory.data() + coefficientBytes;
     FillingMemory more;
     if (memory.sizeOnLargePages() < coefficientBytes + bytes) {
@@ -140,11 +142,11 @@ bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, Basi
     return isEnough;
 }
 
-template class CoefficientEncoder<short>;
-template class CoefficientEncoder<long>;
-template void CoefficientEncoder<short>::write(BasicBitStreamer<std::uint32_t>&);
-template void CoefficientEncoder<long>::write(BasicBitStreamer<std::uint32_t>&);
-template void CoefficientEncoder<short>::write(BasicBitStreamer<UnalignedWord>&);
-template void CoefficientEncoder<long>::write(BasicBitStreamer<UnalignedWord>&);
+template class CoefficientEncoder<std::int16_t>;
+template class CoefficientEncoder<std::int64_t>;
+template void CoefficientEncoder<std::int16_t>::write(BasicBitStreamer<std::uint32_t>&);
+template void CoefficientEncoder<std::int64_t>::write(BasicBitStreamer<std::uint32_t>&);
+template void CoefficientEncoder<std::int16_t>::write(BasicBitStreamer<UnalignedWord>&);
+template void CoefficientEncoder<std::int64_t>::write(BasicBitStreamer<UnalignedWord>&);
 
 } // namespace teko

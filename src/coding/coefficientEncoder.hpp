@@ -11,6 +11,7 @@
 #include "image/fillingMemory.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -47,7 +48,7 @@ private:
     std::unique_ptr<BitLengthHistogram<T>> histogram;
 };
 
-extern template class CoefficientEncoder<short>;
-extern template class CoefficientEncoder<long>;
+extern template class CoefficientEncoder<std::int16_t>;
+extern template class CoefficientEncoder<std::int64_t>;
 
 } // namespace teko

@@ -10,6 +10,7 @@
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace teko {
 
@@ -31,9 +32,9 @@ struct ClassSamples {
     // Calls visit(sample) for every position. After a row, throws 5 if decoding shall stop.
     template <typename Visit>
     void forEach(Visit visit) const {
-        for (long y = 0; y < height; y += classRowStep(c)) {
+        for (std::int64_t y = 0; y < height; y += classRowStep(c)) {
             const ClassColumns columns = classColumns(c, levels, static_cast<int>(y));
-            for (long x = columns.first; x < width; x += columns.step) {
+            for (std::int64_t x = columns.first; x < width; x += columns.step) {
                 visit(plane[y * stride + x]);
             }
             if (truncateDecode != 0) {
@@ -122,7 +123,7 @@ template <typename T, typename Change>
 void changeEverySample(ImageData<T>& image, Change change) {
     for (int channel = 0; channel < image.channels; ++channel) {
         for (int y = 0; y < image.height; ++y) {
-            T* row = image.planes[channel] + static_cast<long>(y) * image.stride;
+            T* row = image.planes[channel] + static_cast<std::int64_t>(y) * image.stride;
             std::transform(row, row + image.width, row, change);
         }
     }
@@ -156,10 +157,10 @@ using Words = BasicBitStreamer<std::uint32_t>;
 using UnalignedWords = BasicBitStreamer<UnalignedWord>;
 template int readTopPlane(Words&);
 template int readTopPlane(UnalignedWords&);
-template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, Words&);
-template int readBelowTopPlane(const Wavelet<long>&, ImageData<long>&, int, Words&);
-template int readBelowTopPlane(const Wavelet<short>&, ImageData<short>&, int, UnalignedWords&);
-template int readBelowTopPlane(const Wavelet<long>&, ImageData<long>&, int, UnalignedWords&);
+template int readBelowTopPlane(const Wavelet<std::int16_t>&, ImageData<std::int16_t>&, int, Words&);
+template int readBelowTopPlane(const Wavelet<std::int64_t>&, ImageData<std::int64_t>&, int, Words&);
+template int readBelowTopPlane(const Wavelet<std::int16_t>&, ImageData<std::int16_t>&, int, UnalignedWords&);
+template int readBelowTopPlane(const Wavelet<std::int64_t>&, ImageData<std::int64_t>&, int, UnalignedWords&);
 
 template <typename T>
 int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {
@@ -167,7 +168,7 @@ int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {
     return readBelowTopPlane(*this, *image, topPlane, in);
 }
 
-template int Wavelet<short>::readWavelet(ImageData<short>*, BitStreamer&);
-template int Wavelet<long>::readWavelet(ImageData<long>*, BitStreamer&);
+template int Wavelet<std::int16_t>::readWavelet(ImageData<std::int16_t>*, BitStreamer&);
+template int Wavelet<std::int64_t>::readWavelet(ImageData<std::int64_t>*, BitStreamer&);
 
 } // namespace teko

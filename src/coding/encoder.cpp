@@ -16,6 +16,7 @@
 #include "wavelet/wavelet.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 
 namespace teko {
@@ -27,7 +28,7 @@ template <typename T, typename Visit>
 void forEachSample(ImageData<T>& image, int levels, Visit visit) {
     for (int channel = 0; channel < image.channels; ++channel) {
         for (int y = 0; y < image.height; ++y) {
-            T* row = image.planes[channel] + static_cast<long>(y) * image.stride;
+            T* row = image.planes[channel] + static_cast<std::int64_t>(y) * image.stride;
             for (int x = 0; x < image.width; ++x) {
                 visit(channel, subbandClass(x, y, levels), row[x]);
             }
@@ -106,17 +107,17 @@ void writeStream(ImageData<T>& image, BasicBitStreamer<Word>& out) {
     plan.assemble(*streams, out);
 }
 
-template void writeStream(ImageData<short>&, BasicBitStreamer<std::uint32_t>&);
-template void writeStream(ImageData<long>&, BasicBitStreamer<std::uint32_t>&);
-template void writeStream(ImageData<short>&, BasicBitStreamer<UnalignedWord>&);
-template void writeStream(ImageData<long>&, BasicBitStreamer<UnalignedWord>&);
+template void writeStream(ImageData<std::int16_t>&, BasicBitStreamer<std::uint32_t>&);
+template void writeStream(ImageData<std::int64_t>&, BasicBitStreamer<std::uint32_t>&);
+template void writeStream(ImageData<std::int16_t>&, BasicBitStreamer<UnalignedWord>&);
+template void writeStream(ImageData<std::int64_t>&, BasicBitStreamer<UnalignedWord>&);
 
 template <typename T>
 void Wavelet<T>::writeWavelet(ImageData<T>* image, BitStreamer& out) {
     writeStream(*image, out);
 }
 
-template void Wavelet<short>::writeWavelet(ImageData<short>*, BitStreamer&);
-template void Wavelet<long>::writeWavelet(ImageData<long>*, BitStreamer&);
+template void Wavelet<std::int16_t>::writeWavelet(ImageData<std::int16_t>*, BitStreamer&);
+template void Wavelet<std::int64_t>::writeWavelet(ImageData<std::int64_t>*, BitStreamer&);
 
 } // namespace teko

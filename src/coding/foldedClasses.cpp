@@ -5,13 +5,13 @@ namespace teko {
 
 template <typename T>
 FoldedClasses<T>::FoldedClasses(const ImageShape& shape, unsigned char* lowest, std::size_t stride) {
-    long allBlocks = 0;
+    std::int64_t allBlocks = 0;
     for (int c = 0; c <= shape.levels; ++c) {
         allBlocks += Sequence::blocks(classSamples(shape, c));
     }
     rowsInUse.assign(static_cast<std::size_t>(allBlocks), 1);
     longest.resize(static_cast<std::size_t>(allBlocks));
-    long first = 0; // block
+    std::int64_t first = 0; // block
     for (int c = 0; c <= shape.levels; ++c) {
         for (int row = 0; row < Sequence::byteRows; ++row) {
             sequences[c].rows[row] = lowest + static_cast<std::size_t>(row) * stride;
@@ -32,7 +32,7 @@ std::size_t FoldedClasses<T>::rowBytes(const ImageShape& shape) {
     return bytes;
 }
 
-template class FoldedClasses<short>;
-template class FoldedClasses<long>;
+template class FoldedClasses<std::int16_t>;
+template class FoldedClasses<std::int64_t>;
 
 } // namespace teko

@@ -8,6 +8,7 @@
 #include "wavelet/rowStream.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace teko {
@@ -30,7 +31,7 @@ private:
     std::vector<unsigned char> longest;
 };
 
-extern template class FoldedClasses<short>;
-extern template class FoldedClasses<long>;
+extern template class FoldedClasses<std::int16_t>;
+extern template class FoldedClasses<std::int64_t>;
 
 } // namespace teko

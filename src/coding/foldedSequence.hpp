@@ -11,6 +11,7 @@
 #include "coding/foldedValue.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace teko {
@@ -25,22 +26,22 @@ struct FoldedSequence {
     static constexpr int rowsOftenUsed = byteRows / 2;
 
     // What a row of so many values needs: whole blocks, and room for a vector behind them.
-    static constexpr long rowBytes(long values) { return blocks(values) * blockSamples + 64; }
+    static constexpr std::int64_t rowBytes(std::int64_t values) { return blocks(values) * blockSamples + 64; }
 
     unsigned char* rows[byteRows]; // not owned; uninitialised beyond what is in use
     unsigned char* rowsInUse;      // of each block, 1 at least; not owned
     unsigned char* longest;        // bit length in each block, set by who counts; not owned
-    long count = 0;                // of values so far
+    std::int64_t count = 0;        // of values so far
 
-    static constexpr long blocks(long values) { return (values + blockSamples - 1) / blockSamples; }
+    static constexpr std::int64_t blocks(std::int64_t values) { return (values + blockSamples - 1) / blockSamples; }
 
     // Of a block, as far as it is filled.
-    int valuesIn(long block) const {
-        return static_cast<int>(std::min<long>(count - block * blockSamples, blockSamples));
+    int valuesIn(std::int64_t block) const {
+        return static_cast<int>(std::min<std::int64_t>(count - block * blockSamples, blockSamples));
     }
     // Words of 64 values; the last one is filled up by finish.
-    int wordsIn(long block) const { return (valuesIn(block) + 63) / 64; }
-    unsigned char* bytes(int row, long block) const { return rows[row] + block * blockSamples; }
+    int wordsIn(std::int64_t block) const { return (valuesIn(block) + 63) / 64; }
+    unsigned char* bytes(int row, std::int64_t block) const { return rows[row] + block * blockSamples; }
 
     // Where the next lowest bytes go; up to 63 more than are appended may be written.
     unsigned char* lowestBytes() const { return rows[0] + count; }
@@ -55,9 +56,9 @@ struct FoldedSequence {
 
     // After the last value.
     void finish() {
-        const long last = blocks(count) - 1;
+        const std::int64_t last = blocks(count) - 1;
         for (int row = 0; last >= 0 && row < rowsInUse[last]; ++row) {
-            std::fill(rows[row] + count, bytes(row, last) + 64L * wordsIn(last), 0);
+            std::fill(rows[row] + count, bytes(row, last) + std::int64_t{64} * wordsIn(last), 0);
         }
     }
 
@@ -67,7 +68,7 @@ struct FoldedSequence {
     }
 
 private:
-    void use(int row, long block) {
+    void use(int row, std::int64_t block) {
         for (unsigned char& used = rowsInUse[block]; used <= row; ++used) {
             std::memset(bytes(used, block), 0, blockSamples);
         }

@@ -2,6 +2,7 @@
 #include "coding/rowDecoder.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace teko {
 
@@ -12,7 +13,7 @@ public:
 
     const RowSample<T>* take(int c, int n) override { return sliced.take(channel, c, n); }
     int magnitudeBits(int c) const override { return sliced.magnitudeBits(channel, c); }
-    const short* takeSmall(int c, int n) override { return sliced.takeSmall(channel, c, n); }
+    const std::int16_t* takeSmall(int c, int n) override { return sliced.takeSmall(channel, c, n); }
 
 private:
     SlicedImage<T>& sliced;
@@ -54,11 +55,11 @@ void RowDecoder<T>::start() {
     }
 }
 
-template class RowDecoder<short>;
-template class RowDecoder<long>;
-template int RowDecoder<short>::read(int, BasicBitStreamer<std::uint32_t>&);
-template int RowDecoder<long>::read(int, BasicBitStreamer<std::uint32_t>&);
-template int RowDecoder<short>::read(int, BasicBitStreamer<UnalignedWord>&);
-template int RowDecoder<long>::read(int, BasicBitStreamer<UnalignedWord>&);
+template class RowDecoder<std::int16_t>;
+template class RowDecoder<std::int64_t>;
+template int RowDecoder<std::int16_t>::read(int, BasicBitStreamer<std::uint32_t>&);
+template int RowDecoder<std::int64_t>::read(int, BasicBitStreamer<std::uint32_t>&);
+template int RowDecoder<std::int16_t>::read(int, BasicBitStreamer<UnalignedWord>&);
+template int RowDecoder<std::int64_t>::read(int, BasicBitStreamer<UnalignedWord>&);
 
 } // namespace teko

@@ -7,6 +7,7 @@
 #include "coding/planes/planeCoding.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -46,7 +47,7 @@ private:
     std::vector<InverseStream<T>> transforms;
 };
 
-extern template class RowDecoder<short>;
-extern template class RowDecoder<long>;
+extern template class RowDecoder<std::int16_t>;
+extern template class RowDecoder<std::int64_t>;
 
 } // namespace teko

@@ -16,7 +16,7 @@ RowEncoder<T>::RowEncoder(int width, int height, int channels, Target target)
     }
 }
 
-template class RowEncoder<short>;
-template class RowEncoder<long>;
+template class RowEncoder<std::int16_t>;
+template class RowEncoder<std::int64_t>;
 
 } // namespace teko

@@ -6,6 +6,7 @@
 #include "coding/coefficientEncoder.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <cstdint>
 #include <vector>
 
 namespace teko {
@@ -35,7 +36,7 @@ private:
     std::vector<ForwardStream<T>> transforms;
 };
 
-extern template class RowEncoder<short>;
-extern template class RowEncoder<long>;
+extern template class RowEncoder<std::int16_t>;
+extern template class RowEncoder<std::int64_t>;
 
 } // namespace teko

@@ -5,6 +5,7 @@
 #include "coding/runLengthParameter.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
 namespace teko {
@@ -119,14 +120,14 @@ void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BasicBitStreamer<W
     out.flush();
 }
 
-template class SegmentPlan<short>;
-template class SegmentPlan<long>;
+template class SegmentPlan<std::int16_t>;
+template class SegmentPlan<std::int64_t>;
 
 using Words = BasicBitStreamer<std::uint32_t>;
 using UnalignedWords = BasicBitStreamer<UnalignedWord>;
-template void SegmentPlan<short>::assemble(StreamArrayManager<short>&, Words&) const;
-template void SegmentPlan<long>::assemble(StreamArrayManager<long>&, Words&) const;
-template void SegmentPlan<short>::assemble(StreamArrayManager<short>&, UnalignedWords&) const;
-template void SegmentPlan<long>::assemble(StreamArrayManager<long>&, UnalignedWords&) const;
+template void SegmentPlan<std::int16_t>::assemble(StreamArrayManager<std::int16_t>&, Words&) const;
+template void SegmentPlan<std::int64_t>::assemble(StreamArrayManager<std::int64_t>&, Words&) const;
+template void SegmentPlan<std::int16_t>::assemble(StreamArrayManager<std::int16_t>&, UnalignedWords&) const;
+template void SegmentPlan<std::int64_t>::assemble(StreamArrayManager<std::int64_t>&, UnalignedWords&) const;
 
 } // namespace teko

@@ -6,6 +6,8 @@
 #include "coding/imageShape.hpp"
 #include "coding/streamArrayManager.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // The lowest plane of each channel and class that has to be coded.
@@ -78,7 +80,7 @@ private:
     std::uint64_t room; // bits that the writer takes before it throws, at most
 };
 
-extern template class SegmentPlan<short>;
-extern template class SegmentPlan<long>;
+extern template class SegmentPlan<std::int16_t>;
+extern template class SegmentPlan<std::int64_t>;
 
 } // namespace teko

@@ -2,6 +2,7 @@
 #include "coding/streamArrayManager.hpp"
 
 #include <cassert>
+#include <cstdint>
 #include <memory>
 
 namespace teko {
@@ -92,7 +93,7 @@ void StreamArrayManager<T>::setUpRuns(int channel, int c, int plane, std::uint64
     runCoders[channel][c][plane].setUp(stream.release(), runLengthParameter);
 }
 
-template struct StreamArrayManager<short>;
-template struct StreamArrayManager<long>;
+template struct StreamArrayManager<std::int16_t>;
+template struct StreamArrayManager<std::int64_t>;
 
 } // namespace teko

@@ -72,7 +72,7 @@ private:
     const unsigned char* endOfLent = nullptr;
 };
 
-extern template struct StreamArrayManager<short>;
-extern template struct StreamArrayManager<long>;
+extern template struct StreamArrayManager<std::int16_t>;
+extern template struct StreamArrayManager<std::int64_t>;
 
 } // namespace teko

@@ -31,7 +31,7 @@ double meanSquaredError(const ComparisonRequest& request, File firstFile, File s
 }
 
 // 2^bits - 1 with the bits taken modulo 64, cut to 32 bits.
-double peakSample(long bitsPerPixel) {
+double peakSample(std::int64_t bitsPerPixel) {
     const std::uint64_t peak = (std::uint64_t{1} << (bitsPerPixel & 63)) - 1;
     return static_cast<double>(static_cast<std::int32_t>(peak & 0xFFFFFFFFU));
 }
@@ -50,13 +50,13 @@ int compare(const ComparisonRequest& request) {
     double mse = 0.0;
     switch (request.bytesPerPixel) {
     case 1:
-        mse = meanSquaredError(request, std::move(first), std::move(second), 1, &ImageData<short>::rawRead8);
+        mse = meanSquaredError(request, std::move(first), std::move(second), 1, &ImageData<std::int16_t>::rawRead8);
         break;
     case 2:
-        mse = meanSquaredError(request, std::move(first), std::move(second), 1, &ImageData<long>::rawRead16);
+        mse = meanSquaredError(request, std::move(first), std::move(second), 1, &ImageData<std::int64_t>::rawRead16);
         break;
     case 3:
-        mse = meanSquaredError(request, std::move(first), std::move(second), 3, &ImageData<short>::rawRead8);
+        mse = meanSquaredError(request, std::move(first), std::move(second), 3, &ImageData<std::int16_t>::rawRead8);
         break;
     default:
         break;

@@ -50,14 +50,15 @@ void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE
     }
     constexpr int neverWritten = 0xEE;
     constexpr std::size_t skipped = 64; // so that what follows the header is copied fast, see readLessAtOnce
-    FillingMemory allocated(skipped + (*budget / 4 + 1) * 4);
-    allocated.adviseFilling(skipped + *budget);
+    const std::size_t bytes = addressable(*budget);
+    FillingMemory allocated(skipped + (bytes / 4 + 1) * 4);
+    allocated.adviseFilling(skipped + bytes);
     unsigned char* const memory = allocated.data() + skipped;
-    std::memset(memory, neverWritten, *budget);
+    std::memset(memory, neverWritten, bytes);
     BitStreamer out;
     out.setUpMemoryWriter(memory, static_cast<std::int64_t>(*budget));
     codeImage(request.header, std::move(raw), out);
-    std::fwrite(memory, 1, payloadBytes(out, *budget), coded);
+    std::fwrite(memory, 1, static_cast<std::size_t>(payloadBytes(out, *budget)), coded);
 }
 
 void compressToFile(const CompressionRequest& request, File raw, std::FILE* coded) {

@@ -44,8 +44,8 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, Payload 
 }
 
 // Everything behind the header, for a file that has `length` bytes in all.
-Payload readPayload(std::FILE* coded, long length) {
-    const long expected = length > FileHeader::bytes ? length - FileHeader::bytes : 0;
+Payload readPayload(std::FILE* coded, std::int64_t length) {
+    const std::int64_t expected = length > FileHeader::bytes ? length - FileHeader::bytes : 0;
     const auto capacity = static_cast<std::size_t>(expected);
     Payload payload{FillingMemory(capacity)};
     payload.memory.adviseFilling(capacity);
@@ -54,7 +54,7 @@ Payload readPayload(std::FILE* coded, long length) {
     return payload;
 }
 
-long lengthOf(std::FILE* file) {
+std::int64_t lengthOf(std::FILE* file) {
     std::fseek(file, 0, SEEK_END);
     const long length = std::ftell(file);
     std::fseek(file, 0, SEEK_SET);
@@ -72,7 +72,7 @@ int decompress(const char* codedPath, const char* rawPath, StreamPlace place) {
     if (!raw) {
         return 1;
     }
-    const long length = lengthOf(coded.get());
+    const std::int64_t length = lengthOf(coded.get());
     const FileHeader header = readHeader(coded.get());
     Payload payload;
     BitStreamer in;

@@ -2,6 +2,7 @@
 // The command line: which run it asks for, and with what.
 #include "driver/runs.hpp"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
@@ -38,7 +39,7 @@ int usage(int status) {
     return status;
 }
 
-long number(const char* text) {
+std::int64_t number(const char* text) {
     return std::strtol(text, nullptr, 10);
 }
 

@@ -9,6 +9,8 @@
 
 #include "codec/fileHeader.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 enum class StreamPlace { file, memory };
@@ -25,7 +27,7 @@ struct ComparisonRequest {
     const char* firstPath;
     const char* secondPath;
     int bytesPerPixel;
-    long bitsPerPixel;
+    std::int64_t bitsPerPixel;
     int xsize;
     int ysize;
 };

@@ -4,6 +4,7 @@
 #include "filter/lifting.hpp"
 
 #include <cassert>
+#include <cstdint>
 #include <type_traits>
 
 namespace teko {
@@ -25,7 +26,7 @@ template <typename T, typename Stride>
 Signal(T*, Stride) -> Signal<T, Stride>;
 
 template <int N>
-using ConstantStride = std::integral_constant<long, N>;
+using ConstantStride = std::integral_constant<std::int64_t, N>;
 
 // Mirrors the signal about its ends into three slots on either side. Each assignment may read what one before
 // it wrote: that is what signals of two and three samples rely on.
@@ -86,7 +87,7 @@ void throughCopy(T* x, int n, unsigned long stride, Kernel kernel) {
     assert(n <= Filter4_2<T>::maximumCopied);
     constexpr int edge = Filter<T>::edgeRoom;
     T copy[edge + Filter4_2<T>::maximumCopied + edge];
-    const Signal signal{x, static_cast<long>(stride)};
+    const Signal signal{x, static_cast<std::int64_t>(stride)};
     for (int k = 0; k < n; ++k) {
         copy[edge + k] = signal[k];
     }
@@ -174,12 +175,12 @@ void Filter4_2<T>::untransformCopy(T* x, int n, unsigned long stride) {
 
 template <typename T>
 void Filter4_2<T>::transformStrided(T* x, int n, unsigned long stride) {
-    transformSignal(Signal{x, static_cast<long>(stride)}, n);
+    transformSignal(Signal{x, static_cast<std::int64_t>(stride)}, n);
 }
 
 template <typename T>
 void Filter4_2<T>::untransformStrided(T* x, int n, unsigned long stride) {
-    untransformSignal(Signal{x, static_cast<long>(stride)}, n);
+    untransformSignal(Signal{x, static_cast<std::int64_t>(stride)}, n);
 }
 
 template <typename T>
@@ -194,20 +195,20 @@ void Filter4_2<T>::untransformT(T* x, int n) {
     untransformSignal(Signal{x, ConstantStride<N>{}}, n);
 }
 
-template class Filter4_2<short>;
-template class Filter4_2<long>;
+template class Filter4_2<std::int16_t>;
+template class Filter4_2<std::int64_t>;
 
-template void Filter4_2<short>::transformT<1>(short*, int);
-template void Filter4_2<short>::transformT<2>(short*, int);
-template void Filter4_2<short>::untransformT<1>(short*, int);
-template void Filter4_2<short>::untransformT<2>(short*, int);
-template void Filter4_2<short>::untransformT<4>(short*, int);
-template void Filter4_2<short>::untransformT<8>(short*, int);
-template void Filter4_2<long>::transformT<1>(long*, int);
-template void Filter4_2<long>::transformT<2>(long*, int);
-template void Filter4_2<long>::untransformT<1>(long*, int);
-template void Filter4_2<long>::untransformT<2>(long*, int);
-template void Filter4_2<long>::untransformT<4>(long*, int);
-template void Filter4_2<long>::untransformT<8>(long*, int);
+template void Filter4_2<std::int16_t>::transformT<1>(std::int16_t*, int);
+template void Filter4_2<std::int16_t>::transformT<2>(std::int16_t*, int);
+template void Filter4_2<std::int16_t>::untransformT<1>(std::int16_t*, int);
+template void Filter4_2<std::int16_t>::untransformT<2>(std::int16_t*, int);
+template void Filter4_2<std::int16_t>::untransformT<4>(std::int16_t*, int);
+template void Filter4_2<std::int16_t>::untransformT<8>(std::int16_t*, int);
+template void Filter4_2<std::int64_t>::transformT<1>(std::int64_t*, int);
+template void Filter4_2<std::int64_t>::transformT<2>(std::int64_t*, int);
+template void Filter4_2<std::int64_t>::untransformT<1>(std::int64_t*, int);
+template void Filter4_2<std::int64_t>::untransformT<2>(std::int64_t*, int);
+template void Filter4_2<std::int64_t>::untransformT<4>(std::int64_t*, int);
+template void Filter4_2<std::int64_t>::untransformT<8>(std::int64_t*, int);
 
 } // namespace teko

@@ -10,6 +10,8 @@
 
 #include "filter/filter.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // untransform undoes transform, and untransformInner transformInner, sample by sample: for long as long as no sum
@@ -52,7 +54,7 @@ public:
     static constexpr int maximumCopied = 5;
 };
 
-extern template class Filter4_2<short>;
-extern template class Filter4_2<long>;
+extern template class Filter4_2<std::int16_t>;
+extern template class Filter4_2<std::int64_t>;
 
 } // namespace teko

@@ -5,12 +5,13 @@
 // samples they wrap modulo 2^64, which only damaged streams reach.
 #pragma once
 
+#include <cstdint>
 #include <type_traits>
 
 namespace teko {
 
 template <typename T>
-using Wide = std::conditional_t<sizeof(T) == sizeof(short), int, long>;
+using Wide = std::conditional_t<sizeof(T) == sizeof(std::int16_t), int, std::int64_t>;
 
 template <typename W>
 constexpr W wrappingAdd(W a, W b) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <new>
 
 #if defined(__linux__)
@@ -73,6 +74,13 @@ void FillingMemory::adviseFilling(std::size_t bytes) {
 
 void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {
     ::operator delete[](memory, std::align_val_t{largePage});
+}
+
+std::size_t addressable(std::uint64_t bytes) {
+    if (bytes > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max())) {
+        throw std::bad_alloc();
+    }
+    return static_cast<std::size_t>(bytes);
 }
 
 void adviseFilling(void* memory, std::size_t bytes) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
@@ -48,6 +49,9 @@ private:
     std::size_t bytesInAll = 0;
     std::size_t bytesOnLargePages = 0;
 };
+
+// A number of bytes that is going to be asked for. Throws std::bad_alloc where this machine cannot address so many.
+std::size_t addressable(std::uint64_t bytes);
 
 // Says that the first bytes of some other memory are going to be filled, and takes pages for up to 4 MiB at once (1.1
 // times as fast on comparing 0.4 megapixels). Advice only: where it is not taken nothing changes.

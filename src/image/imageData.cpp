@@ -17,7 +17,7 @@ namespace teko {
 namespace {
 
 std::size_t planeSamples(int stride, int height) {
-    const long samples = static_cast<long>(stride) * height;
+    const std::int64_t samples = static_cast<std::int64_t>(stride) * height;
     if (samples < 0 || samples > std::numeric_limits<std::int32_t>::max()) {
         throw std::bad_array_new_length();
     }
@@ -35,8 +35,8 @@ std::size_t rowSamples(int width, int channels) {
 // one of their own, so that they become vector code (reading grey: from 0.41 to 0.15 ns per sample). A step of 0 stands
 // for one that is known at run time only.
 template <int Bytes, int Step, typename T>
-void takeStrided(const unsigned char* __restrict bytes, T* __restrict to, long n, long step = Step) {
-    for (long x = 0; x < n; ++x) {
+void takeStrided(const unsigned char* __restrict bytes, T* __restrict to, std::int64_t n, std::int64_t step = Step) {
+    for (std::int64_t x = 0; x < n; ++x) {
         unsigned sample = 0;
         for (int i = 0; i < Bytes; ++i) {
             sample |= static_cast<unsigned>(bytes[x * (Step != 0 ? Step : step) * Bytes + i]) << (8 * i);
@@ -45,8 +45,8 @@ void takeStrided(const unsigned char* __restrict bytes, T* __restrict to, long n
     }
 }
 template <int Bytes, int Step, typename T>
-void putStrided(unsigned char* __restrict bytes, const T* __restrict from, long n, long step = Step) {
-    for (long x = 0; x < n; ++x) {
+void putStrided(unsigned char* __restrict bytes, const T* __restrict from, std::int64_t n, std::int64_t step = Step) {
+    for (std::int64_t x = 0; x < n; ++x) {
         for (int i = 0; i < Bytes; ++i) {
             const auto sample = static_cast<unsigned>(from[x] & 0xFFFF);
             bytes[x * (Step != 0 ? Step : step) * Bytes + i] = static_cast<unsigned char>(sample >> (8 * i) & 0xFFU);
@@ -56,7 +56,7 @@ void putStrided(unsigned char* __restrict bytes, const T* __restrict from, long 
 
 template <typename T>
 T* rowOf(const ImageData<T>& image, int c, int y) {
-    return image.planes[c] + static_cast<long>(y) * image.stride;
+    return image.planes[c] + static_cast<std::int64_t>(y) * image.stride;
 }
 
 template <typename T>
@@ -194,11 +194,11 @@ double ImageData<T>::getMSE(const ImageData* other) const {
     if (width != other->width || height != other->height || channels != other->channels) {
         return -1.0;
     }
-    using Difference = std::conditional_t<sizeof(T) == sizeof(short), int, long>;
+    using Difference = std::conditional_t<sizeof(T) == sizeof(std::int16_t), int, std::int64_t>;
     double sum = 0.0;
     for (int c = 0; c < channels; ++c) {
         for (int y = 0; y < height; ++y) {
-            const long start = static_cast<long>(y) * stride;
+            const std::int64_t start = static_cast<std::int64_t>(y) * stride;
             for (int x = 0; x < width; ++x) {
                 const Difference theirs = other->planes[c][start + x];
                 const auto difference = static_cast<double>(theirs - planes[c][start + x]);
@@ -209,7 +209,7 @@ double ImageData<T>::getMSE(const ImageData* other) const {
     return sum / width / height / channels;
 }
 
-template class ImageData<short>;
-template class ImageData<long>;
+template class ImageData<std::int16_t>;
+template class ImageData<std::int64_t>;
 
 } // namespace teko

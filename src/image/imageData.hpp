@@ -5,6 +5,7 @@
 // pixel follow one another; a sample is one unsigned byte, or two with the least significant first.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 
 namespace teko {
@@ -50,7 +51,7 @@ public:
     int stride;                                 // samples from one row's start to the next; the width
 };
 
-extern template class ImageData<short>;
-extern template class ImageData<long>;
+extern template class ImageData<std::int16_t>;
+extern template class ImageData<std::int64_t>;
 
 } // namespace teko

@@ -2,7 +2,7 @@
 // Joining raw rows in standard C++. Included once per target, inside its region and namespace: the compiler finds the
 // vectors. No include guard, no includes.
 
-inline void joinBytes(const SplitSamples<short>& samples, int width, unsigned char* __restrict raw) {
+inline void joinBytes(const SplitSamples<std::int16_t>& samples, int width, unsigned char* __restrict raw) {
     for (int i = 0; i < width / 2; ++i) {
         raw[2 * i] = static_cast<unsigned char>(samples.even[i] & 0xFF);
         raw[2 * i + 1] = static_cast<unsigned char>(samples.odd[i] & 0xFF);
@@ -23,7 +23,7 @@ void joinWords(const SplitSamples<Row>& samples, int width, unsigned char* __res
 
 // What becomes of samples before their low bytes are taken.
 struct Unclamped {
-    short operator()(short sample) const { return sample; }
+    std::int16_t operator()(std::int16_t sample) const { return sample; }
 };
 
 struct ClampedBelow {
@@ -58,38 +58,38 @@ void clampRow(Row* samples, int n, int limit) {
 // Pixels first, first + 2, ...: those at even places or those at odd ones. The transform is that of
 // colourTransform.hpp.
 template <typename Clamp>
-void joinColourPixels(int first, const short* luminance, const short* red, const short* blue, int width, Clamp clamp,
-                      unsigned char* __restrict raw) {
+void joinColourPixels(int first, const std::int16_t* luminance, const std::int16_t* red, const std::int16_t* blue,
+                      int width, Clamp clamp, unsigned char* __restrict raw) {
     for (int x = first; x < width; x += 2) {
         const int u = red[x / 2];
         const int v = blue[x / 2];
         const int g = luminance[x / 2] - ((u + v) >> 2);
-        raw[3 * x] = static_cast<unsigned char>(clamp(static_cast<short>(u + g)) & 0xFF);
-        raw[3 * x + 1] = static_cast<unsigned char>(clamp(static_cast<short>(g)) & 0xFF);
-        raw[3 * x + 2] = static_cast<unsigned char>(clamp(static_cast<short>(v + g)) & 0xFF);
+        raw[3 * x] = static_cast<unsigned char>(clamp(static_cast<std::int16_t>(u + g)) & 0xFF);
+        raw[3 * x + 1] = static_cast<unsigned char>(clamp(static_cast<std::int16_t>(g)) & 0xFF);
+        raw[3 * x + 2] = static_cast<unsigned char>(clamp(static_cast<std::int16_t>(v + g)) & 0xFF);
     }
 }
 
 // From pixel `from` on, which is at an even place.
 template <typename Clamp>
-void joinColoursFrom(int from, const SplitSamples<short>* channels, int width, Clamp clamp, unsigned char* raw) {
+void joinColoursFrom(int from, const SplitSamples<std::int16_t>* channels, int width, Clamp clamp, unsigned char* raw) {
     joinColourPixels(from, channels[0].even, channels[1].even, channels[2].even, width, clamp, raw);
     joinColourPixels(from + 1, channels[0].odd, channels[1].odd, channels[2].odd, width, clamp, raw);
 }
 
-inline void joinColours(const SplitSamples<short>* channels, int width, unsigned char* raw) {
+inline void joinColours(const SplitSamples<std::int16_t>* channels, int width, unsigned char* raw) {
     joinColoursFrom(0, channels, width, Unclamped{}, raw);
 }
 
-inline void joinColoursBelowFrom(int from, const SplitSamples<short>* channels, int width, int limit,
+inline void joinColoursBelowFrom(int from, const SplitSamples<std::int16_t>* channels, int width, int limit,
                                  unsigned char* raw) {
     if (limit < 0) {
         joinColoursFrom(from, channels, width, ClampedBelow{limit}, raw);
     } else {
-        joinColoursFrom(from, channels, width, ClampedInto<short>(limit), raw);
+        joinColoursFrom(from, channels, width, ClampedInto<std::int16_t>(limit), raw);
     }
 }
 
-inline void joinColoursBelow(const SplitSamples<short>* channels, int width, int limit, unsigned char* raw) {
+inline void joinColoursBelow(const SplitSamples<std::int16_t>* channels, int width, int limit, unsigned char* raw) {
     joinColoursBelowFrom(0, channels, width, limit, raw);
 }

@@ -33,7 +33,7 @@ namespace {
 
 #include "image/splitRawRowsGeneric.hpp"
 
-void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<std::int16_t>& samples) {
     int x = 0;
     for (; x + 32 <= width; x += 32) {
         const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + x));
@@ -47,21 +47,21 @@ void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples
 void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples<int>& samples) {
     int x = 0;
     for (; x + 16 <= width; x += 16) {
-        const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + 2L * x));
+        const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + std::int64_t{2} * x));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.even + x / 2),
                             _mm256_and_si256(pairs, _mm256_set1_epi32(0xFFFF)));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(samples.odd + x / 2), _mm256_srli_epi32(pairs, 16));
     }
-    splitWords(raw + 2L * x, width - x, samples.from(x));
+    splitWords(raw + std::int64_t{2} * x, width - x, samples.from(x));
 }
 
-unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<std::int16_t>& samples) {
     const __m256i lowWords = _mm256_set1_epi32(0xFFFF);
     __m256i all = _mm256_setzero_si256();
     int x = 0;
     for (; x + 32 <= width; x += 32) {
-        const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + 2L * x));
-        const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + 2L * x + 32));
+        const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + std::int64_t{2} * x));
+        const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(raw + std::int64_t{2} * x + 32));
         all = _mm256_or_si256(all, _mm256_or_si256(low, high));
         const __m256i even = _mm256_packus_epi32(_mm256_and_si256(low, lowWords), _mm256_and_si256(high, lowWords));
         const __m256i odd = _mm256_packus_epi32(_mm256_srli_epi32(low, 16), _mm256_srli_epi32(high, 16));
@@ -70,7 +70,7 @@ unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const Spl
     }
     std::uint16_t lanes[16];
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes), all);
-    unsigned bits = splitSmallWords(raw + 2L * x, width - x, samples.from(x));
+    unsigned bits = splitSmallWords(raw + std::int64_t{2} * x, width - x, samples.from(x));
     for (const std::uint16_t lane : lanes) {
         bits |= lane;
     }
@@ -106,13 +106,13 @@ inline __m128i gathered(const __m128i* groups, const signed char (*places)[16]) 
 }
 
 // The samples at even places, then those at odd ones.
-inline void storeSplit(const __m256i& samples, const SplitSamples<short>& to, int i) {
+inline void storeSplit(const __m256i& samples, const SplitSamples<std::int16_t>& to, int i) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to.even + i), _mm256_castsi256_si128(samples));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to.odd + i), _mm256_extracti128_si256(samples, 1));
 }
 
 // Sixteen pixels at a time: nine byte shuffles where the plain loop moves 48 samples.
-void splitColoursInVectors(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+void splitColoursInVectors(const unsigned char* raw, int width, const SplitSamples<std::int16_t>* channels) {
     int x = 0;
     for (; x + 16 <= width; x += 16) {
         __m128i groups[3];
@@ -144,7 +144,7 @@ namespace {
 
 #include "target/wordPairsAvx512.hpp"
 
-void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples<std::int16_t>& samples) {
     int x = 0;
     for (; x + 64 <= width; x += 64) {
         const __m512i pairs = _mm512_loadu_si512(raw + x);
@@ -157,26 +157,26 @@ void splitBytesInVectors(const unsigned char* raw, int width, const SplitSamples
 void splitWordsInVectors(const unsigned char* raw, int width, const SplitSamples<int>& samples) {
     int x = 0;
     for (; x + 32 <= width; x += 32) {
-        const __m512i pairs = _mm512_loadu_si512(raw + 2L * x);
+        const __m512i pairs = _mm512_loadu_si512(raw + std::int64_t{2} * x);
         _mm512_storeu_si512(samples.even + x / 2, _mm512_and_si512(pairs, _mm512_set1_epi32(0xFFFF)));
         _mm512_storeu_si512(samples.odd + x / 2, _mm512_srli_epi32(pairs, 16));
     }
-    avx2::splitWordsInVectors(raw + 2L * x, width - x, samples.from(x));
+    avx2::splitWordsInVectors(raw + std::int64_t{2} * x, width - x, samples.from(x));
 }
 
-unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<short>& samples) {
+unsigned splitSmallWordsInVectors(const unsigned char* raw, int width, const SplitSamples<std::int16_t>& samples) {
     __m512i all = _mm512_setzero_si512();
     int x = 0;
     for (; x + 64 <= width; x += 64) {
-        const __m512i low = _mm512_loadu_si512(raw + 2L * x);
-        const __m512i high = _mm512_loadu_si512(raw + 2L * x + 64);
+        const __m512i low = _mm512_loadu_si512(raw + std::int64_t{2} * x);
+        const __m512i high = _mm512_loadu_si512(raw + std::int64_t{2} * x + 64);
         all = _mm512_or_si512(all, _mm512_or_si512(low, high));
         const auto [even, odd] = unzipWords(low, high);
         _mm512_storeu_si512(samples.even + x / 2, even);
         _mm512_storeu_si512(samples.odd + x / 2, odd);
     }
     const auto pairs = static_cast<unsigned>(_mm512_reduce_or_epi32(all));
-    const unsigned ofRest = avx2::splitSmallWordsInVectors(raw + 2L * x, width - x, samples.from(x));
+    const unsigned ofRest = avx2::splitSmallWordsInVectors(raw + std::int64_t{2} * x, width - x, samples.from(x));
     return ofRest | (pairs & 0xFFFF) | pairs >> 16;
 }
 
@@ -220,11 +220,12 @@ inline __m512i luminance(__m512i r, __m512i g, __m512i b) {
 }
 
 // 64 pixels at a time, and 64 bytes above (1.03 times on encodes of photographs cut to 5 %, against 256-bit vectors).
-void splitColoursInVectors(const unsigned char* raw, int width, const SplitSamples<short>* channels) {
+void splitColoursInVectors(const unsigned char* raw, int width, const SplitSamples<std::int16_t>* channels) {
     int x = 0;
     for (; x + 64 <= width; x += 64) {
-        const __m512i pixels[3] = {_mm512_loadu_si512(raw + 3L * x), _mm512_loadu_si512(raw + 3L * x + 64),
-                                   _mm512_loadu_si512(raw + 3L * x + 128)};
+        const __m512i pixels[3] = {_mm512_loadu_si512(raw + std::int64_t{3} * x),
+                                   _mm512_loadu_si512(raw + std::int64_t{3} * x + 64),
+                                   _mm512_loadu_si512(raw + std::int64_t{3} * x + 128)};
         const Halves r = Halves::gathered(pixels, 0);
         const Halves g = Halves::gathered(pixels, 1);
         const Halves b = Halves::gathered(pixels, 2);
@@ -235,8 +236,8 @@ void splitColoursInVectors(const unsigned char* raw, int width, const SplitSampl
         _mm512_storeu_si512(channels[2].even + x / 2, _mm512_sub_epi16(b.even, g.even));
         _mm512_storeu_si512(channels[2].odd + x / 2, _mm512_sub_epi16(b.odd, g.odd));
     }
-    const SplitSamples<short> rest[] = {channels[0].from(x), channels[1].from(x), channels[2].from(x)};
-    avx2::splitColoursInVectors(raw + 3L * x, width - x, rest);
+    const SplitSamples<std::int16_t> rest[] = {channels[0].from(x), channels[1].from(x), channels[2].from(x)};
+    avx2::splitColoursInVectors(raw + std::int64_t{3} * x, width - x, rest);
 }
 
 } // namespace

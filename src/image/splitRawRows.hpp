@@ -4,6 +4,8 @@
 
 #include "target/target.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // Of one channel.
@@ -19,13 +21,13 @@ struct SplitSamples {
 // Each takes `width` pixels. Up to 32 samples beyond them may be written. Every target gives the same.
 struct SplitRawRows {
     // One byte a pixel.
-    void (*bytes)(const unsigned char* raw, int width, const SplitSamples<short>& samples);
+    void (*bytes)(const unsigned char* raw, int width, const SplitSamples<std::int16_t>& samples);
     // Two bytes a pixel, the least significant first.
     void (*words)(const unsigned char* raw, int width, const SplitSamples<int>& samples);
     // The same into short, which has no room for the largest. Returns the OR of all samples.
-    unsigned (*smallWords)(const unsigned char* raw, int width, const SplitSamples<short>& samples);
+    unsigned (*smallWords)(const unsigned char* raw, int width, const SplitSamples<std::int16_t>& samples);
     // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
-    void (*colours)(const unsigned char* raw, int width, const SplitSamples<short>* channels);
+    void (*colours)(const unsigned char* raw, int width, const SplitSamples<std::int16_t>* channels);
 };
 
 const SplitRawRows& splitRawRows(Target target);

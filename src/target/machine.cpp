@@ -4,6 +4,7 @@
 #include <bit>
 #include <cfloat>
 #include <climits>
+#include <cstdint>
 #include <limits>
 
 namespace teko {
@@ -12,14 +13,13 @@ namespace {
 
 // Samples and the sums of the filter wrap at these widths, and the file holds bytes.
 static_assert(CHAR_BIT == 8, "files are bytes of 8 bits");
-static_assert(sizeof(short) == 2, "coefficients of 8-bit samples wrap at 16 bits");
-static_assert(sizeof(int) == 4, "sums over short samples are taken in 32 bits");
-static_assert(sizeof(long) == 8, "coefficients of 16-bit samples have 64 bits, and files may pass 2 GB");
-static_assert(sizeof(void*) == 8, "planes of 2^31 samples have to be addressed");
+static_assert(sizeof(std::int16_t) == 2, "coefficients of 8-bit samples wrap at 16 bits");
+static_assert(sizeof(int) == 4, "sums over std::int16_t samples are taken in 32 bits");
+static_assert(sizeof(std::int64_t) == 8, "coefficients of 16-bit samples have 64 bits, and files may pass 2 GB");
 
 // The language promises both since C++20; compilers in earlier modes do not.
 static_assert(-1 >> 1 == -1, "rounding shifts negative sums to the right");
-static_assert(static_cast<short>(0xFFFFU) == -1, "conversions to a narrower type keep the low bits");
+static_assert(static_cast<std::int16_t>(0xFFFFU) == -1, "conversions to a narrower type keep the low bits");
 
 static_assert(std::endian::native == std::endian::little || std::endian::native == std::endian::big,
               "words are stored in one of two orders");

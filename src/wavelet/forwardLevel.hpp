@@ -6,14 +6,16 @@
 #include "wavelet/coarserLevel.hpp"
 #include "wavelet/rowWindow.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 // Up to which magnitudes in its rows a level may use the kernels for smaller values. A predicted sample is at most 2.25
 // times the largest, and before it is scaled an updated one 1.5 times: the sums of the magnitudes of the filter's
 // weights. The kernels down the columns meet samples that have been through a row pass, so they meet 2.25 * 1.5 * 600 <
 // 2047 at most, or 2.25 * 2.25 * 1638 < 16383 and 2.25 * 1.5 * 1638 < 24575.
-constexpr long largestForSmallKernels = 600;
-constexpr long largestForKernels = 1638;
+constexpr std::int64_t largestForSmallKernels = 600;
+constexpr std::int64_t largestForKernels = 1638;
 
 // A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
 // level, if there is one, as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y,
@@ -128,7 +130,7 @@ private:
     bool wrapsEverywhere;
     CoarserForward<T>* coarser; // not owned
     int advanced = 0;           // rows
-    long largest = -1;          // of all rows so far: looking at those around each row anew costs more than it gains
+    std::int64_t largest = -1;  // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;
 };

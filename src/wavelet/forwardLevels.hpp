@@ -6,6 +6,7 @@
 #include "wavelet/rowStream.hpp"
 #include "wavelet/wideningForwardLevel.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 
@@ -57,34 +58,34 @@ template <typename T>
 struct ForwardLevels;
 
 template <>
-struct ForwardLevels<short> {
-    using Sink = CoefficientSink<short>;
-    using Pass = PassToSink<short, Sink>;
-    using Coarser = CoarserForward<short>;
-    using PlaneLevel = ForwardPlaneLevel<short, Pass>;
-    using Level = ForwardLevel<short, Pass>;
+struct ForwardLevels<std::int16_t> {
+    using Sink = CoefficientSink<std::int16_t>;
+    using Pass = PassToSink<std::int16_t, Sink>;
+    using Coarser = CoarserForward<std::int16_t>;
+    using PlaneLevel = ForwardPlaneLevel<std::int16_t, Pass>;
+    using Level = ForwardLevel<std::int16_t, Pass>;
 
-    static std::unique_ptr<Level> make(const Lattice<short>& lattice, const LevelShape& shape, Target target,
+    static std::unique_ptr<Level> make(const Lattice<std::int16_t>& lattice, const LevelShape& shape, Target target,
                                        Sink& sink, Coarser* coarser) {
-        return std::make_unique<Level>(lattice, rowKernels<short>(target), Pass(shape, sink), coarser);
+        return std::make_unique<Level>(lattice, rowKernels<std::int16_t>(target), Pass(shape, sink), coarser);
     }
-    static SplitRow<short>* placeSmall(Level&, int) { return nullptr; }
+    static SplitRow<std::int16_t>* placeSmall(Level&, int) { return nullptr; }
 };
 
 template <>
-struct ForwardLevels<long> {
-    using Sink = CoefficientSink<long>;
+struct ForwardLevels<std::int64_t> {
+    using Sink = CoefficientSink<std::int64_t>;
     using SmallPass = PassToSink<SmallLong, Sink>;
-    using Pass = PassToSink<long, Sink>;
+    using Pass = PassToSink<std::int64_t, Sink>;
     using Coarser = CoarserForwardOfAny;
     using PlaneLevel = ForwardPlaneLevelOfAny<Pass>;
     using Level = WideningForwardLevel<SmallPass, Pass>;
 
-    static std::unique_ptr<Level> make(const Lattice<long>& lattice, const LevelShape& shape, Target target, Sink& sink,
-                                       Coarser* coarser) {
+    static std::unique_ptr<Level> make(const Lattice<std::int64_t>& lattice, const LevelShape& shape, Target target,
+                                       Sink& sink, Coarser* coarser) {
         return std::make_unique<Level>(lattice, target, SmallPass(shape, sink), Pass(shape, sink), coarser);
     }
-    static SplitRow<short>* placeSmall(Level& level, int y) { return level.placeSmall(y); }
+    static SplitRow<std::int16_t>* placeSmall(Level& level, int y) { return level.placeSmall(y); }
 };
 
 } // namespace teko

@@ -7,14 +7,15 @@
 #include "wavelet/rowWindow.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace teko {
 
 // Up to which magnitudes in the rows that a level starts from the kernels for small values give the exact result
 // everywhere: steps of the inverse make samples at most 1.35 and 2.7 times as large, and exact sums need
 // 20 * 1.35 * 1212 < 32768.
-constexpr long largestForUnupdate = 6000;
-constexpr long largestForExactSum = 1212;
+constexpr std::int64_t largestForUnupdate = 6000;
+constexpr std::int64_t largestForExactSum = 1212;
 
 // A level of the inverse. fill(y, row) gives it the coefficients and the approximation of a row, in the order of the
 // rows, and returns whether the rows can hold all that the level makes of them.
@@ -114,10 +115,10 @@ private:
     Fill fill;
     int n;
     bool exactEverywhere;
-    int read = 0;      // rows
-    int next = 0;      // even row
-    int restored = -1; // all rows up to this one
-    long largest = -1; // of all rows so far
+    int read = 0;              // rows
+    int next = 0;              // even row
+    int restored = -1;         // all rows up to this one
+    std::int64_t largest = -1; // of all rows so far
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep unupdate = nullptr;
 };

@@ -7,6 +7,7 @@
 #include "wavelet/wideningInverseLevel.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 
 namespace teko {
@@ -47,18 +48,18 @@ private:
 };
 
 // Whether a class of long samples is taken in short.
-inline bool isTakenSmall(const CoefficientSource<long>& source, int c, Target target) {
+inline bool isTakenSmall(const CoefficientSource<std::int64_t>& source, int c, Target target) {
     return gainsFromShortRows(target) && source.magnitudeBits(c) < 16;
 }
 
 // The same in int, from classes and levels of either kind. Kernels for int rows do without bounds.
 class FillWideRows {
 public:
-    FillWideRows(const LevelShape& levelShape, Target target, CoefficientSource<long>& itsSource,
+    FillWideRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
                  CoarserInverseOfAny* coarserLevel)
         : shape(levelShape), isSmall{isTakenSmall(itsSource, shape.c, target),
                                      isTakenSmall(itsSource, shape.c + 1, target)},
-          kernels(rowKernels<long>(target)), between(rowKernels<SmallLong>(target)), source(itsSource),
+          kernels(rowKernels<std::int64_t>(target)), between(rowKernels<SmallLong>(target)), source(itsSource),
           coarser(coarserLevel) {}
 
     bool operator()(int y, SplitRow<int>& row) const {
@@ -107,27 +108,27 @@ private:
 
     LevelShape shape;
     bool isSmall[2]; // the class, and the next one
-    const RowKernels<long>& kernels;
+    const RowKernels<std::int64_t>& kernels;
     const RowKernels<SmallLong>& between;
-    CoefficientSource<long>& source;
+    CoefficientSource<std::int64_t>& source;
     CoarserInverseOfAny* coarser;
 };
 
 // The same in short. A row does not suit where the approximations up to there have too large a range.
 class FillSmallRows {
 public:
-    FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<long>& itsSource,
+    FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
                   CoarserInverseOfAny* coarserLevel)
         : shape(levelShape), largest((1 << itsSource.magnitudeBits(shape.c)) - 1),
           kernels(rowKernels<SmallLong>(target)), source(itsSource), coarser(coarserLevel) {}
 
     // Whether a level can start so.
-    static bool suit(const LevelShape& shape, Target target, const CoefficientSource<long>& source) {
+    static bool suit(const LevelShape& shape, Target target, const CoefficientSource<std::int64_t>& source) {
         return isTakenSmall(source, shape.c, target) &&
                (!shape.isCoarsest || isTakenSmall(source, shape.c + 1, target));
     }
 
-    bool operator()(int y, SplitRow<short>& row) {
+    bool operator()(int y, SplitRow<std::int16_t>& row) {
         if (y % 2 != 0) {
             kernels.split(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
             return true;
@@ -143,7 +144,7 @@ public:
     }
 
 private:
-    void merge(const AnySplitRow& restored, SplitRow<short>& row) {
+    void merge(const AnySplitRow& restored, SplitRow<std::int16_t>& row) {
         if (restored.small != nullptr) {
             kernels.mergeExtending(row.even, shape.evens(), restored.small->even, restored.small->odd, range);
         } else {
@@ -156,7 +157,7 @@ private:
     LevelShape shape;
     int largest; // of the coefficients that are no approximations
     const RowKernels<SmallLong>& kernels;
-    CoefficientSource<long>& source;
+    CoefficientSource<std::int64_t>& source;
     CoarserInverseOfAny* coarser;
     SampleRange range; // of the approximations so far
 };
@@ -166,26 +167,26 @@ template <typename T>
 struct InverseLevels;
 
 template <>
-struct InverseLevels<short> {
-    using Coarser = CoarserInverse<short>;
+struct InverseLevels<std::int16_t> {
+    using Coarser = CoarserInverse<std::int16_t>;
 
-    static std::unique_ptr<Coarser> make(const Lattice<short>& lattice, const LevelShape& shape, Target target,
-                                         CoefficientSource<short>& source, Coarser* coarser) {
-        using Fill = FillRows<short>;
-        const Fill fill(shape, rowKernels<short>(target), source, coarser);
+    static std::unique_ptr<Coarser> make(const Lattice<std::int16_t>& lattice, const LevelShape& shape, Target target,
+                                         CoefficientSource<std::int16_t>& source, Coarser* coarser) {
+        using Fill = FillRows<std::int16_t>;
+        const Fill fill(shape, rowKernels<std::int16_t>(target), source, coarser);
         if (lattice.isLongEnough()) {
-            return std::make_unique<InverseLevel<short, Fill>>(lattice, rowKernels<short>(target), fill);
+            return std::make_unique<InverseLevel<std::int16_t, Fill>>(lattice, rowKernels<std::int16_t>(target), fill);
         }
-        return std::make_unique<InversePlaneLevel<short, Fill>>(lattice, fill);
+        return std::make_unique<InversePlaneLevel<std::int16_t, Fill>>(lattice, fill);
     }
 };
 
 template <>
-struct InverseLevels<long> {
+struct InverseLevels<std::int64_t> {
     using Coarser = CoarserInverseOfAny;
 
-    static std::unique_ptr<Coarser> make(const Lattice<long>& lattice, const LevelShape& shape, Target target,
-                                         CoefficientSource<long>& source, Coarser* coarser) {
+    static std::unique_ptr<Coarser> make(const Lattice<std::int64_t>& lattice, const LevelShape& shape, Target target,
+                                         CoefficientSource<std::int64_t>& source, Coarser* coarser) {
         const FillWideRows wideFill(shape, target, source, coarser);
         if (lattice.isLongEnough()) {
             return std::make_unique<WideningInverseLevel<FillSmallRows, FillWideRows>>(

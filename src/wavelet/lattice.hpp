@@ -2,6 +2,8 @@
 // The samples that a level of the decomposition works on.
 #pragma once
 
+#include <cstdint>
+
 namespace teko {
 
 // The samples of one plane that a level works on: those with x and y multiples of the step.
@@ -16,7 +18,7 @@ struct Lattice {
     int columns() const { return (width - 1) / step + 1; }
     int rows() const { return (height - 1) / step + 1; }
     unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
-    T* row(int y) const { return plane + static_cast<long>(y) * stride; }
+    T* row(int y) const { return plane + static_cast<std::int64_t>(y) * stride; }
 
     // The same places of other samples, without a plane.
     template <typename Other>

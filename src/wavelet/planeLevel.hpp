@@ -9,6 +9,7 @@
 #include "wavelet/lattice.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -43,7 +44,7 @@ public:
         for (int x = 0; x < columns; ++x) {
             const T sample = row(y)[x];
             (x % 2 == 0 ? split.even : split.odd)[x / 2] = static_cast<Row>(sample);
-            split.largest = std::max(split.largest, std::abs(long{sample}));
+            split.largest = std::max(split.largest, std::abs(std::int64_t{sample}));
         }
         return split;
     }
@@ -65,7 +66,7 @@ public:
     const int rows;
 
 private:
-    T* row(int y) { return samples.data() + static_cast<long>(y) * columns; }
+    T* row(int y) { return samples.data() + static_cast<std::int64_t>(y) * columns; }
 
     // Through a copy with room for edges, in the way that the lattice's place in the image demands.
     void filterColumns(void (Filter<T>::*inPlace)(T*, int, unsigned long), void (Filter<T>::*onCopy)(T*, int)) {

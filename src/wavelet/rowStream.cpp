@@ -7,6 +7,7 @@
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -22,7 +23,7 @@ Lattice<T> finestLattice(int width, int height) {
 } // namespace
 
 bool suitsRowStreams(int width, int height) {
-    return numberOfLevels(width, height) > 0 && finestLattice<short>(width, height).isLongEnough();
+    return numberOfLevels(width, height) > 0 && finestLattice<std::int16_t>(width, height).isLongEnough();
 }
 
 // Int rows never get too large for their kernels: an approximation is at most
@@ -51,7 +52,7 @@ public:
     }
 
     SplitRow<RowSample<T>>& next() { return finest->place(y); }
-    SplitRow<short>* nextSmall() { return Levels::placeSmall(*finest, y); }
+    SplitRow<std::int16_t>* nextSmall() { return Levels::placeSmall(*finest, y); }
 
     void advance() {
         finest->taken(y++);
@@ -83,7 +84,7 @@ SplitRow<RowSample<T>>& ForwardStream<T>::next() {
 }
 
 template <typename T>
-SplitRow<short>* ForwardStream<T>::nextSmall() {
+SplitRow<std::int16_t>* ForwardStream<T>::nextSmall() {
     return chain->nextSmall();
 }
 
@@ -130,9 +131,9 @@ typename InverseStream<T>::NextRow InverseStream<T>::next() {
     return chain->next();
 }
 
-template class ForwardStream<short>;
-template class ForwardStream<long>;
-template class InverseStream<short>;
-template class InverseStream<long>;
+template class ForwardStream<std::int16_t>;
+template class ForwardStream<std::int64_t>;
+template class InverseStream<std::int16_t>;
+template class InverseStream<std::int64_t>;
 
 } // namespace teko

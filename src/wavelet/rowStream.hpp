@@ -27,8 +27,8 @@ public:
     // The same from a row whose samples at even and at odd places lie apart.
     virtual void takePairs(int c, const Row* even, const Row* odd, int n) = 0;
     // The same in rows of short, whose coefficients have magnitudes below 2^15; only for long samples.
-    virtual void takeSmall(int c, const short* samples, int n) = 0;
-    virtual void takeSmallPairs(int c, const short* even, const short* odd, int n) = 0;
+    virtual void takeSmall(int c, const std::int16_t* samples, int n) = 0;
+    virtual void takeSmallPairs(int c, const std::int16_t* even, const std::int16_t* odd, int n) = 0;
 
 protected:
     ~CoefficientSink() = default;
@@ -48,7 +48,7 @@ public:
     SplitRow<RowSample<T>>& next();
     // The same in a row of short, for long samples alone, that takes 0 to 32767. Null once there have been samples that
     // lie too far apart for such rows; who meets one that is no short asks for the same row again, by next.
-    SplitRow<short>* nextSmall();
+    SplitRow<std::int16_t>* nextSmall();
     // After it is there. With the last row, all coefficients have been passed on. These three throw std::bad_alloc
     // where rows of short go on as rows of int.
     void advance();
@@ -68,7 +68,7 @@ public:
     // Only for long samples: magnitudes of class c are below 2^n.
     virtual int magnitudeBits(int c) const = 0;
     // As take, where there are no more than 15 bits. A class is always taken in the same way.
-    virtual const short* takeSmall(int c, int n) = 0;
+    virtual const std::int16_t* takeSmall(int c, int n) = 0;
 
 protected:
     ~CoefficientSource() = default;
@@ -88,7 +88,7 @@ public:
     ~InverseStream();
     InverseStream(InverseStream&&) noexcept;
 
-    using NextRow = std::conditional_t<std::is_same_v<T, long>, AnySplitRow, const SplitRow<short>&>;
+    using NextRow = std::conditional_t<std::is_same_v<T, std::int64_t>, AnySplitRow, const SplitRow<std::int16_t>&>;
 
     // The next row, from the top; to be used before the next is asked for, and may be changed. Throws std::bad_alloc.
     NextRow next();
@@ -98,9 +98,9 @@ private:
     std::unique_ptr<Chain> chain;
 };
 
-extern template class ForwardStream<short>;
-extern template class ForwardStream<long>;
-extern template class InverseStream<short>;
-extern template class InverseStream<long>;
+extern template class ForwardStream<std::int16_t>;
+extern template class ForwardStream<std::int64_t>;
+extern template class InverseStream<std::int16_t>;
+extern template class InverseStream<std::int64_t>;
 
 } // namespace teko

@@ -30,7 +30,7 @@ public:
           memory(new Row[static_cast<std::size_t>(2 * half) * used() + 2 * vector]()) {
         Row* const start = memory.get() + alignedStart();
         for (std::size_t i = 0; i < used(); ++i) {
-            rows[i].even = start + 2 * half * static_cast<long>(i) + margin;
+            rows[i].even = start + 2 * half * static_cast<std::int64_t>(i) + margin;
             rows[i].odd = rows[i].even + half;
         }
     }
@@ -87,20 +87,21 @@ private:
     std::size_t used() const { return std::min(held, static_cast<std::size_t>(lastRow + 1)); }
 
     // Rows start on cache lines.
-    long alignedStart() const {
+    std::int64_t alignedStart() const {
         constexpr std::uintptr_t line = 64;
-        return static_cast<long>((line - reinterpret_cast<std::uintptr_t>(memory.get()) % line) % line / sizeof(Row));
+        return static_cast<std::int64_t>((line - reinterpret_cast<std::uintptr_t>(memory.get()) % line) % line /
+                                         sizeof(Row));
     }
 
-    static constexpr long margin = 32;
-    static constexpr long vector = 32;
+    static constexpr std::int64_t margin = 32;
+    static constexpr std::int64_t vector = 32;
     static constexpr std::size_t held = 12 + spareRows;
 
     const RowKernels<T>& kernels;
     const int lastRow; // kept here: asking the lattice costs a division (1.05 times on encodes cut to 5 %)
     const int evens;
     const int odds;
-    const long half;
+    const std::int64_t half;
     std::unique_ptr<Row[]> memory;
     std::array<SplitRow<Row>, held> rows{};
 };

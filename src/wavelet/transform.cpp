@@ -6,6 +6,7 @@
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 
 namespace teko {
@@ -33,14 +34,14 @@ void forBlock(const Lattice<T>& lattice, int x0, int count, T* slots, Copy copy)
     for (int i = 0; i < lattice.rows(); ++i) {
         T* samples = lattice.row(i * lattice.step) + x0;
         for (int j = 0; j < count; ++j) {
-            copy(samples[j * lattice.step], slots[static_cast<long>(j) * slotLength + Filter<T>::edgeRoom + i]);
+            copy(samples[j * lattice.step], slots[static_cast<std::int64_t>(j) * slotLength + Filter<T>::edgeRoom + i]);
         }
     }
 }
 
 template <typename T>
 void filterColumnsInBlocks(const Lattice<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
-    const long slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
+    const std::int64_t slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
     const std::unique_ptr<T[]> slots(new T[static_cast<std::size_t>(blockColumns * slotLength)]);
     for (int first = 0; first < lattice.columns(); first += blockColumns) {
         const int count = std::min(blockColumns, lattice.columns() - first);
@@ -97,9 +98,9 @@ void Wavelet<T>::untransform(ImageData<T>* image) {
     }
 }
 
-template void Wavelet<short>::transform(ImageData<short>*);
-template void Wavelet<long>::transform(ImageData<long>*);
-template void Wavelet<short>::untransform(ImageData<short>*);
-template void Wavelet<long>::untransform(ImageData<long>*);
+template void Wavelet<std::int16_t>::transform(ImageData<std::int16_t>*);
+template void Wavelet<std::int64_t>::transform(ImageData<std::int64_t>*);
+template void Wavelet<std::int16_t>::untransform(ImageData<std::int16_t>*);
+template void Wavelet<std::int64_t>::untransform(ImageData<std::int64_t>*);
 
 } // namespace teko

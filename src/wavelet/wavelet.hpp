@@ -5,6 +5,8 @@
 #include "filter/filter.hpp"
 #include "image/imageData.hpp"
 
+#include <cstdint>
+
 namespace teko {
 
 struct BitStreamer;
@@ -43,7 +45,7 @@ struct Wavelet {
     int readWavelet(ImageData<T>* image, BitStreamer& in);
 };
 
-extern template struct Wavelet<short>;
-extern template struct Wavelet<long>;
+extern template struct Wavelet<std::int16_t>;
+extern template struct Wavelet<std::int64_t>;
 
 } // namespace teko

@@ -5,12 +5,13 @@
 #include "wavelet/forwardLevel.hpp"
 #include "wavelet/planeLevel.hpp"
 
+#include <cstdint>
 #include <memory>
 
 namespace teko {
 
 // Takes its rows as either.
-class CoarserForwardOfAny : public CoarserForward<SmallLong>, public CoarserForward<long> {};
+class CoarserForwardOfAny : public CoarserForward<SmallLong>, public CoarserForward<std::int64_t> {};
 
 // A level that starts small where its target gains from that, and goes on as a wide one from the first row on that has
 // larger samples or comes as such a row. Rows of short take half the time (16-bit images with samples of 12 bits: 1.3
@@ -19,20 +20,20 @@ template <typename SmallPass, typename Pass>
 class WideningForwardLevel final : public CoarserForwardOfAny {
 public:
     // The next coarser level is not owned.
-    WideningForwardLevel(const Lattice<long>& itsLattice, Target itsTarget, const SmallPass& smallPass,
+    WideningForwardLevel(const Lattice<std::int64_t>& itsLattice, Target itsTarget, const SmallPass& smallPass,
                          const Pass& passOn, CoarserForwardOfAny* coarserLevel)
         : lattice(itsLattice), target(itsTarget), pass(passOn), coarser(coarserLevel) {
         if (gainsFromShortRows(target)) {
             small = std::make_unique<Small>(lattice.of<SmallLong>(), rowKernels<SmallLong>(target), smallPass, coarser);
         } else {
-            wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), pass, coarser);
+            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), pass, coarser);
         }
     }
 
-    void take(int y, const short* samples) override {
+    void take(int y, const std::int16_t* samples) override {
         const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
         if (small) {
-            const SplitRow<short>& row = small->place(y);
+            const SplitRow<std::int16_t>& row = small->place(y);
             kernels.splitExtending(samples, lattice.columns(), row.even, row.odd, range);
             taken(y, range.isSmall());
         } else {
@@ -53,7 +54,7 @@ public:
         return wide->place(y);
     }
     // The same in short, for samples that are not negative; null once there have been larger ones.
-    SplitRow<short>* placeSmall(int y) { return small ? &small->place(y) : nullptr; }
+    SplitRow<std::int16_t>* placeSmall(int y) { return small ? &small->place(y) : nullptr; }
 
     // Once it is there.
     void taken(int y) { taken(y, small && (staysSmallByBound(y) || staysSmall(y))); }
@@ -68,7 +69,7 @@ public:
 
 private:
     using Small = ForwardLevel<SmallLong, SmallPass>;
-    using Wide = ForwardLevel<long, Pass>;
+    using Wide = ForwardLevel<std::int64_t, Pass>;
 
     void taken(int y, bool isSmall) {
         if (isSmall) {
@@ -93,7 +94,7 @@ private:
 
     bool staysSmall(int y) {
         const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
-        const SplitRow<short>& row = small->place(y);
+        const SplitRow<std::int16_t>& row = small->place(y);
         kernels.extendRange(row.even, (lattice.columns() + 1) / 2, range);
         kernels.extendRange(row.odd, lattice.columns() / 2, range);
         return range.isSmall();
@@ -101,12 +102,12 @@ private:
 
     void widen() {
         if (small) {
-            wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), pass, coarser, *small);
+            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), pass, coarser, *small);
             small.reset();
         }
     }
 
-    Lattice<long> lattice;
+    Lattice<std::int64_t> lattice;
     Target target;
     Pass pass;
     CoarserForwardOfAny* coarser;
@@ -118,14 +119,14 @@ private:
 template <typename Pass>
 class ForwardPlaneLevelOfAny final : public CoarserForwardOfAny {
 public:
-    ForwardPlaneLevelOfAny(const Lattice<long>& lattice, const Pass& pass) : level(lattice, pass) {}
+    ForwardPlaneLevelOfAny(const Lattice<std::int64_t>& lattice, const Pass& pass) : level(lattice, pass) {}
 
-    void take(int y, const short* samples) override { level.take(y, samples); }
+    void take(int y, const std::int16_t* samples) override { level.take(y, samples); }
     void take(int y, const int* samples) override { level.take(y, samples); }
     void finish() override { level.finish(); }
 
 private:
-    ForwardPlaneLevel<long, Pass> level;
+    ForwardPlaneLevel<std::int64_t, Pass> level;
 };
 
 } // namespace teko

@@ -5,6 +5,7 @@
 #include "wavelet/inverseLevel.hpp"
 #include "wavelet/planeLevel.hpp"
 
+#include <cstdint>
 #include <memory>
 
 namespace teko {
@@ -23,19 +24,19 @@ public:
 template <typename SmallFill, typename WideFill>
 class WideningInverseLevel final : public CoarserInverseOfAny {
 public:
-    WideningInverseLevel(const Lattice<long>& itsLattice, Target itsTarget, bool startsSmall,
+    WideningInverseLevel(const Lattice<std::int64_t>& itsLattice, Target itsTarget, bool startsSmall,
                          const SmallFill& smallFill, const WideFill& itsWideFill)
         : lattice(itsLattice), target(itsTarget), wideFill(itsWideFill) {
         if (startsSmall) {
             small = std::make_unique<Small>(lattice.of<SmallLong>(), rowKernels<SmallLong>(target), smallFill);
         } else {
-            wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), wideFill);
+            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), wideFill);
         }
     }
 
     AnySplitRow restore(int y) override {
         if (small && !small->reach(y)) {
-            wide = std::make_unique<Wide>(lattice, rowKernels<long>(target), wideFill, *small);
+            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), wideFill, *small);
             small.reset();
         }
         return small ? AnySplitRow{&small->restore(y), nullptr} : AnySplitRow{nullptr, &wide->restore(y)};
@@ -43,9 +44,9 @@ public:
 
 private:
     using Small = InverseLevel<SmallLong, SmallFill>;
-    using Wide = InverseLevel<long, WideFill>;
+    using Wide = InverseLevel<std::int64_t, WideFill>;
 
-    Lattice<long> lattice;
+    Lattice<std::int64_t> lattice;
     Target target;
     WideFill wideFill;
     std::unique_ptr<Small> small;
@@ -55,12 +56,12 @@ private:
 template <typename Fill>
 class InversePlaneLevelOfAny final : public CoarserInverseOfAny {
 public:
-    InversePlaneLevelOfAny(const Lattice<long>& lattice, const Fill& fill) : level(lattice, fill) {}
+    InversePlaneLevelOfAny(const Lattice<std::int64_t>& lattice, const Fill& fill) : level(lattice, fill) {}
 
     AnySplitRow restore(int y) override { return {nullptr, &level.restore(y)}; }
 
 private:
-    InversePlaneLevel<long, Fill> level;
+    InversePlaneLevel<std::int64_t, Fill> level;
 };
 
 } // namespace teko

@@ -21,7 +21,7 @@ const PlaneCoding<T>* planeCoding(Target target) {
     }
 }
 
-template const PlaneCoding<short>* planeCoding(Target);
-template const PlaneCoding<long>* planeCoding(Target);
+template const PlaneCoding<std::int16_t>* planeCoding(Target);
+template const PlaneCoding<std::int64_t>* planeCoding(Target);
 
 } // namespace teko

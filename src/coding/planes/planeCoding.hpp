@@ -20,13 +20,14 @@
 #include "target/target.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <cstdint>
 #include <memory>
 
 namespace teko {
 
 // The highest plane that the sliced procedures hold; images with higher ones take the plain way.
 template <typename T>
-constexpr int highestSlicedPlane = sizeof(T) == sizeof(short) ? highestPlane<T> : 28;
+constexpr int highestSlicedPlane = sizeof(T) == sizeof(std::int16_t) ? highestPlane<T> : 28;
 
 // The coefficients of an image, decoded and still sliced.
 template <typename T>
@@ -40,9 +41,9 @@ public:
 
     // After read: the next n coefficients of a class of a channel, in scan order. They are the image's and stay until
     // more of the class are asked for. Throws std::bad_alloc.
-    virtual const RowSample<T>* take(int channel, int c, long n) = 0;
+    virtual const RowSample<T>* take(int channel, int c, std::int64_t n) = 0;
     // The same in short, where magnitudes have no more than 15 bits. A class is always taken in the same way.
-    virtual const short* takeSmall(int channel, int c, long n) = 0;
+    virtual const std::int16_t* takeSmall(int channel, int c, std::int64_t n) = 0;
     // After read: magnitudes of a class are below 2^n.
     virtual int magnitudeBits(int channel, int c) const = 0;
 };
@@ -55,11 +56,11 @@ struct PlaneCoding {
     Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, Folded& folded);
     Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, Folded& folded);
     // The same from rows of short.
-    Unsigned<short> (*foldSmall)(const short* samples, int n, Folded& folded);
-    Unsigned<short> (*foldSmallPairs)(const short* even, const short* odd, int n, Folded& folded);
+    Unsigned<std::int16_t> (*foldSmall)(const std::int16_t* samples, int n, Folded& folded);
+    Unsigned<std::int16_t> (*foldSmallPairs)(const std::int16_t* even, const std::int16_t* odd, int n, Folded& folded);
     // Adds the bit lengths of the values in a block that is full or finished; returns the longest. None is longer than
     // atMost, which may be more than the longest has.
-    int (*countLengths)(const Folded& folded, long block, int atMost, std::uint64_t* counts);
+    int (*countLengths)(const Folded& folded, std::int64_t block, int atMost, std::uint64_t* counts);
     // Codes a whole class of a channel, finished and counted, into its sub-streams, down to plane `lowest`; in planes
     // from lowestSparse on few coefficients are significant. Throws std::bad_alloc.
     void (*codeClass)(const Folded& folded, StreamArrayManager<T>& streams, int channel, int c, int lowest,

@@ -38,8 +38,8 @@ const PlaneCoding<T>& planeCodingSet() {
     return procedures<T>;
 }
 
-template const PlaneCoding<short>& planeCodingSet();
-template const PlaneCoding<long>& planeCodingSet();
+template const PlaneCoding<std::int16_t>& planeCodingSet();
+template const PlaneCoding<std::int64_t>& planeCodingSet();
 
 } // namespace teko::avx2
 

@@ -13,6 +13,10 @@
 #include "coding/planes/decoding/slicedClasses.hpp"
 
 template <typename T>
-constexpr PlaneCoding<T> procedures{fold<RowSample<T>>, foldPairs<RowSample<T>>,    fold<short>,
-                                    foldPairs<short>,   countLengths<RowSample<T>>, codeClass<T>,
+constexpr PlaneCoding<T> procedures{fold<RowSample<T>>,
+                                    foldPairs<RowSample<T>>,
+                                    fold<std::int16_t>,
+                                    foldPairs<std::int16_t>,
+                                    countLengths<RowSample<T>>,
+                                    codeClass<T>,
                                     makeSliced<T>};

@@ -19,8 +19,8 @@ const RowKernels<T>& rowKernels(Target target) {
     return portable::rowKernelSet<T>();
 }
 
-template const RowKernels<short>& rowKernels(Target);
+template const RowKernels<std::int16_t>& rowKernels(Target);
 template const RowKernels<SmallLong>& rowKernels(Target);
-template const RowKernels<long>& rowKernels(Target);
+template const RowKernels<std::int64_t>& rowKernels(Target);
 
 } // namespace teko

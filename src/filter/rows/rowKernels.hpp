@@ -15,6 +15,7 @@
 #include "target/target.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <type_traits>
 
@@ -24,14 +25,14 @@ namespace teko {
 struct SmallLong {};
 
 template <typename T>
-using RowSample = std::conditional_t<std::is_same_v<T, long>, int, short>;
+using RowSample = std::conditional_t<std::is_same_v<T, std::int64_t>, int, std::int16_t>;
 
 // A row, its samples at even places and those at odd places apart.
 template <typename Row>
 struct SplitRow {
     Row* even;
     Row* odd;
-    long largest; // a bound of its magnitudes
+    std::int64_t largest; // a bound of its magnitudes
 };
 
 // The smallest and the largest of some samples.
@@ -57,13 +58,14 @@ struct SampleRange {
     // there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| + 0.56
     // w + 3.11 d.
     bool isSmallWith(int d) const {
-        return least >= -7500 && largest <= 7500 && 1773L * (largest - least) + 5430L * d <= 27'000'000;
+        return least >= -7500 && largest <= 7500 &&
+               std::int64_t{1773} * (largest - least) + std::int64_t{5430} * d <= 27'000'000;
     }
 };
 
 // A row of long samples, in one of both forms.
 struct AnySplitRow {
-    const SplitRow<short>* small; // null if it is the other
+    const SplitRow<std::int16_t>* small; // null if it is the other
     const SplitRow<int>* wide;
 };
 
@@ -73,22 +75,23 @@ struct RowKernels {
 
     // Splits n samples into those at even and at odd places. Returns a bound of the magnitudes: not below the largest,
     // and not above the next power of two.
-    long (*split)(const Row* x, int n, Row* even, Row* odd);
+    std::int64_t (*split)(const Row* x, int n, Row* even, Row* odd);
     // Puts them back; returns the bound.
-    long (*merge)(Row* x, int n, const Row* even, const Row* odd);
+    std::int64_t (*merge)(Row* x, int n, const Row* even, const Row* odd);
     // The same bound alone.
-    long (*largest)(const Row* x, int n);
+    std::int64_t (*largest)(const Row* x, int n);
 
     // Between short rows and int ones. As split; as merge, where the samples are short; extends a range by n samples.
-    void (*splitWidening)(const short* x, int n, int* even, int* odd);
-    void (*mergeWidening)(int* x, int n, const short* even, const short* odd);
-    void (*mergeNarrowing)(short* x, int n, const int* even, const int* odd);
-    void (*extendRange)(const short* x, int n, SampleRange& range);
+    void (*splitWidening)(const std::int16_t* x, int n, int* even, int* odd);
+    void (*mergeWidening)(int* x, int n, const std::int16_t* even, const std::int16_t* odd);
+    void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd);
+    void (*extendRange)(const std::int16_t* x, int n, SampleRange& range);
     void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
     // Split and merge of short rows that extend a range by the samples on the way, and look for no bound (encodes of 16
     // bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
-    void (*splitExtending)(const short* x, int n, short* even, short* odd, SampleRange& range);
-    void (*mergeExtending)(short* x, int n, const short* even, const short* odd, SampleRange& range);
+    void (*splitExtending)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
+    void (*mergeExtending)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd,
+                           SampleRange& range);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);

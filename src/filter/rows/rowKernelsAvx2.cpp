@@ -4,6 +4,7 @@
 #include "target/region.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 #if defined(__x86_64__)
@@ -18,13 +19,13 @@ namespace {
 #include "filter/rows/rowKernelsGeneric.hpp"
 
 struct Lanes {
-    using Row = short;
+    using Row = std::int16_t;
     static constexpr int count = 16;
     __m256i v;
 
-    static Lanes load(const short* x) { return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(x))}; }
-    static Lanes all(int value) { return {_mm256_set1_epi16(static_cast<short>(value))}; }
-    void store(short* x) const { _mm256_storeu_si256(reinterpret_cast<__m256i*>(x), v); }
+    static Lanes load(const std::int16_t* x) { return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(x))}; }
+    static Lanes all(int value) { return {_mm256_set1_epi16(static_cast<std::int16_t>(value))}; }
+    void store(std::int16_t* x) const { _mm256_storeu_si256(reinterpret_cast<__m256i*>(x), v); }
 };
 
 inline Lanes operator+(Lanes a, Lanes b) {
@@ -115,8 +116,8 @@ inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
 } // namespace
 
 template <>
-const RowKernels<short>& rowKernelSet() {
-    static constexpr RowKernels<short> kernels = narrowRowKernels();
+const RowKernels<std::int16_t>& rowKernelSet() {
+    static constexpr RowKernels<std::int16_t> kernels = narrowRowKernels();
     return kernels;
 }
 
@@ -127,8 +128,8 @@ const RowKernels<SmallLong>& rowKernelSet() {
 }
 
 template <>
-const RowKernels<long>& rowKernelSet() {
-    static constexpr RowKernels<long> kernels = genericRowKernels<long>();
+const RowKernels<std::int64_t>& rowKernelSet() {
+    static constexpr RowKernels<std::int64_t> kernels = genericRowKernels<std::int64_t>();
     return kernels;
 }
 

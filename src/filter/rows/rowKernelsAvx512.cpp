@@ -4,6 +4,7 @@
 #include "target/region.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 #if defined(__x86_64__)
@@ -26,13 +27,13 @@ namespace {
 #include "filter/rows/rowKernelsGeneric.hpp"
 
 struct Lanes {
-    using Row = short;
+    using Row = std::int16_t;
     static constexpr int count = 32;
     __m512i v;
 
-    static Lanes load(const short* x) { return {_mm512_loadu_si512(x)}; }
-    static Lanes all(int value) { return {_mm512_set1_epi16(static_cast<short>(value))}; }
-    void store(short* x) const { _mm512_storeu_si512(x, v); }
+    static Lanes load(const std::int16_t* x) { return {_mm512_loadu_si512(x)}; }
+    static Lanes all(int value) { return {_mm512_set1_epi16(static_cast<std::int16_t>(value))}; }
+    void store(std::int16_t* x) const { _mm512_storeu_si512(x, v); }
 };
 
 inline Lanes operator+(Lanes a, Lanes b) {
@@ -163,8 +164,8 @@ inline WideLanes broadcastSecond(WideLanes a) {
 } // namespace
 
 template <>
-const RowKernels<short>& rowKernelSet() {
-    static constexpr RowKernels<short> kernels = narrowRowKernels();
+const RowKernels<std::int16_t>& rowKernelSet() {
+    static constexpr RowKernels<std::int16_t> kernels = narrowRowKernels();
     return kernels;
 }
 
@@ -175,8 +176,8 @@ const RowKernels<SmallLong>& rowKernelSet() {
 }
 
 template <>
-const RowKernels<long>& rowKernelSet() {
-    static constexpr RowKernels<long> kernels = wideRowKernels();
+const RowKernels<std::int64_t>& rowKernelSet() {
+    static constexpr RowKernels<std::int64_t> kernels = wideRowKernels();
     return kernels;
 }
 

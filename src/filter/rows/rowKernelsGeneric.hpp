@@ -9,12 +9,12 @@ constexpr T magnitudeBits(T sample) {
 }
 
 template <typename T>
-constexpr long boundFrom(T bits) {
-    return long{bits} + 1;
+constexpr std::int64_t boundFrom(T bits) {
+    return std::int64_t{bits} + 1;
 }
 
 template <typename Row>
-long splitRow(const Row* x, int n, Row* __restrict even, Row* __restrict odd) {
+std::int64_t splitRow(const Row* x, int n, Row* __restrict even, Row* __restrict odd) {
     Row bits = 0; // of all magnitudes
     const int pairs = n / 2;
     for (int i = 0; i < pairs; ++i) {
@@ -30,7 +30,7 @@ long splitRow(const Row* x, int n, Row* __restrict even, Row* __restrict odd) {
 }
 
 template <typename Row>
-long largestInRow(const Row* x, int n) {
+std::int64_t largestInRow(const Row* x, int n) {
     Row bits = 0;
     for (int i = 0; i < n; ++i) {
         bits = static_cast<Row>(bits | magnitudeBits(x[i]));
@@ -84,7 +84,7 @@ void mergeExtending(Row* x, int n, const Row* even, const Row* odd, SampleRange&
 }
 
 template <typename Row>
-long mergeRow(Row* x, int n, const Row* even, const Row* odd) {
+std::int64_t mergeRow(Row* x, int n, const Row* even, const Row* odd) {
     mergePairs(x, n, even, odd);
     return largestInRow(x, n);
 }
@@ -189,17 +189,17 @@ void untransformRowAlong(Row* even, Row* odd, int n) {
 template <typename T>
 constexpr RowKernels<T> genericRowKernels() {
     using Row = RowSample<T>;
-    using Wrapped = std::conditional_t<std::is_same_v<T, short>, WrappedToSample, Exact>;
+    using Wrapped = std::conditional_t<std::is_same_v<T, std::int16_t>, WrappedToSample, Exact>;
     return {splitRow<Row>,
             mergeRow<Row>,
             largestInRow<Row>,
-            splitPairs<int, short>,
-            mergePairs<int, short>,
-            mergePairs<short, int>,
-            extendRange<short>,
+            splitPairs<int, std::int16_t>,
+            mergePairs<int, std::int16_t>,
+            mergePairs<std::int16_t, int>,
+            extendRange<std::int16_t>,
             extendRange<int>,
-            splitExtending<short>,
-            mergeExtending<short>,
+            splitExtending<std::int16_t>,
+            mergeExtending<std::int16_t>,
             predictRow<Row, Wrapped>,
             predictRow<Row, Exact>,
             updateRow<Row>,

@@ -16,7 +16,8 @@ inline Lanes prediction(Lanes farLeft, Lanes left, Lanes right, Lanes farRight) 
     const Lanes near = left + right;
     return divideRounded<4>(shiftLeft<3>(near) + near - (farLeft + farRight));
 }
-inline Lanes prediction(const short* farLeft, const short* left, const short* right, const short* farRight) {
+inline Lanes prediction(const std::int16_t* farLeft, const std::int16_t* left, const std::int16_t* right,
+                        const std::int16_t* farRight) {
     return prediction(Lanes::load(farLeft), Lanes::load(left), Lanes::load(right), Lanes::load(farRight));
 }
 
@@ -30,7 +31,7 @@ inline Lanes scaled(Lanes v) {
 inline Lanes unscaled(Lanes y) {
     const Lanes a = absolute(y);
     const Lanes t = a + a + a + Lanes::all(10);
-    return withSignOf(a - shiftRightUnsigned<4>(mulhiUnsigned(t, Lanes::all(static_cast<short>(55189)))), y);
+    return withSignOf(a - shiftRightUnsigned<4>(mulhiUnsigned(t, Lanes::all(static_cast<std::int16_t>(55189)))), y);
 }
 
 // Runs step(i) for every full vector of the row and once more for the last, partial one. Rows have room for
@@ -42,15 +43,15 @@ void forVectors(int n, Step step) {
     }
 }
 
-inline void predictNarrow(short* odd, const short* farLeft, const short* left, const short* right,
-                          const short* farRight, int n) {
+inline void predictNarrow(std::int16_t* odd, const std::int16_t* farLeft, const std::int16_t* left,
+                          const std::int16_t* right, const std::int16_t* farRight, int n) {
     forVectors(n, [=](int i) {
         (Lanes::load(odd + i) - prediction(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
 }
 
-inline void unpredictNarrow(short* odd, const short* farLeft, const short* left, const short* right,
-                            const short* farRight, int n) {
+inline void unpredictNarrow(std::int16_t* odd, const std::int16_t* farLeft, const std::int16_t* left,
+                            const std::int16_t* right, const std::int16_t* farRight, int n) {
     forVectors(n, [=](int i) {
         (Lanes::load(odd + i) + prediction(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
@@ -60,7 +61,7 @@ inline Lanes updated(Lanes even, Lanes before, Lanes after) {
     return scaled(even + divideRounded<2>(before + after));
 }
 
-inline void updateNarrow(short* even, const short* before, const short* after, int n) {
+inline void updateNarrow(std::int16_t* even, const std::int16_t* before, const std::int16_t* after, int n) {
     forVectors(n, [=](int i) {
         updated(Lanes::load(even + i), Lanes::load(before + i), Lanes::load(after + i)).store(even + i);
     });
@@ -75,7 +76,7 @@ inline Lanes updatedSmall(Lanes even, Lanes before, Lanes after) {
     return sum + mulhrs(sum, Lanes::all((3 << 11) + 1));
 }
 
-inline void updateSmallNarrow(short* even, const short* before, const short* after, int n) {
+inline void updateSmallNarrow(std::int16_t* even, const std::int16_t* before, const std::int16_t* after, int n) {
     forVectors(n, [=](int i) {
         updatedSmall(Lanes::load(even + i), Lanes::load(before + i), Lanes::load(after + i)).store(even + i);
     });
@@ -85,14 +86,14 @@ inline Lanes unupdated(Lanes even, Lanes before, Lanes after) {
     return unscaled(even) - divideRounded<2>(before + after);
 }
 
-inline void unupdateNarrow(short* even, const short* before, const short* after, int n) {
+inline void unupdateNarrow(std::int16_t* even, const std::int16_t* before, const std::int16_t* after, int n) {
     forVectors(n, [=](int i) {
         unupdated(Lanes::load(even + i), Lanes::load(before + i), Lanes::load(after + i)).store(even + i);
     });
 }
 
 // Two vectors of neighbouring samples become one of the even and one of the odd places, and back.
-inline long splitNarrow(const short* x, int n, short* even, short* odd) {
+inline std::int64_t splitNarrow(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd) {
     Lanes bits = Lanes::all(0);
     int i = 0;
     for (; i + 2 * Lanes::count <= n; i += 2 * Lanes::count) {
@@ -103,17 +104,17 @@ inline long splitNarrow(const short* x, int n, short* even, short* odd) {
         e.store(even + i / 2);
         o.store(odd + i / 2);
     }
-    const long rest = i < n ? splitRow<short>(x + i, n - i, even + i / 2, odd + i / 2) : 1;
-    short lanes[Lanes::count];
+    const std::int64_t rest = i < n ? splitRow<std::int16_t>(x + i, n - i, even + i / 2, odd + i / 2) : 1;
+    std::int16_t lanes[Lanes::count];
     bits.store(lanes);
     int all = 0;
-    for (const short lane : lanes) {
+    for (const std::int16_t lane : lanes) {
         all |= lane;
     }
-    return std::max<long>(all + 1, rest);
+    return std::max<std::int64_t>(all + 1, rest);
 }
 
-inline long mergeNarrow(short* x, int n, const short* even, const short* odd) {
+inline std::int64_t mergeNarrow(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd) {
     int i = 0;
     for (; i + 2 * Lanes::count <= n; i += 2 * Lanes::count) {
         const auto [low, high] = zip(Lanes::load(even + i / 2), Lanes::load(odd + i / 2));
@@ -121,13 +122,13 @@ inline long mergeNarrow(short* x, int n, const short* even, const short* odd) {
         high.store(x + i + Lanes::count);
     }
     if (i < n) {
-        mergePairs<short>(x + i, n - i, even + i / 2, odd + i / 2);
+        mergePairs<std::int16_t>(x + i, n - i, even + i / 2, odd + i / 2);
     }
-    return largestInRow<short>(x, n);
+    return largestInRow<std::int16_t>(x, n);
 }
 
-constexpr RowKernels<short> narrowRowKernels() {
-    RowKernels<short> kernels = genericRowKernels<short>();
+constexpr RowKernels<std::int16_t> narrowRowKernels() {
+    RowKernels<std::int16_t> kernels = genericRowKernels<std::int16_t>();
     kernels.split = splitNarrow;
     kernels.merge = mergeNarrow;
     kernels.predict = predictNarrow;

@@ -3,6 +3,7 @@
 #include "filter/rows/rowKernelSets.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace teko::portable {
 
@@ -16,8 +17,8 @@ const RowKernels<T>& rowKernelSet() {
     return kernels;
 }
 
-template const RowKernels<short>& rowKernelSet();
+template const RowKernels<std::int16_t>& rowKernelSet();
 template const RowKernels<SmallLong>& rowKernelSet();
-template const RowKernels<long>& rowKernelSet();
+template const RowKernels<std::int64_t>& rowKernelSet();
 
 } // namespace teko::portable

@@ -11,19 +11,20 @@ inline Lanes predictionInParts(Lanes farLeft, Lanes left, Lanes right, Lanes far
     return shiftRight<1>(near + shiftRight<3>(rest + Lanes::all(8) + sign));
 }
 
-inline Lanes predictionInParts(const short* farLeft, const short* left, const short* right, const short* farRight) {
+inline Lanes predictionInParts(const std::int16_t* farLeft, const std::int16_t* left, const std::int16_t* right,
+                               const std::int16_t* farRight) {
     return predictionInParts(Lanes::load(farLeft), Lanes::load(left), Lanes::load(right), Lanes::load(farRight));
 }
 
-inline void predictInParts(short* odd, const short* farLeft, const short* left, const short* right,
-                           const short* farRight, int n) {
+inline void predictInParts(std::int16_t* odd, const std::int16_t* farLeft, const std::int16_t* left,
+                           const std::int16_t* right, const std::int16_t* farRight, int n) {
     forVectors(n, [=](int i) {
         (Lanes::load(odd + i) - predictionInParts(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
 }
 
-inline void unpredictInParts(short* odd, const short* farLeft, const short* left, const short* right,
-                             const short* farRight, int n) {
+inline void unpredictInParts(std::int16_t* odd, const std::int16_t* farLeft, const std::int16_t* left,
+                             const std::int16_t* right, const std::int16_t* farRight, int n) {
     forVectors(n, [=](int i) {
         (Lanes::load(odd + i) + predictionInParts(farLeft + i, left + i, right + i, farRight + i)).store(odd + i);
     });
@@ -35,8 +36,8 @@ struct LaneRange {
     Lanes largest;
 
     LaneRange()
-        : least(Lanes::all(std::numeric_limits<short>::max())), largest(Lanes::all(std::numeric_limits<short>::min())) {
-    }
+        : least(Lanes::all(std::numeric_limits<std::int16_t>::max())),
+          largest(Lanes::all(std::numeric_limits<std::int16_t>::min())) {}
 
     void add(Lanes samples) {
         least = smaller(least, samples);
@@ -45,14 +46,14 @@ struct LaneRange {
 
     // After at least one vector.
     void extend(SampleRange& range) const {
-        short lanes[2 * Lanes::count];
+        std::int16_t lanes[2 * Lanes::count];
         least.store(lanes);
         largest.store(lanes + Lanes::count);
         extendRange(lanes, 2 * Lanes::count, range);
     }
 };
 
-inline void extendRangeInLanes(const short* x, int n, SampleRange& range) {
+inline void extendRangeInLanes(const std::int16_t* x, int n, SampleRange& range) {
     if (n < Lanes::count) {
         extendRange(x, n, range);
         return;
@@ -66,7 +67,8 @@ inline void extendRangeInLanes(const short* x, int n, SampleRange& range) {
 }
 
 // Two vectors at a time; the last two that the row has room for are taken whether they have been or not.
-inline void splitExtendingInLanes(const short* x, int n, short* even, short* odd, SampleRange& range) {
+inline void splitExtendingInLanes(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd,
+                                  SampleRange& range) {
     constexpr int step = 2 * Lanes::count;
     if (n < step) {
         splitExtending(x, n, even, odd, range);
@@ -94,7 +96,8 @@ inline void splitExtendingInLanes(const short* x, int n, short* even, short* odd
     lanes.extend(range);
 }
 
-inline void mergeExtendingInLanes(short* x, int n, const short* even, const short* odd, SampleRange& range) {
+inline void mergeExtendingInLanes(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd,
+                                  SampleRange& range) {
     constexpr int step = 2 * Lanes::count;
     if (n < step) {
         mergeExtending(x, n, even, odd, range);

@@ -19,8 +19,8 @@ inline WideLanes updated(WideLanes even, WideLanes before, WideLanes after) {
     return sum + divideRounded<4>(sum + sum + sum);
 }
 
-constexpr RowKernels<long> wideRowKernels() {
-    RowKernels<long> kernels = genericRowKernels<long>();
+constexpr RowKernels<std::int64_t> wideRowKernels() {
+    RowKernels<std::int64_t> kernels = genericRowKernels<std::int64_t>();
     kernels.transformAlongSmall = transformInLanes<WideLanes, prediction, updated>;
     kernels.transformAlong = transformInLanes<WideLanes, prediction, updated>;
     kernels.transformAlongExact = transformInLanes<WideLanes, prediction, updated>;

@@ -5,7 +5,7 @@
 // The refinement bits of one word near the end of what the reader holds, one by one. When the stream ends among them,
 // the rest of the plane is clear.
 template <typename T>
-void readCarefully(ClassState<T>& state, int b, long i, int w, StreamView& in) {
+void readCarefully(ClassState<T>& state, int b, std::int64_t i, int w, StreamView& in) {
     PlaneWord& plane = state.block(i).plane(b)[w];
     plane = 0;
     state.refinedInWord = 0;
@@ -18,7 +18,7 @@ void readCarefully(ClassState<T>& state, int b, long i, int w, StreamView& in) {
     } catch (int) {
         state.stoppedIn = i * state.rowWords + w;
         std::fill(&plane + 1, &state.block(i).plane(b)[state.rowWords], Word{0});
-        for (long rest = i + 1; rest < state.blocks(); ++rest) {
+        for (std::int64_t rest = i + 1; rest < state.blocks(); ++rest) {
             std::fill_n(state.block(rest).plane(b), state.rowWords, Word{0});
         }
         throw;
@@ -43,7 +43,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
         state.clearPlane(b);
         return;
     }
-    for (long i = 0; i < state.blocks(); ++i) {
+    for (std::int64_t i = 0; i < state.blocks(); ++i) {
         const Block block = state.block(i);
         PlaneWord* plane = block.plane(b);
         const PlaneWord* significant = block.significant();
@@ -65,12 +65,12 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
 
 // Everything that the loop needs is local: a store to a plane could change a member, for all the compiler knows.
 template <typename T>
-void placeEvents(ClassState<T>& state, int b, long i, const CandidateBits& found) {
+void placeEvents(ClassState<T>& state, int b, std::int64_t i, const CandidateBits& found) {
     PlaneWord* significant = state.block(i).significant();
     PlaneWord* signs = state.block(i).signs();
     PlaneWord* plane = state.block(i).plane(b);
     const int words = state.words(i);
-    const Word lastValid = ~Word{0} >> (64L * words - state.samples(i));
+    const Word lastValid = ~Word{0} >> (std::int64_t{64} * words - state.samples(i));
     std::uint64_t candidate = 0;
     std::uint64_t placed = 0;
     for (int w = 0; w < words; ++w) {
@@ -85,7 +85,7 @@ void placeEvents(ClassState<T>& state, int b, long i, const CandidateBits& found
         }
         candidate += static_cast<std::uint64_t>(countBits(candidates));
     }
-    state.significantCount += static_cast<long>(placed);
+    state.significantCount += static_cast<std::int64_t>(placed);
     state.highestPlane = std::max(state.highestPlane, placed > 0 ? b : -1);
     state.candidates[i] -= static_cast<std::uint32_t>(placed);
 }
@@ -93,7 +93,7 @@ void placeEvents(ClassState<T>& state, int b, long i, const CandidateBits& found
 template <typename T, typename Runs>
 void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
     CandidateBits found;
-    for (long i = 0; i < state.blocks(); ++i) {
+    for (std::int64_t i = 0; i < state.blocks(); ++i) {
         try {
             if (runs.next(state.candidates[i], found)) {
                 placeEvents(state, b, i, found);
@@ -132,10 +132,10 @@ void setMidpoints(ClassState<T>& state) {
     if (b > highestSlicedPlane<T>) {
         return;
     }
-    for (long i = 0; i < state.blocks(); ++i) {
+    for (std::int64_t i = 0; i < state.blocks(); ++i) {
         const Block block = state.block(i);
         for (int w = 0; w < state.words(i); ++w) {
-            const long word = i * state.rowWords + w;
+            const std::int64_t word = i * state.rowWords + w;
             const bool stoppedBefore = state.stoppedIn >= 0 && word > state.stoppedIn;
             Word refined = stoppedBefore ? 0 : block.significant()[w];
             if (word == state.stoppedIn) {
@@ -185,7 +185,7 @@ constexpr int valuesAtOnce = 64 * wordsAtOnce;
 // Values from their folded forms, whose bytes lie apart.
 template <int bytes, typename V>
 void unfold(const unsigned char (*parts)[valuesAtOnce], V* values) {
-    using Narrow = std::conditional_t<bytes <= 2, short, V>;
+    using Narrow = std::conditional_t<bytes <= 2, std::int16_t, V>;
     for (int j = 0; j < valuesAtOnce; ++j) {
         Unsigned<Narrow> folded = 0;
         for (int i = 0; i < bytes; ++i) {
@@ -232,7 +232,7 @@ public:
 
     // The next n values; they stay until the next call. Most lie in one block and are used where they were made: copies
     // of all took one part in a hundred of a decode.
-    const V* take(long n) {
+    const V* take(std::int64_t n) {
         if (made - next < n) {
             makeMore(n);
         }
@@ -241,7 +241,7 @@ public:
     }
 
 private:
-    void makeMore(long n) {
+    void makeMore(std::int64_t n) {
         std::copy(values.data() + next, values.data() + made, values.data());
         made -= next;
         next = 0;
@@ -259,9 +259,9 @@ private:
 
     const ClassState<T>& state;
     std::vector<V> values;
-    long block = 0;
-    long made = 0; // of the values
-    long next = 0;
+    std::int64_t block = 0;
+    std::int64_t made = 0; // of the values
+    std::int64_t next = 0;
 };
 
 // Reads all segments into channels with their classes. Returns 1 when the stream ended early, else 0.

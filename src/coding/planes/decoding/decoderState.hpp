@@ -10,8 +10,8 @@
 
 constexpr int mostRowWords = 256;
 
-constexpr int rowWordsFor(long samples) {
-    return samples < 1L << 22 ? 64 : mostRowWords;
+constexpr int rowWordsFor(std::int64_t samples) {
+    return samples < std::int64_t{1} << 22 ? 64 : mostRowWords;
 }
 
 constexpr int rowsUpTo(int topPlane) {
@@ -93,7 +93,7 @@ template <typename T>
 class ClassState {
 public:
     // counts: one for each block.
-    void place(PlaneWord* itsMemory, int itsRows, long samples, std::uint32_t* counts) {
+    void place(PlaneWord* itsMemory, int itsRows, std::int64_t samples, std::uint32_t* counts) {
         memory = itsMemory;
         rows = itsRows;
         count = samples;
@@ -103,7 +103,7 @@ public:
         lowestPlane = highestSlicedPlane<T> + 1;
         highestPlane = -1;
         stoppedIn = -1;
-        for (long i = 0; i < blocks(); ++i) {
+        for (std::int64_t i = 0; i < blocks(); ++i) {
             candidates[i] = static_cast<std::uint32_t>(this->samples(i));
             std::fill_n(block(i).signs(), rowWords, Word{0});
             std::fill_n(block(i).significant(), rowWords, Word{0});
@@ -111,26 +111,26 @@ public:
     }
 
     void clearPlane(int b) {
-        for (long i = 0; i < blocks(); ++i) {
+        for (std::int64_t i = 0; i < blocks(); ++i) {
             std::fill_n(block(i).plane(b), rowWords, Word{0});
         }
     }
 
-    long samplesInBlock() const { return 64L * rowWords; }
-    long blocks() const { return (count + samplesInBlock() - 1) / samplesInBlock(); }
-    Block block(long i) const { return {memory + i * rows * rowWords, rowWords}; }
+    std::int64_t samplesInBlock() const { return std::int64_t{64} * rowWords; }
+    std::int64_t blocks() const { return (count + samplesInBlock() - 1) / samplesInBlock(); }
+    Block block(std::int64_t i) const { return {memory + i * rows * rowWords, rowWords}; }
     // In block i.
-    long samples(long i) const { return std::min(count - i * samplesInBlock(), samplesInBlock()); }
-    int words(long i) const { return static_cast<int>((samples(i) + 63) / 64); }
+    std::int64_t samples(std::int64_t i) const { return std::min(count - i * samplesInBlock(), samplesInBlock()); }
+    int words(std::int64_t i) const { return static_cast<int>((samples(i) + 63) / 64); }
 
-    PlaneWord* memory; // of its blocks
-    int rows;          // of each
-    long count;        // of samples
+    PlaneWord* memory;  // of its blocks
+    int rows;           // of each
+    std::int64_t count; // of samples
     int rowWords;
     std::uint32_t* candidates; // in each block
-    long significantCount;
-    int lowestPlane;    // decoded, be it in part
-    int highestPlane;   // with an event; -1 as long as there is none
-    long stoppedIn;     // the word where the refinement of the lowest plane ended early, -1 if it did not
-    Word refinedInWord; // the coefficients of that word that it reached
+    std::int64_t significantCount;
+    int lowestPlane;        // decoded, be it in part
+    int highestPlane;       // with an event; -1 as long as there is none
+    std::int64_t stoppedIn; // the word where the refinement of the lowest plane ended early, -1 if it did not
+    Word refinedInWord;     // the coefficients of that word that it reached
 };

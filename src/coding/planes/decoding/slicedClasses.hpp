@@ -8,7 +8,7 @@ class SlicedChannels {
 public:
     // What images with planes up to topPlane take.
     static std::size_t bytesFor(const ImageShape& shape, int topPlane) {
-        long words = 0;
+        std::int64_t words = 0;
         for (int c = 0; c <= shape.levels; ++c) {
             words += wordsFor(classSamples(shape, c), rowsUpTo(topPlane));
         }
@@ -18,7 +18,7 @@ public:
     // Writes to all bytesFor the top plane of the memory, which has as many and outlives this.
     SlicedChannels(const ImageShape& shape, int topPlane, unsigned char* memory)
         : rows(rowsUpTo(topPlane)), channels(static_cast<std::size_t>(shape.channels)) {
-        long blocks = 0;
+        std::int64_t blocks = 0;
         for (int c = 0; c <= shape.levels; ++c) {
             blocks += blocksFor(classSamples(shape, c));
         }
@@ -34,17 +34,19 @@ public:
     const Channel& of(int channel) const { return channels[static_cast<std::size_t>(channel)]; }
 
 private:
-    static long blocksFor(long samples) {
-        const long samplesInBlock = 64L * rowWordsFor(samples);
+    static std::int64_t blocksFor(std::int64_t samples) {
+        const std::int64_t samplesInBlock = std::int64_t{64} * rowWordsFor(samples);
         return (samples + samplesInBlock - 1) / samplesInBlock;
     }
-    static long wordsFor(long samples, int rows) { return blocksFor(samples) * rows * rowWordsFor(samples); }
+    static std::int64_t wordsFor(std::int64_t samples, int rows) {
+        return blocksFor(samples) * rows * rowWordsFor(samples);
+    }
 
     void place(const ImageShape& shape, PlaneWord* next) {
         std::uint32_t* nextCount = counts.data();
         for (Channel& channel : channels) {
             for (int c = 0; c <= shape.levels; ++c) {
-                const long samples = classSamples(shape, c);
+                const std::int64_t samples = classSamples(shape, c);
                 channel.classes[c].place(next, rows, samples, nextCount);
                 next += wordsFor(samples, rows);
                 nextCount += blocksFor(samples);
@@ -76,8 +78,12 @@ public:
         return endedEarly;
     }
 
-    const RowSample<T>* take(int channel, int c, long n) override { return readersOf(channel, c).ofAny.take(n); }
-    const short* takeSmall(int channel, int c, long n) override { return readersOf(channel, c).ofSmall.take(n); }
+    const RowSample<T>* take(int channel, int c, std::int64_t n) override {
+        return readersOf(channel, c).ofAny.take(n);
+    }
+    const std::int16_t* takeSmall(int channel, int c, std::int64_t n) override {
+        return readersOf(channel, c).ofSmall.take(n);
+    }
     int magnitudeBits(int channel, int c) const override { return sliced->of(channel).classes[c].highestPlane + 1; }
 
 private:
@@ -86,7 +92,7 @@ private:
         explicit Readers(const ClassState<T>& state) : ofAny(state), ofSmall(state) {}
 
         ClassReader<T, RowSample<T>> ofAny;
-        ClassReader<T, short> ofSmall;
+        ClassReader<T, std::int16_t> ofSmall;
     };
 
     Readers& readersOf(int channel, int c) {

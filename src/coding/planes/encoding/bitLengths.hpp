@@ -4,7 +4,8 @@
 
 // Byte `row` of the values of a block, 255 where a value has higher bytes; in place where none has.
 template <typename V>
-const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, long block, int row, unsigned char* saturated) {
+const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, std::int64_t block, int row,
+                                    unsigned char* saturated) {
     const unsigned char* bytes = folded.bytes(row, block);
     for (int higher = row + 1; higher < folded.rowsInUse[block]; ++higher) {
         const unsigned char* const above = folded.bytes(higher, block);
@@ -19,7 +20,7 @@ const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, long block,
 // Adds the bit lengths of the values in a block, which are at most `atMost` and leave a value's sign bit free. Returns
 // the longest. No folded value is 1, so as many reach one bit as two.
 template <typename V>
-int countLengths(const FoldedSequence<V>& folded, long block, int atMost, std::uint64_t* counts) {
+int countLengths(const FoldedSequence<V>& folded, std::int64_t block, int atMost, std::uint64_t* counts) {
     std::uint64_t reached[8 * sizeof(V) + 2] = {}; // [length]
     reached[0] = static_cast<std::uint64_t>(folded.valuesIn(block));
     for (int row = 0; row < folded.rowsInUse[block]; ++row) {

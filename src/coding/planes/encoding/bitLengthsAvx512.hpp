@@ -35,7 +35,7 @@ inline __m512i countHighestBits(const unsigned char* bytes, int words) {
 // Adds the bit lengths of the values in a block, which leave a value's sign bit free. A value is as long as its highest
 // byte that is not 0 says. Returns the longest.
 template <typename V>
-int countLengths(const FoldedSequence<V>& folded, long block, int /*atMost*/, std::uint64_t* counts) {
+int countLengths(const FoldedSequence<V>& folded, std::int64_t block, int /*atMost*/, std::uint64_t* counts) {
     const int words = folded.wordsIn(block);
     const int rows = folded.rowsInUse[block];
     __mmask64 left[blockSamples / 64];

@@ -36,14 +36,14 @@ struct Chunk {
 
 // A chunk is a block of a class.
 template <typename V>
-void setLength(const FoldedSequence<V>& folded, long block, Chunk& chunk) {
+void setLength(const FoldedSequence<V>& folded, std::int64_t block, Chunk& chunk) {
     chunk.words = folded.wordsIn(block);
     chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - folded.valuesIn(block));
 }
 
 // Signs and planes lowest .. topPlane of a block, as many as the chunk has words for.
 template <typename V>
-void slice(const FoldedSequence<V>& folded, long block, int lowest, int topPlane, Chunk& chunk) {
+void slice(const FoldedSequence<V>& folded, std::int64_t block, int lowest, int topPlane, Chunk& chunk) {
     for (int row = 0; row <= (topPlane + 1) / 8; ++row) {
         if (row > 0 && row < (lowest + 1) / 8) {
             continue;
@@ -58,7 +58,7 @@ void slice(const FoldedSequence<V>& folded, long block, int lowest, int topPlane
 // Marks as significant what a plane or a higher one of a block makes so, its last word filled with zeros. Returns how
 // many that are.
 template <typename V>
-int findSignificant(const FoldedSequence<V>& folded, long block, int plane, Chunk& chunk) {
+int findSignificant(const FoldedSequence<V>& folded, std::int64_t block, int plane, Chunk& chunk) {
     const int bit = plane + 1;
     std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
     for (int row = bit / 8; row < folded.rowsInUse[block]; ++row) {

@@ -79,7 +79,7 @@ public:
 
     void code(const Folded& folded) {
         startList();
-        for (long block = 0; block < Folded::blocks(folded.count); ++block) {
+        for (std::int64_t block = 0; block < Folded::blocks(folded.count); ++block) {
             codeBlock(folded, block);
         }
         codeList();
@@ -93,7 +93,7 @@ public:
 
 private:
     // Planes above the highest of the block hold passes only.
-    void codeBlock(const Folded& folded, long block) {
+    void codeBlock(const Folded& folded, std::int64_t block) {
         const int values = folded.valuesIn(block);
         const int blockTop = std::max(folded.longest[block] - 2, -1);
         for (int above = std::max(lowest, blockTop + 1); above < listed; ++above) {
@@ -113,7 +113,7 @@ private:
     }
 
     // The planes below those that are coded from the list.
-    void codePlanes(const Folded& folded, long block, int blockTop) {
+    void codePlanes(const Folded& folded, std::int64_t block, int blockTop) {
         const int first = std::min(blockTop, listed - 1);
         bool areSignificant = blockTop >= listed;
         if (first < lowest) {
@@ -132,7 +132,7 @@ private:
         }
     }
 
-    void appendToList(const Folded& folded, long block, int blockTop) {
+    void appendToList(const Folded& folded, std::int64_t block, int blockTop) {
         const int found = findSignificant(folded, block, listed, chunk);
         if (!list.hasRoomFor(found)) {
             codeList();
@@ -158,7 +158,7 @@ private:
     }
 
     // A list is coded after so many blocks at the latest: its places have to fit in 30 bits.
-    static constexpr long blocksInList = 64;
+    static constexpr std::int64_t blocksInList = 64;
 
     Chunk chunk;
     ListedCoefficients<Value> list;

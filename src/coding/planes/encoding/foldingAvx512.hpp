@@ -9,12 +9,14 @@ template <typename Row>
 struct SampleGroup;
 
 template <>
-struct SampleGroup<short> {
+struct SampleGroup<std::int16_t> {
     __m512i first;
     __m512i second;
 
-    static SampleGroup inOrder(const short* samples, int n) { return {load(samples, n), load(samples + 32, n - 32)}; }
-    static SampleGroup pairs(const short* even, const short* odd, int n) {
+    static SampleGroup inOrder(const std::int16_t* samples, int n) {
+        return {load(samples, n), load(samples + 32, n - 32)};
+    }
+    static SampleGroup pairs(const std::int16_t* even, const std::int16_t* odd, int n) {
         return {load(even, (n + 1) / 2), load(odd, n / 2)};
     }
 
@@ -30,7 +32,7 @@ struct SampleGroup<short> {
     }
 
 private:
-    static __m512i load(const short* samples, int n) {
+    static __m512i load(const std::int16_t* samples, int n) {
         return n >= 32 ? _mm512_loadu_si512(samples) : _mm512_maskz_loadu_epi16((1U << std::max(n, 0)) - 1, samples);
     }
     // One shift folds: it brings the sign in behind the magnitude.
@@ -84,14 +86,14 @@ private:
     }
 };
 
-inline bool haveHigherBytes(__m512i magnitudes, short) {
-    return _mm512_test_epi16_mask(magnitudes, _mm512_set1_epi16(static_cast<short>(0xFF80))) != 0;
+inline bool haveHigherBytes(__m512i magnitudes, std::int16_t) {
+    return _mm512_test_epi16_mask(magnitudes, _mm512_set1_epi16(static_cast<std::int16_t>(0xFF80))) != 0;
 }
 inline bool haveHigherBytes(__m512i magnitudes, int) {
     return _mm512_test_epi32_mask(magnitudes, _mm512_set1_epi32(static_cast<int>(0xFFFFFF80))) != 0;
 }
 
-inline std::uint16_t allOf(__m512i lanes, short) {
+inline std::uint16_t allOf(__m512i lanes, std::int16_t) {
     const auto pairs = static_cast<std::uint32_t>(_mm512_reduce_or_epi32(lanes));
     return static_cast<std::uint16_t>(pairs | pairs >> 16);
 }
@@ -127,7 +129,7 @@ void appendHigherBytes(const SampleGroup<Row>& group, int n, FoldedSequence<V>& 
 
 template <typename Row, typename V, typename Samples>
 Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to) {
-    const long before = to.count;
+    const std::int64_t before = to.count;
     unsigned char* const lowest = to.lowestBytes();
     __m512i magnitudes = _mm512_setzero_si512();
     for (int i = 0; i < n; i += 64) {

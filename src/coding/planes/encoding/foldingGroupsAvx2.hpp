@@ -13,18 +13,19 @@ template <typename Row>
 struct FoldedGroup;
 
 template <>
-struct FoldedGroup<short> {
+struct FoldedGroup<std::int16_t> {
     __m256i magnitudes; // OR
     __m256i first;
     __m256i second;
 
-    FoldedGroup(const short* firstSamples, const short* secondSamples) : magnitudes(_mm256_setzero_si256()) {
+    FoldedGroup(const std::int16_t* firstSamples, const std::int16_t* secondSamples)
+        : magnitudes(_mm256_setzero_si256()) {
         first = folded(loadLanes(firstSamples));
         second = folded(loadLanes(secondSamples));
     }
 
     bool reaches(int bit) const {
-        return _mm256_testz_si256(magnitudes, _mm256_set1_epi16(static_cast<short>(0xFFFFU << bit))) == 0;
+        return _mm256_testz_si256(magnitudes, _mm256_set1_epi16(static_cast<std::int16_t>(0xFFFFU << bit))) == 0;
     }
     __m256i bytesInOrder(int row) const {
         return _mm256_permute4x64_epi64(_mm256_packus_epi16(byteOf(first, row), byteOf(second, row)), 0xD8);
@@ -108,7 +109,7 @@ template <typename Row, typename V, typename Groups>
 int appendGroups(const Groups& groups, int n, FoldedSequence<V>& to, Unsigned<Row>& magnitudes) {
     __m256i all = _mm256_setzero_si256();
     unsigned char* const lowest = to.lowestBytes();
-    const long before = to.count;
+    const std::int64_t before = to.count;
     int done = 0;
     for (; done + groupSamples <= n; done += groupSamples) {
         const FoldedGroup<Row> group = groups.group(done);

@@ -20,7 +20,7 @@ public:
 
     // Appends those of a block, its last word filled with zeros, that the chunk tells to be significant. There is room
     // for them.
-    void append(const FoldedSequence<V>& values, long block, const Chunk& chunk) {
+    void append(const FoldedSequence<V>& values, std::int64_t block, const Chunk& chunk) {
         const int before = count;
         for (int w = 0; w < chunk.words; ++w) {
             appendPlaces(w, chunk.significant[w]);
@@ -38,9 +38,9 @@ public:
         list.words = (count + 63) / 64;
         list.lastValid = ~std::uint64_t{0} >> (64 * list.words - count);
         std::fill_n(list.significant, list.words, std::uint64_t{0});
-        std::fill(places + count, places + 64L * list.words, std::uint32_t{0});
+        std::fill(places + count, places + std::int64_t{64} * list.words, std::uint32_t{0});
         for (int row = 0; row < rows; ++row) {
-            std::fill(bytes[row] + count, bytes[row] + 64L * list.words, 0);
+            std::fill(bytes[row] + count, bytes[row] + std::int64_t{64} * list.words, 0);
             for (int w = 0; w < list.words; ++w) {
                 sliceBytes(bytes[row] + 64 * w, list.bits[w] + 8 * row);
             }
@@ -71,7 +71,7 @@ private:
 
     // The bytes of a block's coefficients, the first of which is listed as number `first`. What a block has no bytes
     // for is 0.
-    void takeBytes(const FoldedSequence<V>& values, long block, int first) {
+    void takeBytes(const FoldedSequence<V>& values, std::int64_t block, int first) {
         const int rowsHere = values.rowsInUse[block];
         for (; rows < rowsHere; ++rows) {
             std::fill_n(bytes[rows], first, 0);

@@ -17,7 +17,7 @@ public:
 
     // Appends those of a block, its last word filled with zeros, that the chunk tells to be significant. There is room
     // for them.
-    void append(const FoldedSequence<V>& values, long block, const Chunk& chunk) {
+    void append(const FoldedSequence<V>& values, std::int64_t block, const Chunk& chunk) {
         std::uint32_t wordsWithAny = 0;
         for (int w = 0; w < chunk.words; ++w) {
             wordsWithAny |= static_cast<std::uint32_t>(chunk.significant[w] != 0 ? 1 : 0) << w;
@@ -96,7 +96,7 @@ private:
     }
 
     // Those of 64 values that a mask tells.
-    void append(const FoldedSequence<V>& values, long block, int w, std::uint64_t mask) {
+    void append(const FoldedSequence<V>& values, std::int64_t block, int w, std::uint64_t mask) {
         const __m512i start = _mm512_set1_epi32(static_cast<int>(samples + 64 * static_cast<std::uint32_t>(w)));
         const auto found = static_cast<unsigned>(countBits(mask));
         __m512i rows[1 + FoldedSequence<V>::byteRows]; // the places in the word, then the bytes
