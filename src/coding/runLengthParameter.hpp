@@ -13,9 +13,17 @@ constexpr int largestRunLengthParameter = 24;
 // 0 <= events <= candidates.
 int runLengthParameter(std::uint64_t events, std::uint64_t candidates);
 
-// An upper bound of the bits of a run segment, k excluded: 1.3 times the binary entropy of its candidates, and
+// What the plain encoder sizes a run segment by, k excluded: 1.3 times the binary entropy of its candidates, and
 // a sign for each event. The segments of every class that an image can have stay within it and the room that
 // a sub-stream has beside it (StreamArrayManager).
 std::uint64_t runSegmentBitsEstimate(std::uint64_t events, std::uint64_t candidates);
+
+// The most bits that a run segment can have, k included, in any order of its candidates: the parameter, a one, the rest
+// of its run and a sign for each event, a zero for each whole unit of passes, of which there are as many as if no run
+// had a rest, and one more at the end.
+inline std::uint64_t longestRunSegment(std::uint64_t events, std::uint64_t candidates) {
+    const auto k = static_cast<std::uint64_t>(runLengthParameter(events, candidates));
+    return 5 + events * (k + 2) + ((candidates - events) >> k) + 1;
+}
 
 } // namespace teko

@@ -68,7 +68,7 @@ std::uint64_t SegmentPlan<T>::compactBytes() const {
     std::uint64_t bytes = 0;
     forEachSubStreamPair([&](int channel, int c, int, const PlaneCount& count) {
         bytes += Streams::bytesFor(histogram.coefficients(channel, c) - count.candidates()) +
-                 Streams::bytesFor(runSegmentBitsEstimate(count.events, count.candidates()));
+                 Streams::bytesFor(longestRunSegment(count.events, count.candidates()));
     });
     return bytes;
 }
@@ -80,7 +80,8 @@ void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
         const auto region = static_cast<std::uint64_t>(latticeSamples(shape, c));
         const std::uint64_t samples = streams.hasLentMemory() ? histogram.coefficients(channel, c) : region;
         streams.setUpRefinement(channel, c, b, samples - count.candidates());
-        streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
+        const auto runs = streams.hasLentMemory() ? longestRunSegment : runSegmentBitsEstimate;
+        streams.setUpRuns(channel, c, b, runs(count.events, count.candidates()),
                           runLengthParameter(count.events, count.candidates()));
     });
 }

@@ -52,8 +52,8 @@ public:
     int lowestSparsePlane(int channel, int c) const;
     static constexpr std::uint64_t sparseShare = 16;
 
-    // Sets up the sub-streams of the segments to be coded. In memory that is lent they lie close together, and take
-    // compactBytes of it. Throws std::bad_alloc.
+    // Sets up the sub-streams of the segments to be coded. In memory that is lent they lie close together, each as long
+    // as its segment can get, and take compactBytes of it. Throws std::bad_alloc.
     std::uint64_t compactBytes() const;
     void setUp(StreamArrayManager<T>& streams) const;
 

@@ -3,23 +3,17 @@
 #include "coding/runLengthParameter.hpp"
 #include "coding/streamArrayManager.hpp"
 #include "reference/codingTerms.hpp"
+#include "reference/streamEncoder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 
 namespace teko {
 namespace {
 
 using Counts = std::vector<std::uint64_t>;
-
-// Of all orders of the candidates the one with the most zeros: every event costs a one, its remainder and its
-// sign, and the passes between events fill whole units.
-std::uint64_t longestSegment(std::uint64_t events, std::uint64_t candidates) {
-    const std::uint64_t passes = candidates - events;
-    const auto k = static_cast<std::uint64_t>(reference::runLengthParameterOf(events, candidates));
-    return 5 + events * (k + 2) + (passes >> k) + 1;
-}
 
 // Bits that a memory writer takes without throwing: those of its whole words.
 std::uint64_t room(std::uint64_t events, std::uint64_t candidates) {
@@ -29,7 +23,7 @@ std::uint64_t room(std::uint64_t events, std::uint64_t candidates) {
 }
 
 void expectRoom(std::uint64_t events, std::uint64_t candidates) {
-    ASSERT_LE(longestSegment(events, candidates), room(events, candidates))
+    ASSERT_LE(longestRunSegment(events, candidates), room(events, candidates))
         << events << " events in " << candidates << " candidates";
 }
 
@@ -89,6 +83,27 @@ TEST(RunSegmentRoom, holdsTheZerosOfEverySegmentWithoutEvents) {
     for (std::uint64_t candidates = 0; candidates <= mostCandidates; candidates += std::uint64_t{1} << 20) {
         expectRoom(0, candidates);
         expectRoom(0, candidates + 1);
+    }
+}
+
+// The order with the most zeros: all passes but those at the end stand before the first event, and fill whole units.
+TEST(LongestRunSegment, isTheLongestOfAllOrders) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        const std::uint64_t candidates = random() % 700;
+        const std::uint64_t events = candidates == 0 ? 0 : random() % (candidates + 1) >> random() % 6;
+        const int k = runLengthParameter(events, candidates);
+        const std::uint64_t passes = candidates - events;
+        const std::uint64_t before = events == 0 ? 0 : passes >> k << k;
+        reference::Sequence sequence(before, 0);
+        sequence.insert(sequence.end(), events, random() % 2 == 0 ? 1 : -1);
+        sequence.insert(sequence.end(), passes - before, 0);
+        const auto longest = longestRunSegment(events, candidates);
+        const auto worst = reference::runSegment(sequence, 0).size();
+        ASSERT_LE(worst, longest) << events << " events in " << candidates;
+        ASSERT_GE(worst + 1, longest) << events << " events in " << candidates;
+        std::shuffle(sequence.begin(), sequence.end(), random);
+        ASSERT_LE(reference::runSegment(sequence, 0).size(), worst + 1) << events << " events in " << candidates;
     }
 }
 

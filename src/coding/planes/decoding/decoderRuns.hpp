@@ -10,7 +10,9 @@ struct BitRow {
     static constexpr std::size_t spare = 8; // words that may be written and read beyond a stretch
     unsigned char bytes[(mostRowWords + spare) * sizeof(Word)];
 
-    void clear(std::uint64_t stretch) { std::memset(bytes, 0, (static_cast<std::size_t>(stretch) / 64 + spare) * sizeof(Word)); }
+    void clear(std::uint64_t stretch) {
+        std::memset(bytes, 0, (static_cast<std::size_t>(stretch) / 64 + spare) * sizeof(Word));
+    }
 
     // Up to 64 bits behind others, where nothing but zeros has been.
     void put(std::uint64_t place, Word bits) {

@@ -2,13 +2,15 @@
 // The codes of run segments and the writer that takes them many bits at a time. Included once per target, inside its
 // region and namespace, after encoderChunk.hpp. No include guard, no includes.
 
-// The end of a memory writer's stream, 64 bits at a time. Stores up to eight bytes beyond the bits written: the
-// sub-streams have that room. Without branches, because the lengths are not predictable (1.05 times on
-// whole encodes of photographs).
+// The end of a memory writer's stream, 64 bits at a time. It does not look for the end of the memory: sub-streams are
+// as long as their segments can get (longestRunSegment, and refinements are counted), and have room for the up to eight
+// bytes beyond the bits written that are stored. Without branches, because the lengths are not predictable (1.05 times
+// on whole encodes of photographs).
 class BitAppender {
 public:
     void start(const BitStreamer& stream) {
         out = reinterpret_cast<unsigned char*>(stream.buffer);
+        end = out + 4 * stream.size + stream.tailBytes;
         pending = 0;
         pendingBits = 0;
         put(stream.current, static_cast<unsigned>(std::countr_zero(stream.mask)));
@@ -16,6 +18,8 @@ public:
 
     // bits < 2^n, n <= 64.
     void put(std::uint64_t bits, unsigned n) {
+        assert(n <= 64 && (n == 64 || bits >> n == 0));
+        assert(out + (pendingBits + n) / 8 <= end);
         pending |= bits << pendingBits;
         storeLittleEndian(out, pending);
         const unsigned total = pendingBits + n;
@@ -45,6 +49,7 @@ public:
 
 private:
     unsigned char* out;
+    [[maybe_unused]] const unsigned char* end; // for assertions
     std::uint64_t pending;
     unsigned pendingBits; // below 64
 };
