@@ -11,6 +11,7 @@
 #include "image/sampleLimit.hpp"
 #include "wavelet/wavelet.hpp"
 
+#include <cassert>
 #include <cstdint>
 #include <type_traits>
 
@@ -122,6 +123,7 @@ Status ImageDecoder::prepare() {
 
 template <typename Stream>
 Status ImageDecoder::readFrom(Stream& in) {
+    assert(way != nullptr && in.mode == 'r');
     return endOf(
         [&] {
             const int topPlane = readTopPlane(in);
@@ -144,6 +146,7 @@ Status ImageDecoder::read(ByteStreamer& in) {
 }
 
 Status ImageDecoder::transform() {
+    assert(way != nullptr);
     return endOf([&] {
         way->transform();
         return Status::ok;
@@ -151,6 +154,7 @@ Status ImageDecoder::transform() {
 }
 
 Status ImageDecoder::write(RowSink& rows) {
+    assert(way != nullptr);
     return endOf(
         [&] { return way->write(sampleLimit(header.bitsPerPixel, endedEarly), rows) ? Status::ok : Status::sinkFull; });
 }

@@ -10,6 +10,7 @@
 #include "image/imageData.hpp"
 #include "wavelet/wavelet.hpp"
 
+#include <cassert>
 #include <cstdint>
 #include <type_traits>
 
@@ -109,10 +110,12 @@ Status ImageEncoder::prepare() {
 }
 
 Status ImageEncoder::read(RowSource& rows) {
+    assert(way != nullptr);
     return endOf([&] { return way->read(rows); });
 }
 
 Status ImageEncoder::transform() {
+    assert(way != nullptr);
     return endOf([&] {
         way->transform();
         return Status::ok;
@@ -135,10 +138,12 @@ Status written(Way& way, Stream& out) {
 } // namespace
 
 Status ImageEncoder::write(BitStreamer& out) {
+    assert(way != nullptr && out.mode == 'w');
     return written(*way, out);
 }
 
 Status ImageEncoder::write(ByteStreamer& out) {
+    assert(way != nullptr && out.mode == 'w');
     return written(*way, out);
 }
 

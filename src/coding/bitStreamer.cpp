@@ -8,6 +8,7 @@ namespace teko {
 
 template <typename Word>
 void BasicBitStreamer<Word>::setUpFileWriter(std::FILE* output) {
+    assert(mode == '-' && output != nullptr);
     ownedBuffer = new Word[fileBufferWords];
     file = output;
     buffer = cursor = ownedBuffer;
@@ -17,6 +18,7 @@ void BasicBitStreamer<Word>::setUpFileWriter(std::FILE* output) {
 
 template <typename Word>
 void BasicBitStreamer<Word>::setUpMemoryWriter(void* memory, std::int64_t bytes) {
+    assert(mode == '-' && bytes >= 0);
     buffer = cursor = static_cast<Word*>(memory);
     size = bytes / 4;
     tailBytes = static_cast<int>(bytes % 4);
@@ -25,6 +27,7 @@ void BasicBitStreamer<Word>::setUpMemoryWriter(void* memory, std::int64_t bytes)
 
 template <typename Word>
 void BasicBitStreamer<Word>::setUpFileReader(std::FILE* input) {
+    assert(mode == '-' && input != nullptr);
     ownedBuffer = new Word[fileBufferWords];
     file = input;
     buffer = ownedBuffer;
@@ -37,6 +40,7 @@ void BasicBitStreamer<Word>::setUpFileReader(std::FILE* input) {
 
 template <typename Word>
 void BasicBitStreamer<Word>::setUpMemoryReader(const void* memory, std::int64_t bytes) {
+    assert(mode == '-' && bytes >= 0);
     buffer = cursor = static_cast<Word*>(const_cast<void*>(memory));
     size = bytes / 4;
     tailBytes = static_cast<int>(bytes % 4);
@@ -50,6 +54,7 @@ void BasicBitStreamer<Word>::setUpMemoryReader(const void* memory, std::int64_t 
 // commands: 1.06 times as fast).
 template <typename Word>
 void BasicBitStreamer<Word>::readLessAtOnce() {
+    assert(mode == 'r' && file != nullptr && wordsDone == 0);
     constexpr std::size_t page = 4096;
     constexpr std::size_t place = 64;
     const std::size_t placeOfBuffer = reinterpret_cast<std::uintptr_t>(ownedBuffer) % page;
@@ -125,6 +130,7 @@ void BasicBitStreamer<Word>::flush() {
 template <typename Word>
 void BasicBitStreamer<Word>::append(BasicBitStreamer<std::uint32_t>& source) {
     source.flush();
+    assert(source.file == nullptr);
     std::int64_t remaining = source.bitCount();
     const std::uint32_t* from = source.buffer;
     const int pending = std::countr_zero(mask);
@@ -161,6 +167,7 @@ void BasicBitStreamer<Word>::appendWords(const std::uint32_t* __restrict from, s
 
 template <typename Word>
 std::int64_t BasicBitStreamer<Word>::bitCount() const {
+    assert((mask & (mask - 1)) == 0);
     const int partial = mask == 0 ? 0 : std::countr_zero(mask);
     return 32 * (wordsDone + words()) + partial;
 }

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -127,6 +128,7 @@ struct ByteStreamer : BasicBitStreamer<UnalignedWord> {};
 // of its owner. To be moved back before the owner is used again.
 template <typename From, typename To>
 void moveReader(const BasicBitStreamer<From>& from, BasicBitStreamer<To>& to) {
+    assert(from.mode == 'r');
     to.file = from.file;
     to.buffer = reinterpret_cast<To*>(from.buffer);
     to.size = from.size;
@@ -153,6 +155,7 @@ void BasicBitStreamer<Word>::putBit(std::uint32_t bit) {
 
 template <typename Word>
 void BasicBitStreamer<Word>::putBits(std::uint32_t value, int n) {
+    assert(n >= 0 && n <= 32);
     for (int i = 0; i < n; ++i) {
         putBit(value >> i & 1U);
     }
@@ -172,6 +175,7 @@ std::uint32_t BasicBitStreamer<Word>::getBit() {
 
 template <typename Word>
 std::uint32_t BasicBitStreamer<Word>::getBits(int n) {
+    assert(n >= 0 && n <= 32);
     std::uint32_t value = 0;
     for (int i = 0; i < n; ++i) {
         value |= getBit() << i;

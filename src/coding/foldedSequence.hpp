@@ -11,6 +11,7 @@
 #include "coding/foldedValue.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -37,6 +38,7 @@ struct FoldedSequence {
 
     // Of a block, as far as it is filled.
     int valuesIn(std::int64_t block) const {
+        assert(block >= 0 && block < blocks(count));
         return static_cast<int>(std::min<std::int64_t>(count - block * blockSamples, blockSamples));
     }
     // Words of 64 values; the last one is filled up by finish.
@@ -49,6 +51,7 @@ struct FoldedSequence {
     // Where another byte of the next n values goes, at most 64; they alone may be written. To be asked for only where
     // one of them is not 0.
     unsigned char* higherBytes(int row, int n) {
+        assert(row > 0 && row < byteRows && n > 0 && n <= 64);
         use(row, count / blockSamples);
         use(row, (count + n - 1) / blockSamples);
         return rows[row] + count;

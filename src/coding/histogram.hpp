@@ -5,6 +5,7 @@
 #include "coding/bitPlanes.hpp"
 #include "coding/subband.hpp"
 
+#include <cassert>
 #include <cstdint>
 
 namespace teko {
@@ -39,10 +40,14 @@ struct BitLengthHistogram {
     }
 
     // After sum.
-    std::uint64_t coefficients(int channel, int c) const { return bitLengthBelow[channel][c][buckets]; }
+    std::uint64_t coefficients(int channel, int c) const {
+        assert(channel >= 0 && channel < maximumChannels && c >= 0 && c < classSlots);
+        return bitLengthBelow[channel][c][buckets];
+    }
 
     // After sum. The folded value of a magnitude of n bits, n > 0, has n + 1.
     PlaneCount plane(int channel, int c, int b) const {
+        assert(b >= 0 && b + 2 < buckets);
         return {bitLengthBelow[channel][c][b + 2], bitLengthCount[channel][c][b + 2]};
     }
 };

@@ -4,6 +4,7 @@
 
 #include "wavelet/levels.hpp"
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -34,6 +35,7 @@ inline ImageShape shapeOf(int width, int height, int channels) {
 
 // The samples with x and y multiples of 2^c.
 constexpr std::int64_t latticeSamples(const ImageShape& shape, int c) {
+    assert(c >= 0 && shape.width >= 0 && shape.height >= 0);
     const std::int64_t step = std::int64_t{1} << c;
     return ((shape.width + step - 1) / step) * ((shape.height + step - 1) / step);
 }

@@ -2,6 +2,7 @@
 #include "coding/rowDecoder.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 
 namespace teko {
@@ -49,6 +50,7 @@ int RowDecoder<T>::read(int topPlane, BasicBitStreamer<Word>& in) {
 
 template <typename T>
 void RowDecoder<T>::start() {
+    assert(transforms.empty());
     for (int channel = 0; channel < shape.channels; ++channel) {
         sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
         transforms.emplace_back(shape.width, shape.height, target, *sources.back());

@@ -7,6 +7,7 @@
 #include "coding/planes/planeCoding.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <cassert>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -35,7 +36,10 @@ public:
     void start();
 
     // After start: the rows of a channel. The channels are independent.
-    InverseStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
+    InverseStream<T>& channel(int c) {
+        assert(c >= 0 && static_cast<std::size_t>(c) < transforms.size());
+        return transforms[static_cast<std::size_t>(c)];
+    }
 
 private:
     class ChannelSource;

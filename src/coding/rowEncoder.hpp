@@ -6,6 +6,7 @@
 #include "coding/coefficientEncoder.hpp"
 #include "wavelet/rowStream.hpp"
 
+#include <cassert>
 #include <cstdint>
 #include <vector>
 
@@ -22,7 +23,10 @@ public:
     RowEncoder(int width, int height, int channels, Target target);
 
     // What the rows of a channel are put into. The channels are independent.
-    ForwardStream<T>& channel(int c) { return transforms[static_cast<std::size_t>(c)]; }
+    ForwardStream<T>& channel(int c) {
+        assert(c >= 0 && static_cast<std::size_t>(c) < transforms.size());
+        return transforms[static_cast<std::size_t>(c)];
+    }
 
     // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
     // Wavelet::writeWavelet.

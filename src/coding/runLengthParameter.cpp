@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/runLengthParameter.hpp"
 
+#include <cassert>
 #include <cmath>
 
 namespace teko {
@@ -28,6 +29,7 @@ std::uint32_t targetRun(double density) {
 } // namespace
 
 int runLengthParameter(std::uint64_t events, std::uint64_t candidates) {
+    assert(events <= candidates);
     const double density = static_cast<double>(events) / static_cast<double>(candidates);
     if (density > 0.21384) {
         return 0;

@@ -5,6 +5,7 @@
 #include "coding/runLengthParameter.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <iterator>
 
@@ -28,6 +29,7 @@ template <typename T>
 SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLengthHistogram<T>& counts,
                             std::uint64_t bitsOfRoom, RunLengths lengths)
     : shape(imageShape), topPlane(top), histogram(counts), room(bitsOfRoom) {
+    assert(topPlane >= 0 && topPlane <= highestPlane<T>);
     for (auto& channel : lowest) {
         std::fill(std::begin(channel), std::end(channel), topPlane + 1);
     }
@@ -42,6 +44,7 @@ SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLeng
 
 template <typename T>
 int SegmentPlan<T>::lowestSparsePlane(int channel, int c) const {
+    assert(channel < shape.channels && c <= shape.levels);
     const std::uint64_t all = histogram.coefficients(channel, c);
     int b = topPlane + 1;
     while (b > 0 && sparseShare * (all - histogram.plane(channel, c, b - 1).passes) <= all) {

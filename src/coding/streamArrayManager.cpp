@@ -8,6 +8,7 @@
 namespace teko {
 
 void RunCoder::setUp(BitStreamer* segment, int parameter) {
+    assert(parameter >= 0 && parameter <= 24);
     stream = segment;
     k = parameter;
     divisor = 1U << parameter;
@@ -22,6 +23,7 @@ void RunCoder::codeWholeUnits() {
 }
 
 void RunCoder::codeEvent(unsigned sign) {
+    assert(k >= 0 && sign <= 1);
     codeWholeUnits();
     stream->putBit(1);
     stream->putBits(count, k);
@@ -38,7 +40,10 @@ void RunCoder::finish() {
 
 template <typename T>
 StreamArrayManager<T>::StreamArrayManager(int channelCount, int levelCount, int highest)
-    : channels(channelCount), levels(levelCount), topPlane(highest) {}
+    : channels(channelCount), levels(levelCount), topPlane(highest) {
+    assert(channels >= 0 && channels < maximumChannels);
+    assert(levels < maximumClasses && topPlane < planes);
+}
 
 template <typename T>
 StreamArrayManager<T>::~StreamArrayManager() {
@@ -64,6 +69,7 @@ void StreamArrayManager<T>::giveBack(const BitStreamer& stream) const {
 
 template <typename T>
 void StreamArrayManager<T>::lend(unsigned char* memory, std::size_t bytes) {
+    assert(reinterpret_cast<std::uintptr_t>(memory) % sizeof(std::uint32_t) == 0);
     nextLent = memory;
     endOfLent = memory + bytes;
 }
@@ -83,11 +89,13 @@ void StreamArrayManager<T>::setUp(BitStreamer& stream, std::uint64_t bits) {
 
 template <typename T>
 void StreamArrayManager<T>::setUpRefinement(int channel, int c, int plane, std::uint64_t bits) {
+    assert(channel < channels && c <= levels && plane <= topPlane);
     setUp(refinementStreams[channel][c][plane], bits);
 }
 
 template <typename T>
 void StreamArrayManager<T>::setUpRuns(int channel, int c, int plane, std::uint64_t bits, int runLengthParameter) {
+    assert(channel < channels && c <= levels && plane <= topPlane);
     auto stream = std::make_unique<BitStreamer>();
     setUp(*stream, bits);
     runCoders[channel][c][plane].setUp(stream.release(), runLengthParameter);

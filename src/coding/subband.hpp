@@ -4,6 +4,8 @@
 
 #include "wavelet/levels.hpp"
 
+#include <cassert>
+
 namespace teko {
 
 constexpr int maximumClasses = maximumLevels + 1;
@@ -30,6 +32,7 @@ constexpr int classRowStep(int c) {
 }
 
 constexpr ClassColumns classColumns(int c, int levels, int y) {
+    assert(c >= 0 && c < maximumClasses && y % classRowStep(c) == 0);
     const int step = 1 << c;
     const bool holdsCoarserClasses = c < levels && y % (2 * step) == 0;
     return holdsCoarserClasses ? ClassColumns{step, 2 * step} : ClassColumns{0, step};

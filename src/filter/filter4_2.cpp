@@ -32,6 +32,7 @@ using ConstantStride = std::integral_constant<std::int64_t, N>;
 // it wrote: that is what signals of two and three samples rely on.
 template <typename T>
 void extendEdges(T* x, int n) {
+    assert(n >= 2);
     x[-1] = x[1];
     x[n] = x[n - 2];
     x[-2] = x[2];
@@ -57,6 +58,7 @@ void forEvenSamples(Signal<T, Stride> x, int n, Step step) {
 // at the ends, or as much as the rounding asks for.
 template <typename T, typename Stride, typename Step>
 void forOddSamples(Signal<T, Stride> x, int n, Step step) {
+    assert(n >= 6);
     step(x[1], predictSum(x.wide(2), x.wide(0), x.wide(2), x.wide(4)), Exact{});
     int i = 3;
     for (; i < n - 3; i += 2) {

@@ -2,6 +2,7 @@
 #include "image/fillingMemory.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -68,6 +69,7 @@ void FillingMemory::swap(FillingMemory& other) noexcept {
 }
 
 void FillingMemory::adviseFilling(std::size_t bytes) {
+    assert(bytes <= bytesInAll);
     bytesOnLargePages = inLargePages(bytes);
     adviseLargePages(first, bytesOnLargePages);
 }

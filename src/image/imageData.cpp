@@ -5,6 +5,7 @@
 #include "image/sampleLimit.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -69,6 +70,7 @@ void clampRow(ImageData<T>& image, int y, int limit) {
 
 template <int Bytes, typename T>
 void readRow(ImageData<T>& image, int y, const unsigned char* raw) {
+    assert(y >= 0 && y < image.height);
     if (image.channels == 1) {
         takeStrided<Bytes, 1>(raw, rowOf(image, 0, y), image.width);
         return;
@@ -80,6 +82,7 @@ void readRow(ImageData<T>& image, int y, const unsigned char* raw) {
 
 template <int Bytes, typename T>
 void writeRow(ImageData<T>& image, int y, unsigned char* raw, int limit) {
+    assert(y >= 0 && y < image.height);
     if (limit != 0) {
         clampRow(image, y, limit);
     }

@@ -2,11 +2,14 @@
 // Samples kept below a limit.
 #pragma once
 
+#include <cassert>
+
 namespace teko {
 
 // What samples of an image are clamped below, whose stream ended early: 2^bits. 0, which is none, for a complete
 // stream: its samples are written as decoded.
 inline int sampleLimit(int bitsPerPixel, bool endedEarly) {
+    assert(bitsPerPixel >= 0 && bitsPerPixel <= 255);
     return endedEarly ? static_cast<int>(1U << (bitsPerPixel % 32)) : 0;
 }
 

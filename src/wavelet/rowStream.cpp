@@ -7,6 +7,7 @@
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -35,6 +36,7 @@ public:
     using Levels = ForwardLevels<T>;
 
     Chain(int width, int height, Target target, CoefficientSink<T>& sink) : rows(height) {
+        assert(suitsRowStreams(width, height));
         const int levels = numberOfLevels(width, height);
         typename Levels::Coarser* next = nullptr;
         for (int level = levels - 1; level > 0; --level) {
@@ -51,10 +53,14 @@ public:
         finest = Levels::make(finestLattice<T>(width, height), {width, 0, levels == 1}, target, sink, next);
     }
 
-    SplitRow<RowSample<T>>& next() { return finest->place(y); }
+    SplitRow<RowSample<T>>& next() {
+        assert(y < rows);
+        return finest->place(y);
+    }
     SplitRow<std::int16_t>* nextSmall() { return Levels::placeSmall(*finest, y); }
 
     void advance() {
+        assert(y < rows);
         finest->taken(y++);
         if (y == rows) {
             finest->finish();
@@ -98,7 +104,8 @@ class InverseStream<T>::Chain {
 public:
     using Levels = InverseLevels<T>;
 
-    Chain(int width, int height, Target target, CoefficientSource<T>& source) {
+    Chain(int width, int height, Target target, CoefficientSource<T>& source) : rows(height) {
+        assert(suitsRowStreams(width, height));
         const int numberOf = numberOfLevels(width, height);
         typename Levels::Coarser* coarser = nullptr;
         for (int level = numberOf - 1; level >= 0; --level) {
@@ -109,10 +116,14 @@ public:
         }
     }
 
-    NextRow next() { return levels.back()->restore(y++); }
+    NextRow next() {
+        assert(y < rows);
+        return levels.back()->restore(y++);
+    }
 
 private:
     std::vector<std::unique_ptr<typename Levels::Coarser>> levels; // the coarsest first
+    [[maybe_unused]] int rows;                                     // for assertions
     int y = 0;
 };
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <memory>
 
@@ -47,6 +48,7 @@ public:
 
     // Row y of the lattice; beyond the first and the last, rows are mirrored.
     SplitRow<Row>& operator[](int y) {
+        assert(y >= -3 && y <= lastRow + 3);
         const int mirrored = y < 0 ? -y : y > lastRow ? 2 * lastRow - y : y;
         return rows[static_cast<std::size_t>(mirrored) % held];
     }

@@ -85,6 +85,7 @@ void placeEvents(ClassState<T>& state, int b, std::int64_t i, const CandidateBit
         }
         candidate += static_cast<std::uint64_t>(countBits(candidates));
     }
+    assert(placed <= state.candidates[i]);
     state.significantCount += static_cast<std::int64_t>(placed);
     state.highestPlane = std::max(state.highestPlane, placed > 0 ? b : -1);
     state.candidates[i] -= static_cast<std::uint32_t>(placed);
@@ -253,6 +254,7 @@ private:
     }
 
     void makeBlock(V* to) {
+        assert(block < state.blocks());
         const FilledRows<T> filled(state.block(block), state.lowestPlane, state.highestPlane);
         unslice(filled, state.words(block), to);
     }

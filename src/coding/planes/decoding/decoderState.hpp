@@ -43,12 +43,16 @@ public:
     bool has(std::uint64_t n) const { return place + n + reach <= held; }
     // The next 64 bits, behind some. Needs has(ahead).
     Word peek(std::uint64_t ahead = 0) const {
+        assert(has(ahead));
         const unsigned char* bytes = data + (place + ahead) / 8;
         const unsigned shift = (place + ahead) % 8;
         return loadLittleEndian(bytes) >> shift | static_cast<Word>(bytes[8]) << 1 << (63 - shift);
     }
     void skip(std::uint64_t n) { place += n; }
-    void unskip(std::uint64_t n) { place -= n; }
+    void unskip(std::uint64_t n) {
+        assert(n <= place);
+        place -= n;
+    }
 
     // Up to 32 bits, wherever they come from. Throws what the reader throws; the stream stands there then.
     std::uint32_t read(int n) {
@@ -111,6 +115,7 @@ public:
     }
 
     void clearPlane(int b) {
+        assert(b >= 0 && b + 2 < rows);
         for (std::int64_t i = 0; i < blocks(); ++i) {
             std::fill_n(block(i).plane(b), rowWords, Word{0});
         }

@@ -66,6 +66,7 @@ public:
         : shape(imageShape), memory(SlicedChannels<T>::bytesFor(shape, highestSlicedPlane<T>)) {}
 
     int read(int topPlane, ByteStreamer& stream) override {
+        assert(topPlane <= highestSlicedPlane<T> && !sliced);
         memory.adviseFilling(SlicedChannels<T>::bytesFor(shape, topPlane));
         SlicedChannels<T>& channels = sliced.emplace(shape, topPlane, memory.data());
         const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
@@ -82,6 +83,7 @@ public:
         return readersOf(channel, c).ofAny.take(n);
     }
     const std::int16_t* takeSmall(int channel, int c, std::int64_t n) override {
+        assert(magnitudeBits(channel, c) < 16);
         return readersOf(channel, c).ofSmall.take(n);
     }
     int magnitudeBits(int channel, int c) const override { return sliced->of(channel).classes[c].highestPlane + 1; }

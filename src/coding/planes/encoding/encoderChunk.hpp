@@ -38,6 +38,7 @@ struct Chunk {
 template <typename V>
 void setLength(const FoldedSequence<V>& folded, std::int64_t block, Chunk& chunk) {
     chunk.words = folded.wordsIn(block);
+    assert(chunk.words > 0 && chunk.words <= chunkWords);
     chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - folded.valuesIn(block));
 }
 

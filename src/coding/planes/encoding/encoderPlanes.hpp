@@ -72,6 +72,7 @@ public:
     ClassCoder(StreamArrayManager<T>& streams, int channel, int c, int lowestPlane, int lowestListed)
         : refinements(streams.refinementStreams[channel][c]), runs(streams.runCoders[channel][c]), lowest(lowestPlane),
           listed(std::max(lowestPlane, lowestListed)), top(streams.topPlane) {
+        assert(lowest >= 0 && top <= highestSlicedPlane<T>);
         for (int b = lowest; b <= top; ++b) {
             planes[b].start(refinements[b], runs[b]);
         }
@@ -96,6 +97,7 @@ private:
     void codeBlock(const Folded& folded, std::int64_t block) {
         const int values = folded.valuesIn(block);
         const int blockTop = std::max(folded.longest[block] - 2, -1);
+        assert(blockTop <= top);
         for (int above = std::max(lowest, blockTop + 1); above < listed; ++above) {
             planes[above].addPasses(static_cast<std::uint64_t>(values));
         }

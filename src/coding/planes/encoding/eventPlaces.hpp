@@ -32,6 +32,7 @@ struct EventPlaces {
 
     // Events whose places are there, at most 64.
     void append(std::uint64_t itsSigns, unsigned n) {
+        assert(n <= 64 && count + n <= static_cast<unsigned>(blockSamples));
         const unsigned shift = count % 64;
         signs[count / 64] |= itsSigns << shift;
         signs[count / 64 + 1] = itsSigns >> 1 >> (63 - shift);

@@ -42,6 +42,7 @@ public:
         storeLittleEndian(out, pending);
         const auto whole = out - reinterpret_cast<unsigned char*>(stream.buffer);
         const auto bits = 8 * static_cast<std::uint64_t>(whole) + pendingBits;
+        assert(bits <= 8 * static_cast<std::uint64_t>(4 * stream.size + stream.tailBytes));
         stream.cursor = stream.buffer + bits / 32;
         stream.mask = 1U << (bits % 32);
         stream.current = static_cast<std::uint32_t>(pending >> (pendingBits & 32)) & (stream.mask - 1);
@@ -74,6 +75,7 @@ struct EventCode {
     // Of a run of at most mostUnits units.
     static EventCode of(std::uint64_t run, unsigned k, std::uint64_t sign) {
         const std::uint64_t units = run >> k;
+        assert(units <= mostUnits && k <= largestRunLengthParameter && sign <= 1);
         const std::uint64_t rest = run & ((std::uint64_t{1} << k) - 1);
         return {(1 | rest << 1 | sign << (k + 1)) << units, static_cast<unsigned>(units) + k + 2};
     }
@@ -131,6 +133,7 @@ inline std::uint64_t denseCodeByDeposit(std::uint32_t candidates, std::uint64_t 
 
 // Appends n <= 32 candidates, each event with the next of the sign bits.
 inline void putDense(BitAppender& out, std::uint32_t candidates, unsigned n, std::uint64_t signs) {
+    assert(n <= 32 && std::uint64_t{candidates} >> n == 0);
     const std::uint64_t code =
         isDepositFast ? denseCodeByDeposit(candidates, signs) : denseCodeByTable(candidates, signs);
     out.put(code, n + static_cast<unsigned>(countBits(candidates)));
