@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/decodeRows.hpp"
 
+#include "codec/reduction.hpp"
 #include "image/joinRawRows.hpp"
 
 namespace teko {
@@ -12,70 +13,70 @@ SplitSamples<Row> samplesOf(const SplitRow<Row>& row) {
     return {row.even, row.odd};
 }
 
-// A limit of 0 is none.
-template <typename Row, typename Join, typename Clamp>
-void joinRow(const SplitRow<Row>& row, int width, int limit, Join join, Clamp clamp, unsigned char* raw) {
-    if (limit != 0) {
-        clamp(row.even, (width + 1) / 2, limit);
-        clamp(row.odd, width / 2, limit);
+// The next row of a channel, its gain taken out.
+template <typename Row>
+const SplitRow<Row>& withoutGain(const SplitRow<Row>& row, const RawRowForm& form) {
+    if (form.halvings > 0) {
+        removeGain(row.even, (form.width + 1) / 2, form.halvings);
+        removeGain(row.odd, form.width / 2, form.halvings);
     }
-    join(samplesOf(row), width, raw);
+    return row;
 }
 
-bool decodeColour(RowDecoder<std::int16_t>& decoder, int width, int height, int limit, const JoinRawRows& join,
-                  RowSink& rows) {
-    for (int y = 0; y < height; ++y) {
-        unsigned char* const raw = rows.next();
-        if (raw == nullptr) {
-            return false;
-        }
-        const SplitSamples<std::int16_t> channels[3] = {samplesOf(decoder.channel(0).next()),
-                                                        samplesOf(decoder.channel(1).next()),
-                                                        samplesOf(decoder.channel(2).next())};
-        if (limit != 0) {
-            join.coloursBelow(channels, width, limit, raw);
-        } else {
-            join.colours(channels, width, raw);
-        }
+template <typename Row, typename Join, typename Clamp>
+void joinRow(const SplitRow<Row>& row, const RawRowForm& form, Join join, Clamp clamp, unsigned char* raw) {
+    withoutGain(row, form);
+    if (form.limit != 0) {
+        clamp(row.even, (form.width + 1) / 2, form.limit);
+        clamp(row.odd, form.width / 2, form.limit);
     }
-    return rows.finish();
+    join(samplesOf(row), form.width, raw);
+}
+
+void joinColours(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, const JoinRawRows& join,
+                 unsigned char* raw) {
+    const SplitSamples<std::int16_t> channels[3] = {samplesOf(withoutGain(decoder.channel(0).next(), form)),
+                                                    samplesOf(withoutGain(decoder.channel(1).next(), form)),
+                                                    samplesOf(withoutGain(decoder.channel(2).next(), form))};
+    if (form.limit != 0) {
+        join.coloursBelow(channels, form.width, form.limit, raw);
+    } else {
+        join.colours(channels, form.width, raw);
+    }
 }
 
 // put(raw) makes the next row there.
 template <typename Put>
-bool decodeGrey(int height, RowSink& rows, Put put) {
-    for (int y = 0; y < height; ++y) {
+bool putRows(int count, RowSink& rows, Put put) {
+    for (int y = 0; y < count; ++y) {
         unsigned char* const raw = rows.next();
         if (raw == nullptr) {
             return false;
         }
         put(raw);
     }
-    return rows.finish();
+    return true;
 }
 
 } // namespace
 
-bool decodeRows(RowDecoder<std::int16_t>& decoder, int width, int height, int channels, int limit, Target target,
-                RowSink& rows) {
-    const JoinRawRows& join = joinRawRows(target);
-    if (channels == 3) {
-        return decodeColour(decoder, width, height, limit, join, rows);
+bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
+    const JoinRawRows& join = joinRawRows(form.target);
+    if (form.channels == 3) {
+        return putRows(count, rows, [&](unsigned char* raw) { joinColours(decoder, form, join, raw); });
     }
-    return decodeGrey(height, rows, [&](unsigned char* raw) {
-        joinRow(decoder.channel(0).next(), width, limit, join.bytes, join.clamp, raw);
-    });
+    return putRows(count, rows,
+                   [&](unsigned char* raw) { joinRow(decoder.channel(0).next(), form, join.bytes, join.clamp, raw); });
 }
 
-bool decodeRows(RowDecoder<std::int64_t>& decoder, int width, int height, int, int limit, Target target,
-                RowSink& rows) {
-    const JoinRawRows& join = joinRawRows(target);
-    return decodeGrey(height, rows, [&](unsigned char* raw) {
+bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
+    const JoinRawRows& join = joinRawRows(form.target);
+    return putRows(count, rows, [&](unsigned char* raw) {
         const AnySplitRow row = decoder.channel(0).next();
         if (row.small != nullptr) {
-            joinRow(*row.small, width, limit, join.smallWords, join.clamp, raw);
+            joinRow(*row.small, form, join.smallWords, join.clamp, raw);
         } else {
-            joinRow(*row.wide, width, limit, join.words, join.clampWide, raw);
+            joinRow(*row.wide, form, join.words, join.clampWide, raw);
         }
     });
 }

@@ -9,10 +9,17 @@
 
 namespace teko {
 
-// Hands all rows of an image on, clamped below a limit unless that is 0. Returns whether they were taken.
-bool decodeRows(RowDecoder<std::int16_t>& decoder, int width, int height, int channels, int limit, Target target,
-                RowSink& rows);
-bool decodeRows(RowDecoder<std::int64_t>& decoder, int width, int height, int channels, int limit, Target target,
-                RowSink& rows);
+// How raw rows are made from decoded ones.
+struct RawRowForm {
+    int width;
+    int channels;
+    int halvings; // of the sides: as many levels have their gain in the samples still
+    int limit;    // samples are clamped below it, unless it is 0
+    Target target;
+};
+
+// Hands the next `count` rows of an image on. Returns whether they were taken.
+bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int count, RowSink& rows);
+bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows);
 
 } // namespace teko

@@ -17,10 +17,9 @@ SplitSamples<Row> samplesOf(SplitRow<Row>& row, std::int64_t largest) {
     return {row.even, row.odd};
 }
 
-bool encodeColour(RowSource& rows, int width, int height, const SplitRawRows& split,
-                  RowEncoder<std::int16_t>& encoder) {
+bool encodeColour(RowSource& rows, int width, int count, const SplitRawRows& split, RowEncoder<std::int16_t>& encoder) {
     constexpr int channels = 3;
-    for (int y = 0; y < height; ++y) {
+    for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
@@ -37,9 +36,9 @@ bool encodeColour(RowSource& rows, int width, int height, const SplitRawRows& sp
     return true;
 }
 
-bool encodeGrey(RowSource& rows, int width, int height, const SplitRawRows& split,
+bool encodeGrey(RowSource& rows, int width, int count, const SplitRawRows& split,
                 ForwardStream<std::int16_t>& transform) {
-    for (int y = 0; y < height; ++y) {
+    for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
@@ -62,17 +61,16 @@ bool putSmall(const unsigned char* raw, int width, const SplitRawRows& split, Fo
 
 } // namespace
 
-bool encodeRows(RowSource& rows, int width, int height, int channels, Target target,
-                RowEncoder<std::int16_t>& encoder) {
+bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int16_t>& encoder) {
     const SplitRawRows& split = splitRawRows(target);
-    return channels == 3 ? encodeColour(rows, width, height, split, encoder)
-                         : encodeGrey(rows, width, height, split, encoder.channel(0));
+    return channels == 3 ? encodeColour(rows, width, count, split, encoder)
+                         : encodeGrey(rows, width, count, split, encoder.channel(0));
 }
 
-bool encodeRows(RowSource& rows, int width, int height, int, Target target, RowEncoder<std::int64_t>& encoder) {
+bool encodeRows(RowSource& rows, int width, int count, int, Target target, RowEncoder<std::int64_t>& encoder) {
     const SplitRawRows& split = splitRawRows(target);
     ForwardStream<std::int64_t>& transform = encoder.channel(0);
-    for (int y = 0; y < height; ++y) {
+    for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;

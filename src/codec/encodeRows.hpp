@@ -9,8 +9,8 @@
 
 namespace teko {
 
-// Puts all rows of an image into its encoder. Returns whether the source had them all.
-bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<std::int16_t>& encoder);
-bool encodeRows(RowSource& rows, int width, int height, int channels, Target target, RowEncoder<std::int64_t>& encoder);
+// Puts the next `count` rows of an image into its encoder. Returns whether the source had them all.
+bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int16_t>& encoder);
+bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int64_t>& encoder);
 
 } // namespace teko

@@ -4,15 +4,20 @@
 #include "codec/colourTransform.hpp"
 #include "codec/decodeRows.hpp"
 #include "codec/ending.hpp"
+#include "codec/imageEncoder.hpp"
 #include "codec/imageKind.hpp"
+#include "codec/reduction.hpp"
+#include "coding/bitPlanes.hpp"
 #include "coding/decoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
+#include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cassert>
 #include <cstdint>
+#include <optional>
 #include <type_traits>
 
 namespace teko {
@@ -23,12 +28,12 @@ public:
     virtual ~Way() = default;
     // Whether it goes on with a stream of that top plane.
     virtual bool suits(int topPlane) const = 0;
-    // Reads what is behind the top plane. Returns whether the stream ended early.
-    virtual bool read(int topPlane, BitStreamer& in) = 0;
-    virtual bool read(int topPlane, ByteStreamer& in) = 0;
-    virtual void transform() = 0;
-    // Returns whether all rows were taken.
-    virtual bool write(int limit, RowSink& rows) = 0;
+    // Reads what is behind the top plane.
+    virtual StreamFindings read(int topPlane, BitStreamer& in) = 0;
+    virtual StreamFindings read(int topPlane, ByteStreamer& in) = 0;
+    virtual void transform(int halvings) = 0;
+    // Hands the next `count` rows on. Returns whether they were taken.
+    virtual bool write(int limit, RowSink& rows, int count) = 0;
 };
 
 // Row by row: rows are transformed back as they are asked for.
@@ -36,22 +41,30 @@ template <typename T>
 class ImageDecoder::ByRows final : public Way {
 public:
     ByRows(const FileHeader& header, int channelCount, Target itsTarget)
-        : width(header.xsize), height(header.ysize), channels(channelCount), target(itsTarget),
-          decoder(width, height, channels, target) {}
+        : form{header.xsize, channelCount, 0, 0, itsTarget},
+          decoder(header.xsize, header.ysize, channelCount, itsTarget) {}
 
     bool suits(int topPlane) const override { return RowDecoder<T>::suits(topPlane); }
-    bool read(int topPlane, BitStreamer& in) override { return decoder.read(topPlane, in) != 0; }
-    bool read(int topPlane, ByteStreamer& in) override { return decoder.read(topPlane, in) != 0; }
-    void transform() override { decoder.start(); }
-    bool write(int limit, RowSink& rows) override {
-        return decodeRows(decoder, width, height, channels, limit, target, rows);
+    StreamFindings read(int topPlane, BitStreamer& in) override { return readFrom(topPlane, in); }
+    StreamFindings read(int topPlane, ByteStreamer& in) override { return readFrom(topPlane, in); }
+    void transform(int halvings) override {
+        form.width = reducedSide(form.width, halvings);
+        form.halvings = halvings;
+        decoder.start(halvings);
+    }
+    bool write(int limit, RowSink& rows, int count) override {
+        form.limit = limit;
+        return decodeRows(decoder, form, count, rows);
     }
 
 private:
-    int width;
-    int height;
-    int channels;
-    Target target;
+    template <typename Stream>
+    StreamFindings readFrom(int topPlane, Stream& in) {
+        const bool endedEarly = decoder.read(topPlane, in) != 0;
+        return {endedEarly, decoder.contradictsItself()};
+    }
+
+    RawRowForm form;
     RowDecoder<T> decoder;
 };
 
@@ -59,37 +72,65 @@ private:
 template <typename T>
 class ImageDecoder::ByPlanes final : public Way {
 public:
-    ByPlanes(const FileHeader& header, int channels) : image(header.xsize, header.ysize, channels) {
+    ByPlanes(const FileHeader& header, int channels) : whole(header.xsize, header.ysize, channels), image(&whole) {
         wavelet.filter = &filter;
     }
 
     bool suits(int) const override { return true; }
-    bool read(int topPlane, BitStreamer& in) override { return readBelowTopPlane(wavelet, image, topPlane, in) != 0; }
-    bool read(int topPlane, ByteStreamer& in) override { return readBelowTopPlane(wavelet, image, topPlane, in) != 0; }
-    void transform() override {
-        wavelet.untransform(&image);
+    StreamFindings read(int topPlane, BitStreamer& in) override {
+        return readBelowTopPlane(wavelet, whole, topPlane, in);
+    }
+    StreamFindings read(int topPlane, ByteStreamer& in) override {
+        return readBelowTopPlane(wavelet, whole, topPlane, in);
+    }
+    void transform(int halvings) override {
+        untransformDownTo(halvings, wavelet, whole);
+        if (halvings > 0) {
+            reduce(halvings);
+        }
         if constexpr (std::is_same_v<T, std::int16_t>) {
-            colourUntransform(&image);
+            colourUntransform(image);
         }
     }
-    bool write(int limit, RowSink& rows) override {
-        for (int y = 0; y < image.height && image.width > 0; ++y) {
+    bool write(int limit, RowSink& rows, int count) override {
+        for (const int end = y + count; y < end; ++y) {
             unsigned char* const row = rows.next();
             if (row == nullptr) {
                 return false;
             }
-            sizeof(T) == sizeof(std::int16_t) ? image.writeRow8(y, row, limit) : image.writeRow16(y, row, limit);
+            sizeof(T) == sizeof(std::int16_t) ? image->writeRow8(y, row, limit) : image->writeRow16(y, row, limit);
         }
-        return rows.finish();
+        return true;
     }
 
 private:
-    ImageData<T> image;
+    // Moves the approximation into an image of its own, without its gain.
+    void reduce(int halvings) {
+        image =
+            &reduced.emplace(reducedSide(whole.width, halvings), reducedSide(whole.height, halvings), whole.channels);
+        for (int c = 0; c < image->channels; ++c) {
+            for (std::int64_t row = 0; row < image->height; ++row) {
+                const T* const from = whole.planes[c] + (row << halvings) * whole.stride;
+                T* const to = image->planes[c] + row * image->stride;
+                for (int x = 0; x < image->width; ++x) {
+                    to[x] = withoutGain(from[std::int64_t{x} << halvings], halvings);
+                }
+            }
+        }
+    }
+
+    ImageData<T> whole;
+    std::optional<ImageData<T>> reduced;
+    ImageData<T>* image; // the one that is written
+    int y = 0;           // rows written
     Filter4_2<T> filter;
     Wavelet<T> wavelet;
 };
 
-ImageDecoder::ImageDecoder(const FileHeader& fileHeader, Target itsTarget) : header(fileHeader), target(itsTarget) {}
+ImageDecoder::ImageDecoder(const FileHeader& fileHeader, Target itsTarget, int itsHalvings)
+    : header(fileHeader), target(itsTarget), halvings(itsHalvings) {
+    assert(halvings == 0 || halvings <= numberOfLevels(header.xsize, header.ysize));
+}
 ImageDecoder::~ImageDecoder() = default;
 ImageDecoder::ImageDecoder(ImageDecoder&&) noexcept = default;
 ImageDecoder& ImageDecoder::operator=(ImageDecoder&&) noexcept = default;
@@ -121,6 +162,14 @@ Status ImageDecoder::prepare() {
     });
 }
 
+// Whether an encoder can have written that top plane, and anything at all.
+bool ImageDecoder::isUsual(int topPlane) const {
+    const int highest = imageKindOf(header.bytesPerPixel)->bytesPerSample == 1
+                            ? highestPlane<std::int16_t>
+                            : InverseStream<std::int64_t>::safeBits - 1;
+    return topPlane >= 0 && topPlane <= highest && !isTooThin(header);
+}
+
 template <typename Stream>
 Status ImageDecoder::readFrom(Stream& in) {
     assert(way != nullptr && in.mode == 'r');
@@ -131,8 +180,9 @@ Status ImageDecoder::readFrom(Stream& in) {
                 way.reset(); // its memory first
                 way = makeWayByPlanes();
             }
-            endedEarly = way->read(topPlane, in);
-            return endedEarly ? Status::cut : Status::ok;
+            findings = way->read(topPlane, in);
+            findings.contradictsItself |= !isUsual(topPlane);
+            return findings.endedEarly ? Status::cut : Status::ok;
         },
         [](int) { return Status::noStream; });
 }
@@ -148,15 +198,33 @@ Status ImageDecoder::read(ByteStreamer& in) {
 Status ImageDecoder::transform() {
     assert(way != nullptr);
     return endOf([&] {
-        way->transform();
+        way->transform(halvings);
         return Status::ok;
     });
 }
 
+Status ImageDecoder::write(RowSink& rows, int count) {
+    assert(way != nullptr && count >= 0 && count <= rowsLeft());
+    if (header.xsize == 0) {
+        return Status::ok;
+    }
+    int limit = sampleLimit(header.bitsPerPixel, findings.endedEarly);
+    if (halvings > 0 && !findings.endedEarly) {
+        limit = reducedSampleLimit(imageKindOf(header.bytesPerPixel)->bytesPerSample);
+    }
+    return endOf([&] {
+        rowsDone += count;
+        return way->write(limit, rows, count) ? Status::ok : Status::sinkFull;
+    });
+}
+
 Status ImageDecoder::write(RowSink& rows) {
-    assert(way != nullptr);
-    return endOf(
-        [&] { return way->write(sampleLimit(header.bitsPerPixel, endedEarly), rows) ? Status::ok : Status::sinkFull; });
+    const Status status = write(rows, rowsLeft());
+    return status == Status::ok && !rows.finish() ? Status::sinkFull : status;
+}
+
+int ImageDecoder::rowsLeft() const {
+    return reducedSide(header.ysize, halvings) - rowsDone;
 }
 
 } // namespace teko

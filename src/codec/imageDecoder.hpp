@@ -8,6 +8,7 @@
 #include "codec/rows.hpp"
 #include "codec/status.hpp"
 #include "coding/bitStreamer.hpp"
+#include "coding/decoder.hpp"
 #include "target/target.hpp"
 
 #include <memory>
@@ -18,7 +19,8 @@ namespace teko {
 // them all.
 class ImageDecoder {
 public:
-    ImageDecoder(const FileHeader& header, Target target);
+    // With halvings, at most as many as the image has levels, each side of the result is reducedSide(side, halvings).
+    ImageDecoder(const FileHeader& header, Target target, int halvings = 0);
     ~ImageDecoder();
     ImageDecoder(ImageDecoder&&) noexcept;
     ImageDecoder& operator=(ImageDecoder&&) noexcept;
@@ -29,12 +31,18 @@ public:
     // or with outOfMemory.
     Status read(BitStreamer& in);
     Status read(ByteStreamer& in);
+    // Then: whether the stream says what no encoder writes: a top plane that no image of that shape and kind has, or
+    // other run-length parameters than those that encoders choose.
+    bool contradictsItself() const { return findings.contradictsItself; }
     // Whatever can be transformed back before rows are asked for, colours included. The stream, and memory that it lies
     // in, is not needed any more. Ends with outOfMemory.
     Status transform();
-    // Hands all rows on. Samples of a stream that was cut are brought into 0 .. 2^bits - 1; else the low 8 (16) bits of
-    // each are taken. Ends with sinkFull or outOfMemory.
+    // Hands all rows on that are left. Samples of a stream that was cut are brought into 0 .. 2^bits - 1, those of a
+    // reduced image into 8 (16) bits; else the low 8 (16) bits of each are taken. Ends with sinkFull or outOfMemory.
     Status write(RowSink& rows);
+    // The same for as many, of those that are left; the sink is not told when there are no more.
+    Status write(RowSink& rows, int count);
+    int rowsLeft() const;
 
 private:
     class Way;
@@ -48,11 +56,14 @@ private:
     template <typename Stream>
     Status readFrom(Stream& in);
     std::unique_ptr<Way> makeWayByPlanes() const;
+    bool isUsual(int topPlane) const;
 
     FileHeader header;
     Target target;
+    int halvings;
     std::unique_ptr<Way> way;
-    bool endedEarly = false;
+    StreamFindings findings;
+    int rowsDone = 0;
 };
 
 // Ends with cut, and all rows handed on, where the stream ended early.

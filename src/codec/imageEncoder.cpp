@@ -8,6 +8,7 @@
 #include "coding/encoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
+#include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cassert>
@@ -20,8 +21,9 @@ namespace teko {
 class ImageEncoder::Way {
 public:
     virtual ~Way() = default;
-    virtual Status read(RowSource& rows) = 0;
+    virtual Status read(RowSource& rows, int count) = 0;
     virtual void transform() = 0;
+    virtual bool isReversible() const = 0;
     virtual void write(BitStreamer& out) = 0;
     virtual void write(ByteStreamer& out) = 0;
 };
@@ -31,19 +33,19 @@ template <typename T>
 class ImageEncoder::ByRows final : public Way {
 public:
     ByRows(const FileHeader& header, int channelCount, Target itsTarget)
-        : width(header.xsize), height(header.ysize), channels(channelCount), target(itsTarget),
-          encoder(width, height, channels, target) {}
+        : width(header.xsize), channels(channelCount), target(itsTarget),
+          encoder(width, header.ysize, channels, target) {}
 
-    Status read(RowSource& rows) override {
-        return encodeRows(rows, width, height, channels, target, encoder) ? Status::ok : Status::sourceEnded;
+    Status read(RowSource& rows, int count) override {
+        return encodeRows(rows, width, count, channels, target, encoder) ? Status::ok : Status::sourceEnded;
     }
     void transform() override {}
+    bool isReversible() const override { return encoder.isReversible(); }
     void write(BitStreamer& out) override { encoder.write(out); }
     void write(ByteStreamer& out) override { encoder.write(out); }
 
 private:
     int width;
-    int height;
     int channels;
     Target target;
     RowEncoder<T> encoder;
@@ -57,8 +59,8 @@ public:
         wavelet.filter = &filter;
     }
 
-    Status read(RowSource& rows) override {
-        for (int y = 0; y < image.height && image.width > 0; ++y) {
+    Status read(RowSource& rows, int count) override {
+        for (const int end = y + count; y < end; ++y) {
             const unsigned char* const row = rows.next();
             if (row == nullptr) {
                 return Status::sourceEnded;
@@ -73,11 +75,15 @@ public:
         }
         wavelet.transform(&image);
     }
+    bool isReversible() const override {
+        return sizeof(T) > sizeof(std::int16_t) && numberOfLevels(image.width, image.height) > 0;
+    }
     void write(BitStreamer& out) override { writeStream(image, out); }
     void write(ByteStreamer& out) override { writeStream(image, out); }
 
 private:
     ImageData<T> image;
+    int y = 0; // rows read
     Filter4_2<T> filter;
     Wavelet<T> wavelet;
 };
@@ -109,9 +115,22 @@ Status ImageEncoder::prepare() {
     });
 }
 
+Status ImageEncoder::read(RowSource& rows, int count) {
+    assert(way != nullptr && count >= 0 && count <= rowsLeft());
+    if (header.xsize == 0) {
+        return Status::ok;
+    }
+    rowsDone += count;
+    return endOf([&] { return way->read(rows, count); });
+}
+
 Status ImageEncoder::read(RowSource& rows) {
+    return read(rows, rowsLeft());
+}
+
+bool ImageEncoder::isReversible() const {
     assert(way != nullptr);
-    return endOf([&] { return way->read(rows); });
+    return header.xsize == 0 || header.ysize == 0 || way->isReversible();
 }
 
 Status ImageEncoder::transform() {

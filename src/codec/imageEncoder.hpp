@@ -28,10 +28,15 @@ public:
     // Takes the memory of the image: 2 bytes a sample, 4 for samples of two bytes, 8 in the plain way. Ends with
     // unknownKind, tooThin, tooLarge or outOfMemory.
     Status prepare();
-    // Takes all rows; many images are transformed on the way. Ends with sourceEnded or outOfMemory.
+    // Takes all rows that are left; many images are transformed on the way. Ends with sourceEnded or outOfMemory.
     Status read(RowSource& rows);
+    // The same with as many, of those that are left.
+    Status read(RowSource& rows, int count);
+    int rowsLeft() const { return header.ysize - rowsDone; }
     // Whatever is left to transform, colours included. Ends with outOfMemory.
     Status transform();
+    // Then: whether it is proved that the whole stream decodes to the samples. Where not, it may do so or not.
+    bool isReversible() const;
     // Appends the coded stream to a writer and flushes it. Ends with cut where the writer takes no more, which is how a
     // byte budget ends a stream, or with outOfRange or outOfMemory.
     Status write(BitStreamer& out);
@@ -50,6 +55,7 @@ private:
     FileHeader header;
     Target target;
     std::unique_ptr<Way> way;
+    int rowsDone = 0;
 };
 
 template <typename Stream>

@@ -6,6 +6,7 @@
 
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
+#include "coding/runLengthParameter.hpp"
 #include "coding/subband.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -61,6 +62,17 @@ public:
 
     // Whether the next candidate is an event; its sign bit follows in the stream.
     bool nextIsEvent() {
+        ++candidates;
+        const bool isEvent = decideNext();
+        events += isEvent ? 1 : 0;
+        return isEvent;
+    }
+
+    // At the segment's end.
+    bool hasUnusualParameter() const { return k != runLengthParameter(events, candidates); }
+
+private:
+    bool decideNext() {
         if (skip > 0) {
             --skip;
             return false;
@@ -82,26 +94,29 @@ public:
         return false;
     }
 
-private:
     BasicBitStreamer<Word>& in;
     int k;
     std::uint32_t skip = 0; // candidates that are passes
     bool pending = false;   // the candidate after them is an event
+    std::uint64_t candidates = 0;
+    std::uint64_t events = 0;
 };
 
+// Returns whether the segment has the parameter that encoders choose.
 template <typename T, typename Word>
-void readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BasicBitStreamer<Word>& in) {
+bool readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, BasicBitStreamer<Word>& in) {
     RunReader runs(in);
     samples.forEach([&](T& folded) {
         if (!weights.isSignificant(folded) && runs.nextIsEvent()) {
             folded = weights.atSignificance(in.getBit());
         }
     });
+    return !runs.hasUnusualParameter();
 }
 
 template <typename T, typename Word>
-void readSegments(ImageData<T>& image, int levels, int topPlane, const int& truncateDecode,
-                  BasicBitStreamer<Word>& in) {
+void readSegments(ImageData<T>& image, int levels, int topPlane, const int& truncateDecode, BasicBitStreamer<Word>& in,
+                  StreamFindings& findings) {
     for (int priority = topPlane + levels; priority >= 0; --priority) {
         for (int channel = 0; channel < image.channels; ++channel) {
             for (int c = 0; c <= levels; ++c) {
@@ -113,7 +128,7 @@ void readSegments(ImageData<T>& image, int levels, int topPlane, const int& trun
                                               truncateDecode};
                 const auto weights = PlaneWeights<T>::of(b);
                 readRefinements(samples, weights, in);
-                readRuns(samples, weights, in);
+                findings.contradictsItself |= !readRuns(samples, weights, in);
             }
         }
     }
@@ -138,34 +153,35 @@ int readTopPlane(BasicBitStreamer<Word>& in) {
 }
 
 template <typename T, typename Word>
-int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BasicBitStreamer<Word>& in) {
+StreamFindings readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane,
+                                 BasicBitStreamer<Word>& in) {
     const int levels = numberOfLevels(image.width, image.height);
     changeEverySample(image, [](T) { return T{0}; });
-    int endedEarly = 0;
+    StreamFindings findings;
     try {
-        readSegments(image, levels, topPlane, wavelet.truncateDecode, in);
+        readSegments(image, levels, topPlane, wavelet.truncateDecode, in, findings);
     } catch (int) {
-        endedEarly = 1;
+        findings.endedEarly = true;
     }
     if (wavelet.skipTransform == 0) {
         changeEverySample(image, unfold<T>);
     }
-    return endedEarly;
+    return findings;
 }
 
 using Words = BasicBitStreamer<std::uint32_t>;
 using UnalignedWords = BasicBitStreamer<UnalignedWord>;
 template int readTopPlane(Words&);
 template int readTopPlane(UnalignedWords&);
-template int readBelowTopPlane(const Wavelet<std::int16_t>&, ImageData<std::int16_t>&, int, Words&);
-template int readBelowTopPlane(const Wavelet<std::int64_t>&, ImageData<std::int64_t>&, int, Words&);
-template int readBelowTopPlane(const Wavelet<std::int16_t>&, ImageData<std::int16_t>&, int, UnalignedWords&);
-template int readBelowTopPlane(const Wavelet<std::int64_t>&, ImageData<std::int64_t>&, int, UnalignedWords&);
+template StreamFindings readBelowTopPlane(const Wavelet<std::int16_t>&, ImageData<std::int16_t>&, int, Words&);
+template StreamFindings readBelowTopPlane(const Wavelet<std::int64_t>&, ImageData<std::int64_t>&, int, Words&);
+template StreamFindings readBelowTopPlane(const Wavelet<std::int16_t>&, ImageData<std::int16_t>&, int, UnalignedWords&);
+template StreamFindings readBelowTopPlane(const Wavelet<std::int64_t>&, ImageData<std::int64_t>&, int, UnalignedWords&);
 
 template <typename T>
 int Wavelet<T>::readWavelet(ImageData<T>* image, BitStreamer& in) {
     const int topPlane = readTopPlane(in);
-    return readBelowTopPlane(*this, *image, topPlane, in);
+    return readBelowTopPlane(*this, *image, topPlane, in).endedEarly ? 1 : 0;
 }
 
 template int Wavelet<std::int16_t>::readWavelet(ImageData<std::int16_t>*, BitStreamer&);

@@ -11,8 +11,15 @@ namespace teko {
 template <typename Word>
 int readTopPlane(BasicBitStreamer<Word>& in);
 
-// The rest of a stream. The wavelet's switches and the result are those of readWavelet.
+// How a stream was found to be.
+struct StreamFindings {
+    bool endedEarly = false;
+    bool contradictsItself = false; // a run segment that was read whole had another parameter than encoders choose
+};
+
+// The rest of a stream. The wavelet's switches are those of readWavelet.
 template <typename T, typename Word>
-int readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane, BasicBitStreamer<Word>& in);
+StreamFindings readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image, int topPlane,
+                                 BasicBitStreamer<Word>& in);
 
 } // namespace teko

@@ -49,11 +49,11 @@ int RowDecoder<T>::read(int topPlane, BasicBitStreamer<Word>& in) {
 }
 
 template <typename T>
-void RowDecoder<T>::start() {
+void RowDecoder<T>::start(int halvings) {
     assert(transforms.empty());
     for (int channel = 0; channel < shape.channels; ++channel) {
         sources.push_back(std::make_unique<ChannelSource>(*sliced, channel));
-        transforms.emplace_back(shape.width, shape.height, target, *sources.back());
+        transforms.emplace_back(shape.width, shape.height, target, *sources.back(), halvings);
     }
 }
 

@@ -32,8 +32,12 @@ public:
     template <typename Word>
     int read(int topPlane, BasicBitStreamer<Word>& in);
 
-    // After read, once: makes the rows ready to be asked for. The stream is not needed any more. Throws std::bad_alloc.
-    void start();
+    // After read: whether a segment had another run-length parameter than encoders choose.
+    bool contradictsItself() const { return sliced->contradictsItself(); }
+
+    // After read, once: makes the rows ready to be asked for, of an image whose sides are halved so often (see
+    // InverseStream). The stream is not needed any more. Throws std::bad_alloc.
+    void start(int halvings = 0);
 
     // After start: the rows of a channel. The channels are independent.
     InverseStream<T>& channel(int c) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/rowEncoder.hpp"
 
+#include <algorithm>
+
 namespace teko {
 
 template <typename T>
@@ -14,6 +16,12 @@ RowEncoder<T>::RowEncoder(int width, int height, int channels, Target target)
     for (int c = 0; c < channels; ++c) {
         transforms.emplace_back(width, height, target, coefficients.channel(c));
     }
+}
+
+template <typename T>
+bool RowEncoder<T>::isReversible() const {
+    return std::all_of(transforms.begin(), transforms.end(),
+                       [](const ForwardStream<T>& transform) { return transform.isReversible(); });
 }
 
 template class RowEncoder<std::int16_t>;

@@ -28,7 +28,10 @@ public:
         return transforms[static_cast<std::size_t>(c)];
     }
 
-    // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
+    // After the last row of every channel: whether it is proved that decoding gives the samples back.
+    bool isReversible() const;
+
+    // Then, once: appends the coded stream to a writer and flushes it. Throws as
     // Wavelet::writeWavelet.
     template <typename Word>
     void write(BasicBitStreamer<Word>& out) {

@@ -15,6 +15,8 @@ public:
     virtual void take(int y, const RowSample<T>* samples) = 0;
     // After the last row.
     virtual void finish() = 0;
+    // Then: whether it is proved that the inverse gives the rows back. Only short samples can fail to.
+    virtual bool isReversible() const { return true; }
 };
 
 // Restores them.

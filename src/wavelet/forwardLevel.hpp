@@ -7,6 +7,7 @@
 #include "wavelet/rowWindow.hpp"
 
 #include <cstdint>
+#include <type_traits>
 
 namespace teko {
 
@@ -16,6 +17,13 @@ namespace teko {
 // 2047 at most, or 2.25 * 2.25 * 1638 < 16383 and 2.25 * 1.5 * 1638 < 24575.
 constexpr std::int64_t largestForSmallKernels = 600;
 constexpr std::int64_t largestForKernels = 1638;
+
+// Up to which magnitudes in its rows a level of short samples is sure to be undone by the inverse (docs/bounds.md): no
+// stored sample leaves 16 bits; and where the two directions keep predict sums in different ways, no such sum does, by
+// the rows that the level starts from, or by those that have been through a row pass.
+constexpr std::int64_t largestReversible = 4096;
+constexpr std::int64_t largestForPredictSums = 512;
+constexpr std::int64_t largestForColumnSums = 1024;
 
 // A level of the transform. It is given its rows one after another and gives the rows of its approximation to the next
 // level, if there is one, as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y,
@@ -55,6 +63,8 @@ public:
         }
     }
 
+    bool isReversible() const override { return sumsFit && largest <= largestReversible; }
+
     void finish() override {
         advanceTo(n - 1);
         const int lastOdd = n - 1 - n % 2;
@@ -93,6 +103,9 @@ private:
     // is updated from its odd neighbours, and with it the row above is done.
     void advance(int y) {
         window.liftAlong(y, along);
+        if (mayLoseSums()) {
+            window.boundRow(y);
+        }
         if (y >= 4 && y % 2 == 0) {
             liftPair(y - 3);
         }
@@ -104,7 +117,15 @@ private:
         }
     }
 
+    // Whether predict sums down the columns may leave 16 bits, and the inverse would keep them in another way.
+    bool mayLoseSums() const {
+        return std::is_same_v<T, std::int16_t> && wrapsEverywhere && largest > largestForPredictSums;
+    }
+
     void liftPair(int i) {
+        if (mayLoseSums() && sumsFit && window.largestAround(i) > largestForColumnSums) {
+            sumsFit = window.predictSumsFit(i);
+        }
         const bool isEnd = i == 1 || i + 3 >= n;
         window.liftOdd(i, isEnd && !wrapsEverywhere ? k.predictExact : k.predict);
         if (i >= 3) {
@@ -130,6 +151,7 @@ private:
     bool wrapsEverywhere;
     CoarserForward<T>* coarser; // not owned
     int advanced = 0;           // rows
+    bool sumsFit = true;        // all predict sums in 16 bits, where that matters
     std::int64_t largest = -1;  // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace teko {
 
@@ -162,6 +163,60 @@ private:
     SampleRange range; // of the approximations so far
 };
 
+// Stands for the coarsest level where no level is to be undone: its rows are those of the last class.
+class RowsOfLastClass final : public CoarserInverse<std::int16_t> {
+public:
+    RowsOfLastClass(const LevelShape& levelShape, Target target, CoefficientSource<std::int16_t>& itsSource)
+        : shape(levelShape), kernels(rowKernels<std::int16_t>(target)), source(itsSource),
+          memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
+                                                                            memory.data() + shape.evens() + vector, 0} {
+    }
+
+    const SplitRow<std::int16_t>& restore(int) override {
+        row.largest = kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+        return row;
+    }
+
+private:
+    static constexpr int vector = 32;
+
+    LevelShape shape;
+    const RowKernels<std::int16_t>& kernels;
+    CoefficientSource<std::int16_t>& source;
+    std::vector<std::int16_t> memory;
+    SplitRow<std::int16_t> row;
+};
+
+class RowsOfLastClassOfAny final : public CoarserInverseOfAny {
+public:
+    RowsOfLastClassOfAny(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource)
+        : shape(levelShape), isSmall(isTakenSmall(itsSource, shape.c, target)),
+          kernels(rowKernels<std::int64_t>(target)), between(rowKernels<SmallLong>(target)), source(itsSource),
+          memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
+                                                                            memory.data() + shape.evens() + vector, 0} {
+    }
+
+    AnySplitRow restore(int) override {
+        if (isSmall) {
+            between.splitWidening(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
+        } else {
+            kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+        }
+        return {nullptr, &row};
+    }
+
+private:
+    static constexpr int vector = 32;
+
+    LevelShape shape;
+    bool isSmall;
+    const RowKernels<std::int64_t>& kernels;
+    const RowKernels<SmallLong>& between;
+    CoefficientSource<std::int64_t>& source;
+    std::vector<int> memory;
+    SplitRow<int> row;
+};
+
 // The levels that a stream is made of.
 template <typename T>
 struct InverseLevels;
@@ -179,6 +234,10 @@ struct InverseLevels<std::int16_t> {
         }
         return std::make_unique<InversePlaneLevel<std::int16_t, Fill>>(lattice, fill);
     }
+    static std::unique_ptr<Coarser> makeNone(const LevelShape& shape, Target target,
+                                             CoefficientSource<std::int16_t>& source) {
+        return std::make_unique<RowsOfLastClass>(shape, target, source);
+    }
 };
 
 template <>
@@ -194,6 +253,10 @@ struct InverseLevels<std::int64_t> {
                 FillSmallRows(shape, target, source, coarser), wideFill);
         }
         return std::make_unique<InversePlaneLevelOfAny<FillWideRows>>(lattice, wideFill);
+    }
+    static std::unique_ptr<Coarser> makeNone(const LevelShape& shape, Target target,
+                                             CoefficientSource<std::int64_t>& source) {
+        return std::make_unique<RowsOfLastClassOfAny>(shape, target, source);
     }
 };
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -50,16 +51,25 @@ public:
     }
 
     void transform() {
+        Filter4_2<T> filter;
         for (int y = 0; y < rows; ++y) {
             filter.transform(row(y), columns, 1);
         }
-        filterColumns(&Filter<T>::transform, &Filter<T>::transformInner);
+        filterColumns(filter, &Filter<T>::transform, &Filter<T>::transformInner);
     }
     void untransform() {
-        filterColumns(&Filter<T>::untransform, &Filter<T>::untransformInner);
+        Filter4_2<T> filter;
+        filterColumns(filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
         for (int y = 0; y < rows; ++y) {
             filter.untransform(row(y), columns, 1);
         }
+    }
+
+    // Whether the inverse, which is tried on a copy, gives that.
+    bool isUndoneTo(const LevelPlane& original) const {
+        LevelPlane restored = *this;
+        restored.untransform();
+        return restored.samples == original.samples;
     }
 
     const int columns;
@@ -69,7 +79,8 @@ private:
     T* row(int y) { return samples.data() + static_cast<std::int64_t>(y) * columns; }
 
     // Through a copy with room for edges, in the way that the lattice's place in the image demands.
-    void filterColumns(void (Filter<T>::*inPlace)(T*, int, unsigned long), void (Filter<T>::*onCopy)(T*, int)) {
+    void filterColumns(Filter<T>& filter, void (Filter<T>::*inPlace)(T*, int, unsigned long),
+                       void (Filter<T>::*onCopy)(T*, int)) {
         constexpr int edgeRoom = Filter<T>::edgeRoom;
         std::vector<T> copy(static_cast<std::size_t>(rows + 2 * edgeRoom));
         T* const column = copy.data() + edgeRoom;
@@ -92,7 +103,6 @@ private:
     std::vector<T> samples;
     std::vector<Row> evens;
     std::vector<Row> odds;
-    Filter4_2<T> filter;
 };
 
 // Hands its coefficients to pass(y, row), as ForwardLevel.
@@ -107,8 +117,16 @@ public:
     void take(int y, const AnyRow* samples) {
         plane.setRow(y, samples);
     }
+    bool isReversible() const override { return comesBack; }
+
     void finish() override {
-        plane.transform();
+        if constexpr (std::is_same_v<T, std::int16_t>) {
+            const LevelPlane<T> original = plane;
+            plane.transform();
+            comesBack = plane.isUndoneTo(original);
+        } else {
+            plane.transform();
+        }
         for (int y = 0; y < plane.rows; ++y) {
             pass(y, plane.splitRow(y));
         }
@@ -117,6 +135,7 @@ public:
 private:
     LevelPlane<T> plane;
     Pass pass;
+    bool comesBack = true;
 };
 
 // Takes its coefficients from fill(y, row), as InverseLevel.

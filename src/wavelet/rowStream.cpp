@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -67,6 +68,14 @@ public:
         }
     }
 
+    bool isReversible() const {
+        if constexpr (std::is_same_v<T, std::int16_t>) {
+            return finest->isReversible() &&
+                   std::all_of(coarser.begin(), coarser.end(), [](const auto& level) { return level->isReversible(); });
+        }
+        return true;
+    }
+
 private:
     std::vector<std::unique_ptr<typename Levels::Coarser>> coarser; // the coarsest first
     std::unique_ptr<typename Levels::Level> finest;
@@ -100,15 +109,26 @@ void ForwardStream<T>::advance() {
 }
 
 template <typename T>
+bool ForwardStream<T>::isReversible() const {
+    return chain->isReversible();
+}
+
+template <typename T>
 class InverseStream<T>::Chain {
 public:
     using Levels = InverseLevels<T>;
 
-    Chain(int width, int height, Target target, CoefficientSource<T>& source) : rows(height) {
+    Chain(int width, int height, Target target, CoefficientSource<T>& source, int halvings)
+        : rows(finestLattice<T>(width, height).coarser(halvings).rows()) {
         assert(suitsRowStreams(width, height));
         const int numberOf = numberOfLevels(width, height);
+        assert(halvings >= 0 && halvings <= numberOf);
         typename Levels::Coarser* coarser = nullptr;
-        for (int level = numberOf - 1; level >= 0; --level) {
+        if (halvings == numberOf) {
+            const int columns = finestLattice<T>(width, height).coarser(numberOf).columns();
+            levels.push_back(Levels::makeNone({columns, numberOf, true}, target, source));
+        }
+        for (int level = numberOf - 1; level >= halvings; --level) {
             const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
             const LevelShape shape{lattice.columns(), level, level == numberOf - 1};
             levels.push_back(Levels::make(lattice, shape, target, source, coarser));
@@ -128,8 +148,8 @@ private:
 };
 
 template <typename T>
-InverseStream<T>::InverseStream(int width, int height, Target target, CoefficientSource<T>& source)
-    : chain(std::make_unique<Chain>(width, height, target, source)) {}
+InverseStream<T>::InverseStream(int width, int height, Target target, CoefficientSource<T>& source, int halvings)
+    : chain(std::make_unique<Chain>(width, height, target, source, halvings)) {}
 
 template <typename T>
 InverseStream<T>::~InverseStream() = default;

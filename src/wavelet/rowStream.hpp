@@ -52,6 +52,8 @@ public:
     // After it is there. With the last row, all coefficients have been passed on. These three throw std::bad_alloc
     // where rows of short go on as rows of int.
     void advance();
+    // Then: whether it is proved that the inverse gives the samples back. Where not, it may do so or not.
+    bool isReversible() const;
 
 private:
     class Chain;
@@ -82,9 +84,10 @@ public:
     // image has larger ones.
     static constexpr int safeBits = sizeof(T) == sizeof(std::int16_t) ? 16 : 21;
 
-    // For a shape that suits and coefficients of at most safeBits. The source is not owned. Needs memory for 32 rows;
-    // throws std::bad_alloc.
-    InverseStream(int width, int height, Target target, CoefficientSource<T>& source);
+    // For a shape that suits and coefficients of at most safeBits. Leaves out as many of the last levels as the sides
+    // are to be halved: then rows are those of an approximation, its gain included, and the classes of these levels are
+    // not asked for. The source is not owned. Needs memory for 32 rows; throws std::bad_alloc.
+    InverseStream(int width, int height, Target target, CoefficientSource<T>& source, int halvings = 0);
     ~InverseStream();
     InverseStream(InverseStream&&) noexcept;
 

@@ -2,6 +2,7 @@
 // The rows that a level of the decomposition is at work on.
 #pragma once
 
+#include "filter/lifting.hpp"
 #include "filter/rows/rowKernels.hpp"
 #include "wavelet/lattice.hpp"
 
@@ -82,9 +83,35 @@ public:
         steps(row.even, row.odd, evens + odds);
     }
 
+    // Makes the bound of row y that of its samples as they are now.
+    void boundRow(int y) {
+        SplitRow<Row>& row = (*this)[y];
+        row.largest = std::max(kernels.largest(row.even, evens), kernels.largest(row.odd, odds));
+    }
+    // That of the four rows that row y is predicted from.
+    std::int64_t largestAround(int y) {
+        return std::max(
+            {(*this)[y - 3].largest, (*this)[y - 1].largest, (*this)[y + 1].largest, (*this)[y + 3].largest});
+    }
+    // Whether all their predict sums are samples.
+    bool predictSumsFit(int y) {
+        const SplitRow<Row>&a = (*this)[y - 3], &b = (*this)[y - 1], &c = (*this)[y + 1], &d = (*this)[y + 3];
+        return predictSumsFit(a.even, b.even, c.even, d.even, evens) &&
+               predictSumsFit(a.odd, b.odd, c.odd, d.odd, odds);
+    }
+
 private:
     template <typename Other>
     friend class RowWindow;
+
+    static bool predictSumsFit(const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n) {
+        bool fit = true;
+        for (int i = 0; i < n; ++i) {
+            const auto sum = predictSum<Wide<Row>>(farLeft[i], left[i], right[i], farRight[i]);
+            fit &= sum == static_cast<Row>(sum);
+        }
+        return fit;
+    }
 
     std::size_t used() const { return std::min(held, static_cast<std::size_t>(lastRow + 1)); }
 

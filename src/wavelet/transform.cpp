@@ -87,17 +87,24 @@ void Wavelet<T>::transform(ImageData<T>* image) {
 
 // Below one level the inverse still runs one: files of such images decode as they always did.
 template <typename T>
-void Wavelet<T>::untransform(ImageData<T>* image) {
-    const int levels = std::max(1, numberOfLevels(image->width, image->height));
-    for (int c = 0; c < image->channels; ++c) {
-        for (int k = levels - 1; k >= 0 && skipTransform == 0; --k) {
-            const Lattice<T> lattice = latticeOf(*image, c, k);
-            filterColumns(lattice, *filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
-            filterRows(lattice, *filter, &Filter<T>::untransform);
+void untransformDownTo(int lowest, const Wavelet<T>& wavelet, ImageData<T>& image) {
+    const int levels = std::max(1, numberOfLevels(image.width, image.height));
+    for (int c = 0; c < image.channels; ++c) {
+        for (int k = levels - 1; k >= lowest && wavelet.skipTransform == 0; --k) {
+            const Lattice<T> lattice = latticeOf(image, c, k);
+            filterColumns(lattice, *wavelet.filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
+            filterRows(lattice, *wavelet.filter, &Filter<T>::untransform);
         }
     }
 }
 
+template <typename T>
+void Wavelet<T>::untransform(ImageData<T>* image) {
+    untransformDownTo(0, *this, *image);
+}
+
+template void untransformDownTo(int, const Wavelet<std::int16_t>&, ImageData<std::int16_t>&);
+template void untransformDownTo(int, const Wavelet<std::int64_t>&, ImageData<std::int64_t>&);
 template void Wavelet<std::int16_t>::transform(ImageData<std::int16_t>*);
 template void Wavelet<std::int64_t>::transform(ImageData<std::int64_t>*);
 template void Wavelet<std::int16_t>::untransform(ImageData<std::int16_t>*);

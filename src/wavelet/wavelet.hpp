@@ -45,6 +45,11 @@ struct Wavelet {
     int readWavelet(ImageData<T>* image, BitStreamer& in);
 };
 
+// The first levels of untransform alone, down to that of the number `lowest`: with lowest = 0 all of them. Where there
+// are fewer than `lowest` levels nothing is done.
+template <typename T>
+void untransformDownTo(int lowest, const Wavelet<T>& wavelet, ImageData<T>& image);
+
 extern template struct Wavelet<std::int16_t>;
 extern template struct Wavelet<std::int64_t>;
 

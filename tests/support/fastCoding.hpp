@@ -98,7 +98,7 @@ int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
     const int topPlane = readTopPlane(in);
     const int levels = numberOfLevels(image.width, image.height);
     if (levels < 0 || topPlane > highestSlicedPlane<T>) {
-        return readBelowTopPlane(Wavelet<T>(), image, topPlane, in);
+        return readBelowTopPlane(Wavelet<T>(), image, topPlane, in).endedEarly ? 1 : 0;
     }
     std::minstd_rand random(static_cast<unsigned>(image.width + 70 * image.height));
     const ImageShape shape = shapeOf(image.width, image.height, image.channels);

@@ -38,6 +38,8 @@ public:
     // Reads the segments of a stream, behind its top plane, which is at most highestSlicedPlane. Returns 1 when the
     // stream ended early, else 0. Once.
     virtual int read(int topPlane, ByteStreamer& in) = 0;
+    // After read: whether a run segment that was read whole had another parameter than encoders choose.
+    virtual bool contradictsItself() const = 0;
 
     // After read: the next n coefficients of a class of a channel, in scan order. They are the image's and stay until
     // more of the class are asked for. Throws std::bad_alloc.

@@ -124,6 +124,8 @@ void readRuns(ClassState<T>& state, int b, StreamView& in) {
         SparseRuns runs(in, k, candidates);
         readRunsOf(state, b, runs);
     }
+    const std::uint64_t events = candidates - static_cast<std::uint64_t>(state.count - state.significantCount);
+    state.contradictsItself |= k != runLengthParameter(events, candidates);
 }
 
 // Gives every significant coefficient the middle of the interval that the decoded planes leave open.

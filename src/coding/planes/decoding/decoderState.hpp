@@ -107,6 +107,7 @@ public:
         lowestPlane = highestSlicedPlane<T> + 1;
         highestPlane = -1;
         stoppedIn = -1;
+        contradictsItself = false;
         for (std::int64_t i = 0; i < blocks(); ++i) {
             candidates[i] = static_cast<std::uint32_t>(this->samples(i));
             std::fill_n(block(i).signs(), rowWords, Word{0});
@@ -138,4 +139,5 @@ public:
     int highestPlane;       // with an event; -1 as long as there is none
     std::int64_t stoppedIn; // the word where the refinement of the lowest plane ended early, -1 if it did not
     Word refinedInWord;     // the coefficients of that word that it reached
+    bool contradictsItself; // a run segment had another parameter than encoders choose
 };

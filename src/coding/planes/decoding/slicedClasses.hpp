@@ -31,6 +31,7 @@ public:
     };
 
     std::vector<Channel>& all() { return channels; }
+    const std::vector<Channel>& all() const { return channels; }
     const Channel& of(int channel) const { return channels[static_cast<std::size_t>(channel)]; }
 
 private:
@@ -77,6 +78,14 @@ public:
             }
         }
         return endedEarly;
+    }
+
+    bool contradictsItself() const override {
+        const auto contradicts = [](const auto& channel) {
+            return std::any_of(std::begin(channel.classes), std::end(channel.classes),
+                               [](const ClassState<T>& state) { return state.contradictsItself; });
+        };
+        return std::any_of(sliced->all().begin(), sliced->all().end(), contradicts);
     }
 
     const RowSample<T>* take(int channel, int c, std::int64_t n) override {
