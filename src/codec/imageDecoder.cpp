@@ -12,6 +12,7 @@
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -23,7 +24,7 @@
 namespace teko {
 
 // One of the two ways through the codec. Both give the same samples.
-class ImageDecoder::Way {
+class ImageDecoder::Way : public InTakenMemory {
 public:
     virtual ~Way() = default;
     // Whether it goes on with a stream of that top plane.

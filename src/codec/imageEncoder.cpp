@@ -8,6 +8,7 @@
 #include "coding/encoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -18,7 +19,7 @@
 namespace teko {
 
 // One of the two ways through the codec. Both give the same bits.
-class ImageEncoder::Way {
+class ImageEncoder::Way : public InTakenMemory {
 public:
     virtual ~Way() = default;
     virtual Status read(RowSource& rows, int count) = 0;

@@ -9,6 +9,8 @@
 // three bytes of a stream that is no whole number of words are never read.
 #pragma once
 
+#include "memory/memory.hpp"
+
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -119,7 +121,7 @@ private:
 };
 
 // Its memory is aligned to a word.
-struct BitStreamer : BasicBitStreamer<std::uint32_t> {};
+struct BitStreamer : BasicBitStreamer<std::uint32_t>, InTakenMemory {};
 
 // The same stream, in memory at any address.
 struct ByteStreamer : BasicBitStreamer<UnalignedWord> {};

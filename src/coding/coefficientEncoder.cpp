@@ -9,7 +9,7 @@ namespace teko {
 // Folds the coefficients of a channel on their way into memory, and counts their bit lengths block by block, still in
 // the cache.
 template <typename T>
-class CoefficientEncoder<T>::Folder final : public CoefficientSink<T> {
+class CoefficientEncoder<T>::Folder final : public CoefficientSink<T>, public InTakenMemory {
 public:
     using Row = RowSample<T>;
     using Counts = std::uint64_t (*)[BitLengthHistogram<T>::buckets];

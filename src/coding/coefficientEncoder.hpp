@@ -9,11 +9,11 @@
 #include "coding/planes/planeCoding.hpp"
 #include "coding/segmentPlan.hpp"
 #include "image/fillingMemory.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace teko {
 
@@ -44,7 +44,7 @@ private:
     FillingMemory memory; // the coefficients, the lowest bytes of all channels first; behind them, sub-streams that fit
                           // on the same large page
     std::size_t coefficientBytes = 0;
-    std::vector<std::unique_ptr<Folder>> folders; // of each channel
+    Vector<std::unique_ptr<Folder>> folders; // of each channel
     std::unique_ptr<BitLengthHistogram<T>> histogram;
 };
 

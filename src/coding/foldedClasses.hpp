@@ -5,11 +5,11 @@
 #include "coding/foldedSequence.hpp"
 #include "coding/imageShape.hpp"
 #include "coding/subband.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace teko {
 
@@ -27,8 +27,8 @@ public:
 
 private:
     Sequence sequences[maximumClasses];
-    std::vector<unsigned char> rowsInUse;
-    std::vector<unsigned char> longest;
+    Vector<unsigned char> rowsInUse;
+    Vector<unsigned char> longest;
 };
 
 extern template class FoldedClasses<std::int16_t>;

@@ -4,6 +4,7 @@
 
 #include "coding/bitPlanes.hpp"
 #include "coding/subband.hpp"
+#include "memory/memory.hpp"
 
 #include <cassert>
 #include <cstdint>
@@ -19,7 +20,7 @@ struct PlaneCount {
 };
 
 template <typename T>
-struct BitLengthHistogram {
+struct BitLengthHistogram : InTakenMemory {
     static constexpr int maximumChannels = 4;
     static constexpr int classSlots = maximumClasses + 1;
     static constexpr int buckets = sampleBits<T>;

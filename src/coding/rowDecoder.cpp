@@ -8,7 +8,7 @@
 namespace teko {
 
 template <typename T>
-class RowDecoder<T>::ChannelSource final : public CoefficientSource<T> {
+class RowDecoder<T>::ChannelSource final : public CoefficientSource<T>, public InTakenMemory {
 public:
     ChannelSource(SlicedImage<T>& slicedImage, int ofChannel) : sliced(slicedImage), channel(ofChannel) {}
 

@@ -5,12 +5,12 @@
 
 #include "coding/imageShape.hpp"
 #include "coding/planes/planeCoding.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <cassert>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace teko {
 
@@ -51,8 +51,8 @@ private:
     const ImageShape shape;
     const Target target;
     std::unique_ptr<SlicedImage<T>> sliced;
-    std::vector<std::unique_ptr<ChannelSource>> sources;
-    std::vector<InverseStream<T>> transforms;
+    Vector<std::unique_ptr<ChannelSource>> sources;
+    Vector<InverseStream<T>> transforms;
 };
 
 extern template class RowDecoder<std::int16_t>;

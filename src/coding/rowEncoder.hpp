@@ -4,11 +4,11 @@
 #pragma once
 
 #include "coding/coefficientEncoder.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <cassert>
 #include <cstdint>
-#include <vector>
 
 namespace teko {
 
@@ -40,7 +40,7 @@ public:
 
 private:
     CoefficientEncoder<T> coefficients;
-    std::vector<ForwardStream<T>> transforms;
+    Vector<ForwardStream<T>> transforms;
 };
 
 extern template class RowEncoder<std::int16_t>;

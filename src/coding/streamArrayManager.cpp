@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/streamArrayManager.hpp"
 
+#include "image/fillingMemory.hpp"
+#include "memory/memory.hpp"
+
 #include <cassert>
 #include <cstdint>
 #include <memory>
@@ -63,7 +66,7 @@ StreamArrayManager<T>::~StreamArrayManager() {
 template <typename T>
 void StreamArrayManager<T>::giveBack(const BitStreamer& stream) const {
     if (!hasLentMemory()) {
-        delete[] stream.buffer;
+        giveMemoryBack(stream.buffer);
     }
 }
 
@@ -82,7 +85,7 @@ void StreamArrayManager<T>::setUp(BitStreamer& stream, std::uint64_t bits) {
         nextLent += bytes;
         assert(nextLent <= endOfLent);
     } else {
-        memory = new std::uint32_t[bytes / 4];
+        memory = takeMemory(addressable(bytes));
     }
     stream.setUpMemoryWriter(memory, static_cast<std::int64_t>((bits + 7) / 8 + spareCapacity));
 }

@@ -5,6 +5,7 @@
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
 #include "coding/subband.hpp"
+#include "memory/memory.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -33,7 +34,7 @@ private:
 // Owns a refinement stream and a run coder for every channel, class and plane. Only entries below `channels`,
 // up to `levels` and up to `topPlane` are ever set up; the others stay neutral.
 template <typename T>
-struct StreamArrayManager {
+struct StreamArrayManager : InTakenMemory {
     static constexpr int maximumChannels = 4;
     static constexpr int planes = sampleBits<T>;
 

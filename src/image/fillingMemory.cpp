@@ -44,6 +44,16 @@ void adviseLargePages(void*, std::size_t) {}
 void takeAtOnce(void*, std::size_t) {}
 #endif
 
+unsigned char* takeLargePages(std::size_t bytes) {
+    MemoryProvider* const provider = currentMemoryProvider();
+    void* const memory = provider != nullptr ? provider->allocate(bytes, largePage)
+                                             : ::operator new[](bytes, std::align_val_t{largePage});
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return static_cast<unsigned char*>(memory);
+}
+
 } // namespace
 
 // Only several large pages are aligned by the C library: what it has aligned it does not keep for the next image of a
@@ -52,10 +62,10 @@ FillingMemory::FillingMemory(std::size_t bytes) {
     const std::size_t large = inLargePages(bytes);
     bytesInAll = std::max(bytes, large);
     if (large > largePage) {
-        aligned.reset(static_cast<unsigned char*>(::operator new[](bytesInAll, std::align_val_t{largePage})));
+        aligned = {takeLargePages(bytesInAll), {currentMemoryProvider(), bytesInAll}};
         first = aligned.get();
     } else {
-        around.reset(new unsigned char[bytesInAll + large]);
+        around = takeArray<unsigned char>(bytesInAll + large);
         first = around.get() + (large > 0 ? upTo(largePage, around.get()) : 0);
     }
 }
@@ -75,7 +85,11 @@ void FillingMemory::adviseFilling(std::size_t bytes) {
 }
 
 void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {
-    ::operator delete[](memory, std::align_val_t{largePage});
+    if (provider != nullptr) {
+        provider->release(memory, bytes, largePage);
+    } else {
+        ::operator delete[](memory, std::align_val_t{largePage});
+    }
 }
 
 std::size_t addressable(std::uint64_t bytes) {

@@ -2,6 +2,8 @@
 // Memory that is going to be filled, and what the system should know of it.
 #pragma once
 
+#include "memory/memory.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -39,11 +41,14 @@ public:
 
 private:
     struct FreeLargePages {
+        MemoryProvider* provider;
+        std::size_t bytes;
+
         void operator()(unsigned char* memory) const;
     };
 
     // One of them.
-    std::unique_ptr<unsigned char[]> around;
+    TakenArray<unsigned char> around;
     std::unique_ptr<unsigned char[], FreeLargePages> aligned;
     unsigned char* first = nullptr;
     std::size_t bytesInAll = 0;

@@ -3,13 +3,13 @@
 
 #include "image/fillingMemory.hpp"
 #include "image/sampleLimit.hpp"
+#include "memory/memory.hpp"
 
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <new>
 #include <type_traits>
 
@@ -98,7 +98,7 @@ void writeRow(ImageData<T>& image, int y, unsigned char* raw, int limit) {
 template <int Bytes, typename T>
 void readRaw(ImageData<T>& image, std::FILE* file) {
     const std::size_t samples = rowSamples(image.width, image.channels);
-    const std::unique_ptr<unsigned char[]> row(new unsigned char[samples * Bytes]);
+    const TakenArray<unsigned char> row = takeArray<unsigned char>(samples * Bytes);
     for (int y = 0; y < image.height; ++y) {
         if (std::fread(row.get(), Bytes, samples, file) != samples) {
             throw 3;
@@ -110,7 +110,7 @@ void readRaw(ImageData<T>& image, std::FILE* file) {
 template <int Bytes, typename T>
 void writeRaw(ImageData<T>& image, std::FILE* file, int limit) {
     const std::size_t samples = rowSamples(image.width, image.channels);
-    const std::unique_ptr<unsigned char[]> row(new unsigned char[samples * Bytes]);
+    const TakenArray<unsigned char> row = takeArray<unsigned char>(samples * Bytes);
     for (int y = 0; y < image.height; ++y) {
         writeRow<Bytes>(image, y, row.get(), limit);
         if (std::fwrite(row.get(), Bytes, samples, file) != samples) {
@@ -130,10 +130,10 @@ ImageData<T>::ImageData(int xsize, int ysize, int channelCount)
     if (channels < 1 || channels > 3) {
         throw 5;
     }
-    std::unique_ptr<T[]> allocated[3];
+    TakenArray<T> allocated[3];
     for (int c = 0; c < channels; ++c) {
         const std::size_t samples = planeSamples(stride, height);
-        allocated[c].reset(new T[samples]);
+        allocated[c] = takeArray<T>(samples);
         adviseFilling(allocated[c].get(), samples * sizeof(T));
     }
     for (int c = 0; c < channels; ++c) {
@@ -144,7 +144,7 @@ ImageData<T>::ImageData(int xsize, int ysize, int channelCount)
 template <typename T>
 ImageData<T>::~ImageData() {
     for (T* plane : planes) {
-        delete[] plane;
+        giveMemoryBack(plane);
     }
 }
 

@@ -3,12 +3,13 @@
 #pragma once
 
 #include "filter/rows/rowKernels.hpp"
+#include "memory/memory.hpp"
 
 namespace teko {
 
 // Takes the rows of the approximation, from the top.
 template <typename T>
-class CoarserForward {
+class CoarserForward : public InTakenMemory {
 public:
     virtual ~CoarserForward() = default;
 
@@ -21,7 +22,7 @@ public:
 
 // Restores them.
 template <typename T>
-class CoarserInverse {
+class CoarserInverse : public InTakenMemory {
 public:
     virtual ~CoarserInverse() = default;
 

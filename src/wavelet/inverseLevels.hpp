@@ -2,6 +2,7 @@
 // The levels of an inverse stream, and where they have their rows from.
 #pragma once
 
+#include "memory/memory.hpp"
 #include "wavelet/levelShape.hpp"
 #include "wavelet/rowStream.hpp"
 #include "wavelet/wideningInverseLevel.hpp"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace teko {
 
@@ -183,7 +183,7 @@ private:
     LevelShape shape;
     const RowKernels<std::int16_t>& kernels;
     CoefficientSource<std::int16_t>& source;
-    std::vector<std::int16_t> memory;
+    Vector<std::int16_t> memory;
     SplitRow<std::int16_t> row;
 };
 
@@ -213,7 +213,7 @@ private:
     const RowKernels<std::int64_t>& kernels;
     const RowKernels<SmallLong>& between;
     CoefficientSource<std::int64_t>& source;
-    std::vector<int> memory;
+    Vector<int> memory;
     SplitRow<int> row;
 };
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "filter/filter4_2.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/coarserLevel.hpp"
 #include "wavelet/lattice.hpp"
 
@@ -13,7 +14,6 @@
 #include <cstdlib>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace teko {
 
@@ -82,7 +82,7 @@ private:
     void filterColumns(Filter<T>& filter, void (Filter<T>::*inPlace)(T*, int, unsigned long),
                        void (Filter<T>::*onCopy)(T*, int)) {
         constexpr int edgeRoom = Filter<T>::edgeRoom;
-        std::vector<T> copy(static_cast<std::size_t>(rows + 2 * edgeRoom));
+        Vector<T> copy(static_cast<std::size_t>(rows + 2 * edgeRoom));
         T* const column = copy.data() + edgeRoom;
         for (int x = 0; x < columns; ++x) {
             for (int y = 0; y < rows; ++y) {
@@ -100,9 +100,9 @@ private:
     }
 
     bool needsBlocks;
-    std::vector<T> samples;
-    std::vector<Row> evens;
-    std::vector<Row> odds;
+    Vector<T> samples;
+    Vector<Row> evens;
+    Vector<Row> odds;
 };
 
 // Hands its coefficients to pass(y, row), as ForwardLevel.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wavelet/rowStream.hpp"
 
+#include "memory/memory.hpp"
 #include "wavelet/forwardLevels.hpp"
 #include "wavelet/inverseLevels.hpp"
 #include "wavelet/lattice.hpp"
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace teko {
 
@@ -32,7 +32,7 @@ bool suitsRowStreams(int width, int height) {
 // 1.79 * 1.79 times as large as the samples that it is made from, the sum of the magnitudes of the filter's weights in
 // both directions, so five levels of 16-bit samples start from less than what a level may start from.
 template <typename T>
-class ForwardStream<T>::Chain {
+class ForwardStream<T>::Chain : public InTakenMemory {
 public:
     using Levels = ForwardLevels<T>;
 
@@ -77,7 +77,7 @@ public:
     }
 
 private:
-    std::vector<std::unique_ptr<typename Levels::Coarser>> coarser; // the coarsest first
+    Vector<std::unique_ptr<typename Levels::Coarser>> coarser; // the coarsest first
     std::unique_ptr<typename Levels::Level> finest;
     int rows;
     int y = 0;
@@ -114,7 +114,7 @@ bool ForwardStream<T>::isReversible() const {
 }
 
 template <typename T>
-class InverseStream<T>::Chain {
+class InverseStream<T>::Chain : public InTakenMemory {
 public:
     using Levels = InverseLevels<T>;
 
@@ -142,8 +142,8 @@ public:
     }
 
 private:
-    std::vector<std::unique_ptr<typename Levels::Coarser>> levels; // the coarsest first
-    [[maybe_unused]] int rows;                                     // for assertions
+    Vector<std::unique_ptr<typename Levels::Coarser>> levels; // the coarsest first
+    [[maybe_unused]] int rows;                                // for assertions
     int y = 0;
 };
 

@@ -4,6 +4,7 @@
 
 #include "filter/lifting.hpp"
 #include "filter/rows/rowKernels.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/lattice.hpp"
 
 #include <algorithm>
@@ -29,7 +30,8 @@ public:
     RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels)
         : kernels(rowKernels), lastRow(source.rows() - 1), evens((source.columns() + 1) / 2),
           odds(source.columns() / 2), half((evens + 2 * margin + vector - 1) / vector * vector),
-          memory(new Row[static_cast<std::size_t>(2 * half) * used() + 2 * vector]()) {
+          memory(takeArray<Row>(memorySamples())) {
+        std::fill_n(memory.get(), memorySamples(), Row{0});
         Row* const start = memory.get() + alignedStart();
         for (std::size_t i = 0; i < used(); ++i) {
             rows[i].even = start + 2 * half * static_cast<std::int64_t>(i) + margin;
@@ -113,6 +115,7 @@ private:
         return fit;
     }
 
+    std::size_t memorySamples() const { return static_cast<std::size_t>(2 * half) * used() + 2 * vector; }
     std::size_t used() const { return std::min(held, static_cast<std::size_t>(lastRow + 1)); }
 
     // Rows start on cache lines.
@@ -131,7 +134,7 @@ private:
     const int evens;
     const int odds;
     const std::int64_t half;
-    std::unique_ptr<Row[]> memory;
+    TakenArray<Row> memory;
     std::array<SplitRow<Row>, held> rows{};
 };
 

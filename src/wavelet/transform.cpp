@@ -2,12 +2,12 @@
 #include "wavelet/wavelet.hpp"
 
 #include "filter/filter4_2.hpp"
+#include "memory/memory.hpp"
 #include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
 
 namespace teko {
 
@@ -42,7 +42,7 @@ void forBlock(const Lattice<T>& lattice, int x0, int count, T* slots, Copy copy)
 template <typename T>
 void filterColumnsInBlocks(const Lattice<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
     const std::int64_t slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
-    const std::unique_ptr<T[]> slots(new T[static_cast<std::size_t>(blockColumns * slotLength)]);
+    const TakenArray<T> slots = takeArray<T>(static_cast<std::size_t>(blockColumns * slotLength));
     for (int first = 0; first < lattice.columns(); first += blockColumns) {
         const int count = std::min(blockColumns, lattice.columns() - first);
         const int x0 = first * lattice.step;

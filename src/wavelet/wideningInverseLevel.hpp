@@ -11,7 +11,7 @@
 namespace teko {
 
 // Gives its rows as either.
-class CoarserInverseOfAny {
+class CoarserInverseOfAny : public InTakenMemory {
 public:
     virtual ~CoarserInverseOfAny() = default;
 

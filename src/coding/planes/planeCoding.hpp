@@ -19,6 +19,7 @@
 #include "coding/streamArrayManager.hpp"
 #include "target/target.hpp"
 #include "wavelet/rowStream.hpp"
+#include "memory/memory.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -31,7 +32,7 @@ constexpr int highestSlicedPlane = sizeof(T) == sizeof(std::int16_t) ? highestPl
 
 // The coefficients of an image, decoded and still sliced.
 template <typename T>
-class SlicedImage {
+class SlicedImage : public InTakenMemory {
 public:
     virtual ~SlicedImage() = default;
 

@@ -8,6 +8,7 @@
 #include "coding/runLengthParameter.hpp"
 #include "coding/segmentPlan.hpp"
 #include "image/fillingMemory.hpp"
+#include "memory/memory.hpp"
 #include "target/region.hpp"
 
 #include <algorithm>
@@ -19,7 +20,6 @@
 #include <numeric>
 #include <optional>
 #include <type_traits>
-#include <vector>
 
 #if defined(__x86_64__)
 #include <immintrin.h>

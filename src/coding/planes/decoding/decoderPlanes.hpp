@@ -262,7 +262,7 @@ private:
     }
 
     const ClassState<T>& state;
-    std::vector<V> values;
+    Vector<V> values;
     std::int64_t block = 0;
     std::int64_t made = 0; // of the values
     std::int64_t next = 0;
@@ -270,7 +270,7 @@ private:
 
 // Reads all segments into channels with their classes. Returns 1 when the stream ended early, else 0.
 template <typename Channel>
-int readSegments(std::vector<Channel>& channels, int levels, int topPlane, ByteStreamer& stream) {
+int readSegments(Vector<Channel>& channels, int levels, int topPlane, ByteStreamer& stream) {
     StreamView in(stream);
     try {
         forEachSegmentPair(static_cast<int>(channels.size()), levels, topPlane, [&](int channel, int c, int b) {

@@ -30,8 +30,8 @@ public:
         ClassState<T> classes[maximumClasses];
     };
 
-    std::vector<Channel>& all() { return channels; }
-    const std::vector<Channel>& all() const { return channels; }
+    Vector<Channel>& all() { return channels; }
+    const Vector<Channel>& all() const { return channels; }
     const Channel& of(int channel) const { return channels[static_cast<std::size_t>(channel)]; }
 
 private:
@@ -56,8 +56,8 @@ private:
     }
 
     int rows;
-    std::vector<std::uint32_t> counts;
-    std::vector<Channel> channels;
+    Vector<std::uint32_t> counts;
+    Vector<Channel> channels;
 };
 
 template <typename T>
@@ -72,7 +72,7 @@ public:
         SlicedChannels<T>& channels = sliced.emplace(shape, topPlane, memory.data());
         const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
         for (auto& channel : channels.all()) {
-            std::vector<Readers>& ofChannel = readers.emplace_back();
+            Vector<Readers>& ofChannel = readers.emplace_back();
             for (int c = 0; c <= shape.levels; ++c) {
                 ofChannel.emplace_back(channel.classes[c]);
             }
@@ -115,7 +115,7 @@ private:
     // stream is; planes that it has not are never touched.
     FillingMemory memory;
     std::optional<SlicedChannels<T>> sliced;
-    std::vector<std::vector<Readers>> readers; // [channel][class]
+    Vector<Vector<Readers>> readers; // [channel][class]
 };
 
 template <typename T>
