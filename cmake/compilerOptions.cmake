@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Warnings, sanitizers, coverage and the version: one interface target that every target of ours links.
 add_library(teko_options INTERFACE)
-target_compile_definitions(teko_options INTERFACE TEKO_VERSION="${PROJECT_VERSION}")
+target_compile_definitions(teko_options INTERFACE TEKO_PROJECT_VERSION="${PROJECT_VERSION}")
 target_compile_options(teko_options INTERFACE -Wall -Wextra -Wconversion -Wshadow)
 if(TEKO_WERROR)
   target_compile_options(teko_options INTERFACE -Werror)

@@ -11,7 +11,7 @@ namespace teko {
 
 namespace {
 
-const std::string version = TEKO_VERSION;
+const std::string version = TEKO_PROJECT_VERSION;
 
 std::string textOf(const std::string& path) {
     const Bytes content = TemporaryDirectory::readFile(path);

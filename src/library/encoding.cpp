@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "library/encoding.hpp"
+
+#include "codec/byteBudget.hpp"
+#include "codec/imageDecoder.hpp"
+#include "library/bounds.hpp"
+#include "library/trials.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace teko::library {
+
+namespace {
+
+constexpr std::size_t smallestFile = FileHeader::bytes + 4;
+
+teko_status statusOf(Status status) {
+    switch (status) {
+    case Status::ok:
+        return TEKO_OK;
+    case Status::tooThin:
+    case Status::tooLarge:
+        return TEKO_ERROR_SHAPE;
+    case Status::outOfRange:
+        return TEKO_ERROR_RANGE;
+    case Status::outOfMemory:
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    default:
+        return TEKO_ERROR_ARGUMENT;
+    }
+}
+
+std::size_t addressableOr(std::uint64_t bytes, std::size_t otherwise) {
+    return bytes > std::numeric_limits<std::ptrdiff_t>::max() ? otherwise : static_cast<std::size_t>(bytes);
+}
+
+// The most bytes of the file that options ask for; 0 where they ask for none.
+std::size_t wantedBytes(const ImageLayout& layout, const CallOptions& options) {
+    const std::size_t bound = addressableOr(fileBound(layout), std::numeric_limits<std::ptrdiff_t>::max());
+    switch (options.goal) {
+    case TEKO_TO_BYTES:
+        return std::min(options.bytes, bound);
+    case TEKO_TO_RATE:
+        return budgetAtRate(layout, options.rate);
+    default:
+        return bound;
+    }
+}
+
+// A file of the library's: what its owner gives back is capacity bytes.
+class OwnedFile {
+public:
+    OwnedFile(std::size_t bytes, CallerMemory& callerMemory)
+        : memory(callerMemory), capacity(bytes), data(allocate(bytes)) {}
+    // One that is there.
+    OwnedFile(CallerMemory& callerMemory, void* file, std::size_t bytes)
+        : memory(callerMemory), capacity(bytes), data(static_cast<unsigned char*>(file)) {}
+    ~OwnedFile() { release(); }
+    OwnedFile(const OwnedFile&) = delete;
+    OwnedFile& operator=(const OwnedFile&) = delete;
+
+    unsigned char* bytes() const { return data; }
+
+    // Hands it over, with no more than it holds.
+    void handTo(teko_buffer& file, std::size_t size) {
+        if (unsigned char* const smaller = shrunkTo(size)) {
+            data = smaller;
+            capacity = size;
+        }
+        file.data = data;
+        file.capacity = capacity;
+        file.size = size;
+        data = nullptr;
+    }
+
+private:
+    static constexpr std::size_t alignment = alignof(std::max_align_t);
+
+    unsigned char* allocate(std::size_t bytes) {
+        MemoryProvider* const provider = memory.provider();
+        return static_cast<unsigned char*>(provider != nullptr ? provider->allocate(bytes, alignment)
+                                                               : std::malloc(bytes));
+    }
+    void release() {
+        if (MemoryProvider* const provider = memory.provider(); provider != nullptr && data != nullptr) {
+            provider->release(data, capacity, alignment);
+        } else {
+            std::free(data);
+        }
+    }
+    // Null where it stays as it is.
+    unsigned char* shrunkTo(std::size_t size) {
+        if (memory.provider() == nullptr) {
+            return static_cast<unsigned char*>(std::realloc(data, size));
+        }
+        unsigned char* const smaller = allocate(size);
+        if (smaller != nullptr) {
+            std::memcpy(smaller, data, size);
+            release();
+        }
+        return smaller;
+    }
+
+    CallerMemory& memory;
+    std::size_t capacity;
+    unsigned char* data;
+};
+
+} // namespace
+
+void releaseFile(CallerMemory& memory, teko_buffer& file) {
+    OwnedFile(memory, file.data, file.capacity);
+    file.data = nullptr;
+    file.capacity = 0;
+    file.size = 0;
+}
+
+std::size_t budgetAtRate(const ImageLayout& layout, double rate) {
+    const std::optional<std::uint64_t> payload = byteBudget(layout.header(), static_cast<float>(rate));
+    return payload ? addressableOr(*payload + FileHeader::bytes, 0) : 0;
+}
+
+teko_status Encoding::check(const ImageLayout& layout, const CallOptions& options) {
+    if (isTooThin(layout.header())) {
+        return TEKO_ERROR_SHAPE;
+    }
+    const std::size_t wanted = wantedBytes(layout, options);
+    if (wanted < smallestFile) {
+        return options.goal == TEKO_TO_RATE && wanted == 0 ? TEKO_ERROR_ARGUMENT : TEKO_ERROR_BUDGET;
+    }
+    if (options.maxSamples != 0 && layout.samples() > options.maxSamples) {
+        return TEKO_ERROR_MAX_SAMPLES;
+    }
+    if (options.maxMemory != 0 && encodeMemoryBound(layout, options.target) > options.maxMemory) {
+        return TEKO_ERROR_MAX_MEMORY;
+    }
+    return TEKO_OK;
+}
+
+Encoding::Encoding(const ImageLayout& imageLayout, const CallOptions& callOptions)
+    : layout(imageLayout), options(callOptions), wanted(wantedBytes(layout, options)),
+      encoder(std::in_place, layout.header(), options.target), source(layout) {}
+
+teko_status Encoding::start() {
+    return statusOf(encoder->prepare());
+}
+
+teko_status Encoding::take(const void* samples, int rows) {
+    source.startAt(samples);
+    return statusOf(encoder->read(source, rows));
+}
+
+teko_status Encoding::finish(const void* samples, teko_buffer& file) {
+    if (const teko_status status = statusOf(encoder->transform()); status != TEKO_OK) {
+        return status;
+    }
+    if (file.data != nullptr) {
+        auto* const data = static_cast<unsigned char*>(file.data);
+        Made made = encodeInto(data, std::min(file.capacity, wanted));
+        if (made.status == TEKO_OK && !comesBack(samples, data, made.size)) {
+            made.status = TEKO_INEXACT;
+        }
+        file.size = made.size;
+        return made.status;
+    }
+    OwnedFile own(wanted, options.memory);
+    if (own.bytes() == nullptr) {
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    }
+    Made made = encodeInto(own.bytes(), wanted);
+    if (made.status >= 0) {
+        if (made.status == TEKO_OK && !comesBack(samples, own.bytes(), made.size)) {
+            made.status = TEKO_INEXACT;
+        }
+        own.handTo(file, made.size);
+    }
+    return made.status;
+}
+
+// The stream takes all that is there behind the header.
+Encoding::Made Encoding::encodeInto(unsigned char* file, std::size_t capacity) {
+    if (capacity < smallestFile) {
+        return {TEKO_ERROR_BUFFER, 0};
+    }
+    const auto header = layout.header().format();
+    const std::uint64_t budget = capacity - header.size();
+    ByteStreamer out;
+    out.setUpMemoryWriter(file + header.size(), static_cast<std::int64_t>(budget));
+    const Status status = encoder->write(out);
+    Made made{statusOf(status), 0};
+    if (status == Status::ok) {
+        made = endOfComplete(static_cast<std::uint64_t>(out.bitCount()));
+    } else if (status == Status::cut) {
+        const bool isAsWanted = options.goal != TEKO_WHOLE && capacity == wanted;
+        made = {isAsWanted ? TEKO_CUT : TEKO_ERROR_BUFFER,
+                isAsWanted ? header.size() + static_cast<std::size_t>(payloadBytes(out, budget)) : 0};
+    }
+    if (made.status >= 0) {
+        std::copy(header.begin(), header.end(), file);
+    }
+    return made;
+}
+
+// Files for a rate end with the byte of the last bit, which may be beyond the last word that readers take; others with
+// the word.
+Encoding::Made Encoding::endOfComplete(std::uint64_t bits) const {
+    constexpr std::uint64_t wordBits = 32;
+    const std::uint64_t words = (bits + wordBits - 1) / wordBits;
+    if (options.goal != TEKO_TO_RATE) {
+        return {TEKO_OK, static_cast<std::size_t>(FileHeader::bytes + 4 * words)};
+    }
+    const std::uint64_t bytes = (bits + 7) / 8;
+    const bool isReadWhole = bytes / 4 == words;
+    if (bytes < 4) {
+        return {TEKO_ERROR_BUDGET, 0};
+    }
+    return {isReadWhole ? TEKO_OK : TEKO_CUT, static_cast<std::size_t>(FileHeader::bytes + bytes)};
+}
+
+// Where no bound proves it, it is tried: against the samples, or against the file where they are not there any more.
+bool Encoding::comesBack(const void* samples, const unsigned char* file, std::size_t size) {
+    if (encoder->isReversible()) {
+        return true;
+    }
+    encoder.reset(); // its memory first
+    return samples != nullptr ? decodesTo(layout, samples, options.target, file, size)
+                              : isMadeFromWhatItDecodesTo(layout.header(), options.target, file, size);
+}
+
+} // namespace teko::library

@@ -1,0 +1,493 @@
+// SPDX-License-Identifier: Apache-2.0
+// The functions of <teko/teko.h>: arguments are checked, the memory of the call is named, and nothing is thrown.
+#include <teko/teko.h>
+
+#include "codec/reduction.hpp"
+#include "library/bounds.hpp"
+#include "library/comparison.hpp"
+#include "library/decoding.hpp"
+#include "library/encoding.hpp"
+#include "library/structures.hpp"
+#include "wavelet/levels.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <new>
+#include <optional>
+
+namespace teko::library {
+
+namespace {
+
+// Runs what returns a status, with the memory of its call.
+template <typename Work>
+teko_status inMemoryOf(CallerMemory& memory, Work work) noexcept {
+    const MemoryScope scope(memory.provider());
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    } catch (...) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+}
+
+// A handle: it lies in memory of the caller whose functions it holds.
+template <typename Handle>
+struct DestroyHandle {
+    void operator()(Handle* handle) const {
+        CallerMemory memory = handle->memory;
+        MemoryProvider* const provider = memory.provider();
+        handle->~Handle();
+        provider != nullptr ? provider->release(handle, sizeof(Handle), alignof(Handle)) : ::operator delete(handle);
+    }
+};
+template <typename Handle>
+using OwnedHandle = std::unique_ptr<Handle, DestroyHandle<Handle>>;
+
+// Null where there is no memory.
+template <typename Handle>
+OwnedHandle<Handle> makeHandle(CallerMemory memory, const ImageLayout& layout) {
+    MemoryProvider* const provider = memory.provider();
+    void* const place = provider != nullptr ? provider->allocate(sizeof(Handle), alignof(Handle))
+                                            : ::operator new(sizeof(Handle), std::nothrow);
+    return OwnedHandle<Handle>(place != nullptr ? new (place) Handle{memory, layout, std::nullopt} : nullptr);
+}
+
+bool isMissing(const ImageLayout& layout, const void* samples) {
+    return samples == nullptr && !layout.isEmpty();
+}
+
+// Sets a caller's number where there is one to be set.
+teko_status give(std::uint64_t value, std::size_t* to) {
+    if (to == nullptr) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    *to = static_cast<std::size_t>(std::min<std::uint64_t>(value, std::numeric_limits<std::size_t>::max()));
+    return TEKO_OK;
+}
+
+struct EncodeCall {
+    ImageLayout layout;
+    CallOptions options;
+
+    teko_status from(const teko_image* image, const teko_options* given) {
+        teko_status status = ImageLayout::from(image, layout);
+        if (status == TEKO_OK) {
+            status = CallOptions::from(given, options);
+        }
+        return status == TEKO_OK ? Encoding::check(layout, options) : status;
+    }
+};
+
+struct DecodeCall {
+    FileHeader header;
+    ImageLayout layout;
+    CallOptions options;
+
+    teko_status from(const void* file, std::size_t size, const teko_image* image, const teko_options* given) {
+        if (file == nullptr) {
+            return TEKO_ERROR_ARGUMENT;
+        }
+        teko_status status = readHeader(file, size, header);
+        if (status == TEKO_OK) {
+            status = ImageLayout::from(image, layout);
+        }
+        if (status == TEKO_OK) {
+            status = CallOptions::from(given, options);
+        }
+        return status == TEKO_OK ? Decoding::check(header, size, layout, options) : status;
+    }
+};
+
+bool takesFile(const teko_buffer* file) {
+    return file != nullptr && hasSize(file);
+}
+
+teko_status giveUsed(std::size_t used, teko_outcome* outcome) {
+    if (outcome != nullptr) {
+        giveStructure(teko_outcome{sizeof(teko_outcome), used}, outcome);
+    }
+    return TEKO_OK;
+}
+
+bool isOutcome(const teko_outcome* outcome) {
+    return outcome == nullptr || hasSize(outcome);
+}
+
+// A buffer of the caller's, of his size, and back.
+template <typename Work>
+teko_status withBuffer(teko_buffer* file, Work work) {
+    teko_buffer own;
+    if (!takeStructure(file, own)) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    own.size = 0;
+    const teko_status status = work(own);
+    giveStructure(own, file);
+    return status;
+}
+
+} // namespace
+
+} // namespace teko::library
+
+using namespace teko::library;
+
+// What a caller holds of an image that he pushes, or pulls. What it allocates comes from its own copy of his functions.
+struct teko_encoder {
+    CallerMemory memory;
+    ImageLayout layout;
+    std::optional<Encoding> encoding;
+    bool isUsable = true;
+};
+
+struct teko_decoder {
+    CallerMemory memory;
+    ImageLayout layout;
+    std::optional<Decoding> decoding;
+    bool isUsable = true;
+};
+
+extern "C" {
+
+uint32_t teko_version(void) noexcept {
+    return TEKO_VERSION;
+}
+
+const char* teko_status_text(teko_status status) noexcept {
+    switch (status) {
+    case TEKO_OK:
+        return "all is there";
+    case TEKO_CUT:
+        return "the image is an approximation: a part of its stream is not there";
+    case TEKO_INEXACT:
+        return "the file is complete, but decodes to other samples than those that went in";
+    case TEKO_DAMAGED:
+        return "the file is damaged: its stream says what no encoder writes";
+    case TEKO_ERROR_ARGUMENT:
+        return "an argument is null, of no known size, out of its range, or overlaps another one";
+    case TEKO_ERROR_KIND:
+        return "there is no such kind of image";
+    case TEKO_ERROR_SHAPE:
+        return "the image is too large, or one sample wide or high";
+    case TEKO_ERROR_NOT_TEKO:
+        return "this is no teko file";
+    case TEKO_ERROR_TOO_SHORT:
+        return "the file is too short: a description takes 10 bytes, an image 14";
+    case TEKO_ERROR_BUDGET:
+        return "the budget is too small: a file takes 14 bytes at least";
+    case TEKO_ERROR_BUFFER:
+        return "the buffer is too small for the file";
+    case TEKO_ERROR_RANGE:
+        return "the image's coefficients have no place in a file";
+    case TEKO_ERROR_MAX_SAMPLES:
+        return "the image has more samples than teko_options.max_samples allows";
+    case TEKO_ERROR_MAX_MEMORY:
+        return "the call needs more memory than teko_options.max_memory allows";
+    case TEKO_ERROR_OUT_OF_MEMORY:
+        return "there is no memory";
+    case TEKO_ERROR_REDUCE:
+        return "the image has fewer levels than teko_options.reduce asks for";
+    case TEKO_ERROR_MISMATCH:
+        return "the description does not fit the other image, or the file";
+    case TEKO_ERROR_ORDER:
+        return "more or fewer rows than the image has, or a call after one that failed";
+    case TEKO_ERROR_TARGET:
+        return "there is no target of that name, or not on this processor";
+    }
+    return "no status of this library";
+}
+
+const char* teko_target(void) noexcept {
+    return teko::nameOf(bestTargetHere());
+}
+
+teko_status teko_describe(const void* file, size_t size, teko_image* image) noexcept {
+    if (file == nullptr || image == nullptr || !hasSize(image)) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    teko::FileHeader header;
+    const teko_status status = readHeader(file, size, header);
+    if (status != TEKO_OK) {
+        return status;
+    }
+    teko_image described{};
+    const int mostBits = 8 * teko::imageKindOf(header.bytesPerPixel)->bytesPerSample;
+    described.kind = header.bytesPerPixel;
+    described.bits = header.bitsPerPixel > mostBits ? 0 : header.bitsPerPixel;
+    described.width = header.xsize;
+    described.height = header.ysize;
+    giveStructure(described, image);
+    return TEKO_OK;
+}
+
+uint32_t teko_levels(const teko_image* image) noexcept {
+    ImageLayout layout;
+    if (ImageLayout::from(image, layout) != TEKO_OK) {
+        return 0;
+    }
+    return static_cast<uint32_t>(std::max(0, teko::numberOfLevels(layout.width, layout.height)));
+}
+
+uint32_t teko_reduced(uint32_t side, uint32_t reduce) noexcept {
+    return reduce > 31 ? (side > 0 ? 1 : 0)
+                       : static_cast<uint32_t>((uint64_t{side} + (uint64_t{1} << reduce) - 1) >> reduce);
+}
+
+teko_status teko_bound(const teko_image* image, size_t* bytes) noexcept {
+    ImageLayout layout;
+    const teko_status status = ImageLayout::from(image, layout);
+    return status == TEKO_OK ? give(fileBound(layout), bytes) : status;
+}
+
+teko_status teko_budget(const teko_image* image, double rate, size_t* bytes) noexcept {
+    ImageLayout layout;
+    const teko_status status = ImageLayout::from(image, layout);
+    if (status != TEKO_OK) {
+        return status;
+    }
+    const size_t budget = budgetAtRate(layout, rate);
+    return budget != 0 ? give(budget, bytes) : TEKO_ERROR_ARGUMENT;
+}
+
+teko_status teko_encode(const teko_image* image, const void* samples, teko_buffer* file,
+                        const teko_options* options) noexcept {
+    if (!takesFile(file)) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    return withBuffer(file, [&](teko_buffer& own) {
+        EncodeCall call;
+        const teko_status status = call.from(image, options);
+        if (status != TEKO_OK) {
+            return status;
+        }
+        if (isMissing(call.layout, samples) ||
+            (own.data != nullptr &&
+             Extent::of(own.data, own.capacity).overlaps(call.layout.extent(samples, call.layout.height)))) {
+            return TEKO_ERROR_ARGUMENT;
+        }
+        return inMemoryOf(call.options.memory, [&] {
+            Encoding encoding(call.layout, call.options);
+            teko_status ended = encoding.start();
+            if (ended == TEKO_OK) {
+                ended = encoding.take(samples, call.layout.height);
+            }
+            return ended == TEKO_OK ? encoding.finish(samples, own) : ended;
+        });
+    });
+}
+
+void teko_release(teko_buffer* file, const teko_options* options) noexcept {
+    CallOptions taken;
+    if (file == nullptr || file->data == nullptr) {
+        return;
+    }
+    CallerMemory memory = CallOptions::from(options, taken) == TEKO_OK ? taken.memory : CallerMemory();
+    releaseFile(memory, *file);
+}
+
+teko_status teko_decode(const void* file, size_t size, const teko_image* image, void* samples,
+                        const teko_options* options, teko_outcome* outcome) noexcept {
+    DecodeCall call;
+    teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
+    if (status != TEKO_OK) {
+        return status;
+    }
+    if (isMissing(call.layout, samples) ||
+        Extent::of(file, size).overlaps(call.layout.extent(samples, call.layout.height))) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    return inMemoryOf(call.options.memory, [&] {
+        Decoding decoding(call.header, call.layout, call.options);
+        std::size_t used = 0;
+        const teko_status read = decoding.read(static_cast<const unsigned char*>(file), size, used);
+        const teko_status given = read >= 0 ? decoding.give(samples, call.layout.height) : read;
+        if (given < 0) {
+            return given;
+        }
+        giveUsed(used, outcome);
+        return read;
+    });
+}
+
+teko_status teko_cut(const void* file, size_t size, size_t bytes, size_t* kept) noexcept {
+    if (file == nullptr || kept == nullptr) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    teko::FileHeader header;
+    const teko_status status = readHeader(file, size, header);
+    constexpr size_t smallest = teko::FileHeader::bytes + 4;
+    if (status != TEKO_OK || size < smallest) {
+        return status != TEKO_OK ? status : TEKO_ERROR_TOO_SHORT;
+    }
+    if (bytes < smallest) {
+        return TEKO_ERROR_BUDGET;
+    }
+    const size_t most = std::min(size, bytes);
+    *kept = most - (most - teko::FileHeader::bytes) % 4;
+    return TEKO_OK;
+}
+
+teko_status teko_compare(const teko_image* image, const void* samples, const teko_image* other_image,
+                         const void* other_samples, teko_difference* difference) noexcept {
+    ImageLayout layout;
+    ImageLayout otherLayout;
+    if (difference == nullptr || !hasSize(difference)) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    teko_status status = ImageLayout::from(image, layout);
+    if (status == TEKO_OK) {
+        status = ImageLayout::from(other_image, otherLayout);
+    }
+    if (status != TEKO_OK) {
+        return status;
+    }
+    if (layout.kind != otherLayout.kind || layout.width != otherLayout.width || layout.height != otherLayout.height ||
+        layout.flipsSign != otherLayout.flipsSign) {
+        return TEKO_ERROR_MISMATCH;
+    }
+    if (isMissing(layout, samples) || isMissing(layout, other_samples)) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    CallerMemory memory;
+    return inMemoryOf(memory, [&] {
+        const Difference found = differenceOf(layout, samples, otherLayout, other_samples);
+        giveStructure(teko_difference{sizeof(teko_difference), found.mse,
+                                      peakSignalToNoiseRatio(found.mse, layout.bits),
+                                      static_cast<uint32_t>(found.largest)},
+                      difference);
+        return TEKO_OK;
+    });
+}
+
+teko_status teko_encode_memory(const teko_image* image, const teko_options* options, uint64_t* bytes) noexcept {
+    EncodeCall call;
+    if (bytes == nullptr) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    teko_status status = ImageLayout::from(image, call.layout);
+    if (status == TEKO_OK) {
+        status = CallOptions::from(options, call.options);
+    }
+    if (status == TEKO_OK) {
+        *bytes = encodeMemoryBound(call.layout, call.options.target);
+    }
+    return status;
+}
+
+teko_status teko_decode_memory(const void* file, size_t size, const teko_options* options, uint64_t* bytes) noexcept {
+    teko_image image{sizeof image, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    CallOptions taken;
+    ImageLayout layout;
+    teko_status status = bytes != nullptr ? teko_describe(file, size, &image) : TEKO_ERROR_ARGUMENT;
+    if (status == TEKO_OK) {
+        status = CallOptions::from(options, taken);
+    }
+    if (status == TEKO_OK) {
+        status = ImageLayout::from(&image, layout);
+    }
+    if (status == TEKO_OK) {
+        *bytes = decodeMemoryBound(layout, taken.target);
+    }
+    return status;
+}
+
+teko_status teko_encoder_create(const teko_image* image, const teko_options* options, teko_encoder** encoder) noexcept {
+    if (encoder == nullptr) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    *encoder = nullptr;
+    EncodeCall call;
+    const teko_status status = call.from(image, options);
+    if (status != TEKO_OK) {
+        return status;
+    }
+    OwnedHandle<teko_encoder> made = makeHandle<teko_encoder>(call.options.memory, call.layout);
+    if (!made) {
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    }
+    const teko_status started =
+        inMemoryOf(made->memory, [&] { return made->encoding.emplace(call.layout, call.options).start(); });
+    if (started == TEKO_OK) {
+        *encoder = made.release();
+    }
+    return started;
+}
+
+teko_status teko_encoder_push(teko_encoder* encoder, const void* samples, uint32_t rows) noexcept {
+    if (encoder == nullptr || (rows > 0 && isMissing(encoder->layout, samples))) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    if (!encoder->isUsable || rows > static_cast<uint32_t>(encoder->encoding->rowsLeft())) {
+        return TEKO_ERROR_ORDER;
+    }
+    const teko_status status =
+        inMemoryOf(encoder->memory, [&] { return encoder->encoding->take(samples, static_cast<int>(rows)); });
+    encoder->isUsable = status == TEKO_OK;
+    return status;
+}
+
+teko_status teko_encoder_finish(teko_encoder* encoder, teko_buffer* file) noexcept {
+    if (encoder == nullptr || !takesFile(file)) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    return withBuffer(file, [&](teko_buffer& own) {
+        if (!encoder->isUsable || encoder->encoding->rowsLeft() > 0) {
+            return TEKO_ERROR_ORDER;
+        }
+        encoder->isUsable = false;
+        return inMemoryOf(encoder->memory, [&] { return encoder->encoding->finish(nullptr, own); });
+    });
+}
+
+void teko_encoder_destroy(teko_encoder* encoder) noexcept {
+    OwnedHandle<teko_encoder>{encoder}.reset();
+}
+
+teko_status teko_decoder_create(const void* file, size_t size, const teko_image* image, const teko_options* options,
+                                teko_decoder** decoder, teko_outcome* outcome) noexcept {
+    if (decoder == nullptr) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    *decoder = nullptr;
+    DecodeCall call;
+    const teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
+    if (status != TEKO_OK) {
+        return status;
+    }
+    OwnedHandle<teko_decoder> made = makeHandle<teko_decoder>(call.options.memory, call.layout);
+    if (!made) {
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    }
+    std::size_t used = 0;
+    const teko_status read = inMemoryOf(made->memory, [&] {
+        return made->decoding.emplace(call.header, call.layout, call.options)
+            .read(static_cast<const unsigned char*>(file), size, used);
+    });
+    if (read >= 0) {
+        *decoder = made.release();
+        giveUsed(used, outcome);
+    }
+    return read;
+}
+
+teko_status teko_decoder_pull(teko_decoder* decoder, void* samples, uint32_t rows) noexcept {
+    if (decoder == nullptr || (rows > 0 && isMissing(decoder->layout, samples))) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    if (!decoder->isUsable || rows > static_cast<uint32_t>(decoder->decoding->rowsLeft())) {
+        return TEKO_ERROR_ORDER;
+    }
+    const teko_status status =
+        inMemoryOf(decoder->memory, [&] { return decoder->decoding->give(samples, static_cast<int>(rows)); });
+    decoder->isUsable = status == TEKO_OK;
+    return status;
+}
+
+void teko_decoder_destroy(teko_decoder* decoder) noexcept {
+    OwnedHandle<teko_decoder>{decoder}.reset();
+}
+
+} // extern "C"
