@@ -29,9 +29,10 @@ public:
     }
 
     // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
-    // Wavelet::writeWavelet.
+    // Wavelet::writeWavelet. The memory of the rows goes first: coding takes it over.
     template <typename Word>
     void write(BasicBitStreamer<Word>& out) {
+        transforms.clear();
         coefficients.write(out);
     }
 
