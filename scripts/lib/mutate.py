@@ -82,9 +82,11 @@ class Copy:
                 shutil.copy(ROOT / name, to)
 
     def configure(self):
-        """Rooms are shared libraries: a change in one of them is compiled and linked once, not into every test."""
+        """Rooms are shared libraries: a change in one of them is compiled and linked once, not into every test. They are
+        not installed, so that an installed program takes them from here."""
         subprocess.run(['cmake', '-S', self.source, '-B', self.build, '-G', 'Ninja', '-DCMAKE_CXX_FLAGS=-O1 -w',
                         '-DBUILD_SHARED_LIBS=ON', '-DCMAKE_LINK_DEPENDS_NO_SHARED=ON',
+                        f'-DCMAKE_INSTALL_RPATH={self.build}/src',
                         '-DCMAKE_CXX_COMPILER_LAUNCHER=ccache',
                         '-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST'],
                        check=True, stdout=subprocess.DEVNULL)

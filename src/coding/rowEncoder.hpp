@@ -28,13 +28,14 @@ public:
         return transforms[static_cast<std::size_t>(c)];
     }
 
-    // After the last row of every channel: whether it is proved that decoding gives the samples back.
+    // After the last row of every channel, before write: whether it is proved that decoding gives the samples back.
     bool isReversible() const;
 
-    // Then, once: appends the coded stream to a writer and flushes it. Throws as
-    // Wavelet::writeWavelet.
+    // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
+    // Wavelet::writeWavelet. The memory of the rows goes first: coding takes it over.
     template <typename Word>
     void write(BasicBitStreamer<Word>& out) {
+        transforms.clear();
         coefficients.write(out);
     }
 

@@ -14,7 +14,7 @@
 namespace {
 
 // Which version a binary is, for whoever looks into it (strings teko | grep "^teko "); nothing prints it.
-[[gnu::used]] const char versionText[] = "teko " TEKO_PROJECT_VERSION;
+[[gnu::used, gnu::retain]] const char versionText[] = "teko " TEKO_PROJECT_VERSION;
 
 // Fills the places of standard streams that we were started without. An output file that took one of them would get
 // our progress lines, too.

@@ -157,6 +157,7 @@ teko_status Encoding::finish(const void* samples, teko_buffer& file) {
     if (const teko_status status = statusOf(encoder->transform()); status != TEKO_OK) {
         return status;
     }
+    isProved = encoder->isReversible();
     if (file.data != nullptr) {
         auto* const data = static_cast<unsigned char*>(file.data);
         Made made = encodeInto(data, std::min(file.capacity, wanted));
@@ -222,7 +223,7 @@ Encoding::Made Encoding::endOfComplete(std::uint64_t bits) const {
 
 // Where no bound proves it, it is tried: against the samples, or against the file where they are not there any more.
 bool Encoding::comesBack(const void* samples, const unsigned char* file, std::size_t size) {
-    if (encoder->isReversible()) {
+    if (isProved) {
         return true;
     }
     encoder.reset(); // its memory first

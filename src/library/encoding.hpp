@@ -43,6 +43,7 @@ private:
     std::size_t wanted; // the most bytes of the file
     std::optional<ImageEncoder> encoder;
     LayoutSource source;
+    bool isProved = false; // that a complete file decodes to the samples
 };
 
 // Gives back a file that `finish` has allocated.

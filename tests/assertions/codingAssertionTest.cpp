@@ -71,6 +71,8 @@ TEST_F(CodingAssertions, StreamsAreUsedInTheirStates) {
     file.setUpFileWriter(std::tmpfile());
     EXPECT_DEATH(from.stream.append(file), "source.file == nullptr");
     std::fclose(file.file);
+    writer.stream.tailBytes = 4;
+    EXPECT_DEATH(writer.stream.flushBuffer(), "tailBytes <= 3");
 }
 
 TEST_F(CodingAssertions, SubStreamsAreThoseOfTheImage) {
@@ -82,6 +84,8 @@ TEST_F(CodingAssertions, SubStreamsAreThoseOfTheImage) {
     EXPECT_DEATH(streams->setUpRuns(1, 0, 3, 8, 2), "channel < channels");
     alignas(4) unsigned char bytes[8];
     EXPECT_DEATH(streams->lend(bytes + 1, 4), "memory");
+    streams->lend(bytes, sizeof bytes);
+    EXPECT_DEATH(streams->setUpRefinement(0, 0, 0, 8), "nextLent <= endOfLent");
 }
 
 TEST_F(CodingAssertions, ARunCoderIsSetUpWithAParameter) {
@@ -108,6 +112,23 @@ TEST_F(CodingAssertions, APlanIsOfPlanesThatCanBeCoded) {
     EXPECT_DEATH(plan.lowestSparsePlane(1, 0), "channel < shape.channels");
 }
 
+TEST_F(CodingAssertions, AClassIsCodedInPlanesThatThereAre) {
+    using Sample = std::int64_t;
+    constexpr int highest = highestSlicedPlane<Sample>;
+    const auto codeClass = planeCoding<Sample>(Target::portable)->codeClass;
+    FoldedSequence<RowSample<Sample>> sequence{};
+    const auto high = std::make_unique<StreamArrayManager<Sample>>(1, 0, highest + 1);
+    EXPECT_DEATH(codeClass(sequence, *high, 0, 0, 0, 0), "top <= highestSlicedPlane");
+    const auto streams = std::make_unique<StreamArrayManager<Sample>>(1, 0, 0);
+    EXPECT_DEATH(codeClass(sequence, *streams, 0, 0, -1, 0), "lowest >= 0");
+    streams->setUpRefinement(0, 0, 0, 100);
+    streams->setUpRuns(0, 0, 0, 100, 1);
+    unsigned char longest = 3; // the bits of a value: its sign, and those of planes 0 and 1
+    sequence.longest = &longest;
+    sequence.count = 1;
+    EXPECT_DEATH(codeClass(sequence, *streams, 0, 0, 0, 0), "blockTop <= top");
+}
+
 TEST_F(CodingAssertions, ASequenceHasTheBlocksThatItHas) {
     FoldedSequence<std::int16_t> sequence{};
     EXPECT_DEATH(sequence.valuesIn(0), "block < blocks");
@@ -117,18 +138,19 @@ TEST_F(CodingAssertions, ASequenceHasTheBlocksThatItHas) {
 TEST_F(CodingAssertions, DecodedPlanesAreReadOnceAndInTheWayTheyFit) {
     const auto sliced = planeCoding<std::int64_t>(Target::portable)->makeSliced(shape);
     Memory memory;
-    memory.words[0] = 0xFFFFFFFF;
+    memory.words[0] = 0xFFFFFFE0; // behind a run-length parameter of 0 an event on the top plane
     ByteStreamer in;
     in.setUpMemoryReader(memory.words.data(), sizeof memory.words);
     EXPECT_DEATH(sliced->read(29, in), "topPlane <= highestSlicedPlane");
     sliced->read(20, in);
     EXPECT_DEATH(sliced->read(20, in), "!sliced");
     EXPECT_DEATH(sliced->take(0, 5, 5), "block < state.blocks");
-    for (int c = 0; c <= 5; ++c) {
-        if (sliced->magnitudeBits(0, c) > 15) {
-            EXPECT_DEATH(sliced->takeSmall(0, c, 1), "magnitudeBits");
-        }
+    int c = 0;
+    while (c < 5 && sliced->magnitudeBits(0, c) == 0) {
+        ++c;
     }
+    ASSERT_EQ(sliced->magnitudeBits(0, c), 21);
+    EXPECT_DEATH(sliced->takeSmall(0, c, 1), "magnitudeBits");
 }
 
 TEST_F(CodingAssertions, RowsAreAskedForWhereThereAreSome) {

@@ -6,6 +6,7 @@
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
 #include "wavelet/rowStream.hpp"
+#include "wavelet/rowWindow.hpp"
 
 namespace teko {
 
@@ -61,6 +62,12 @@ TEST_F(SamplesAssertions, RowStreamsEndWithTheLastRow) {
     EXPECT_DEATH(forward.next(), "y < rows");
     EXPECT_DEATH(forward.advance(), "y < rows");
     EXPECT_DEATH(inverse.next(), "y < rows");
+}
+
+TEST_F(SamplesAssertions, AWindowReachesThreeRowsBeyondTheEnds) {
+    RowWindow<std::int16_t> window({nullptr, 8, 8, 8, 1}, rowKernels<std::int16_t>(Target::portable));
+    EXPECT_DEATH(window[-4], "y >= -3");
+    EXPECT_DEATH(window[11], "lastRow \\+ 3");
 }
 
 TEST_F(SamplesAssertions, RowsOfAnImageAreBetweenItsFirstAndItsLast) {

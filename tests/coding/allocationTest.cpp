@@ -78,13 +78,17 @@ TYPED_TEST(EncoderMemoryOf, isGivenBackWhenAnImageIsRefused) {
 template <typename T>
 class RowMemoryOf : public testing::Test {
 protected:
-    static void write(ImageData<T>& image, Target target, BitStreamer& out) {
-        RowEncoder<T> encoder(image.width, image.height, image.channels, target);
+    static void passRows(const ImageData<T>& image, Target target, RowEncoder<T>& encoder) {
         for (int c = 0; c < image.channels; ++c) {
             for (int y = 0; y < image.height; ++y) {
                 passRow(image.planes[c] + static_cast<long>(y) * image.stride, image.width, target, encoder.channel(c));
             }
         }
+    }
+
+    static void write(ImageData<T>& image, Target target, BitStreamer& out) {
+        RowEncoder<T> encoder(image.width, image.height, image.channels, target);
+        passRows(image, target, encoder);
         encoder.write(out);
     }
 
@@ -116,6 +120,19 @@ protected:
     static constexpr std::size_t compactPlane = 4 * mebibyte * sizeof(RowSample<T>); // 2048 x 2048
 };
 TYPED_TEST_SUITE(RowMemoryOf, SampleTypes);
+
+TYPED_TEST(RowMemoryOf, ofTheRowsIsGivenBackWhenCodingBegins) {
+    Random random(44);
+    const auto image = reference::toImageData<TypeParam>(coefficientImage(Content::geometric, 44, 41, 3, 7, random));
+    for (const Target target : fastTargets()) {
+        RowEncoder<TypeParam> encoder(44, 41, 3, target);
+        this->passRows(*image, target, encoder);
+        MemoryTarget full(0);
+        const long before = AllocationLedger::live;
+        EXPECT_EQ(thrownBy([&] { encoder.write(full.stream); }), 3);
+        EXPECT_LT(AllocationLedger::live, before);
+    }
+}
 
 TYPED_TEST(RowMemoryOf, isGivenBackWhereverAnAllocationFails) {
     Random random(43);

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "assertions.hpp"
+#include "coding/planes/planeCodingPrelude.hpp"
+
+#include <array>
+
+namespace teko {
+
+// What the targets are made of, once more in standard C++.
+namespace {
+
+#include "coding/planes/bitOperationsPortable.hpp"
+
+#include "coding/planes/encoding/encoderChunk.hpp"
+
+#include "coding/planes/encoding/eventPlaces.hpp"
+
+#include "coding/planes/encoding/runCodes.hpp"
+
+#include "coding/planes/decoding/decoderState.hpp"
+
+#include "coding/planes/decoding/decoderRuns.hpp"
+
+#include "coding/planes/decoding/decoderPlanes.hpp"
+
+using PlanesAssertions = Assertions;
+
+// Four bytes for a stream, and room behind them for what is stored beyond.
+struct Appending {
+    std::array<std::uint32_t, 8> words{};
+    BitStreamer stream;
+    BitAppender out;
+
+    Appending() {
+        stream.setUpMemoryWriter(words.data(), 4);
+        out.start(stream);
+    }
+};
+
+// One block of a class of so many samples, with room for a plane.
+struct ClassOfOneBlock {
+    PlaneWord words[std::size_t{64} * rowsUpTo(0)] = {};
+    std::uint32_t candidates = 0;
+    ClassState<std::int16_t> state{};
+
+    explicit ClassOfOneBlock(std::int64_t samples) { state.place(words, rowsUpTo(0), samples, &candidates); }
+};
+
+struct NoValue {};
+
+} // namespace
+
+// A sequence whose blocks have more words than a chunk.
+template <>
+struct FoldedSequence<NoValue> {
+    static int wordsIn(std::int64_t) { return chunkWords + 1; }
+    static int valuesIn(std::int64_t) { return blockSamples; }
+};
+
+TEST_F(PlanesAssertions, BitsAreAsManyAsIsSaid) {
+    Appending to;
+    EXPECT_DEATH(to.out.put(4, 2), "bits >> n == 0");
+    EXPECT_DEATH(to.out.put(0, 65), "n <= 64");
+}
+
+TEST_F(PlanesAssertions, SubStreamsHaveRoomForTheirBits) {
+    Appending to;
+    EXPECT_DEATH(to.out.put(0, 64), "<= end");
+    to.out.put(0, 33);
+    EXPECT_DEATH(to.out.finish(to.stream), "bits <= 8");
+}
+
+TEST_F(PlanesAssertions, CodesFitIntoAWord) {
+    EXPECT_DEATH(EventCode::of(EventCode::mostUnits + 1, 0, 0), "units <= mostUnits");
+    EXPECT_DEATH(EventCode::of(0, largestRunLengthParameter + 1, 0), "k <= largestRunLengthParameter");
+    EXPECT_DEATH(EventCode::of(0, 0, 2), "sign <= 1");
+    Appending to;
+    EXPECT_DEATH(putDense(to.out, 0, 33, 0), "n <= 32");
+    EXPECT_DEATH(putDense(to.out, 2, 1, 0), "candidates. >> n == 0");
+}
+
+TEST_F(PlanesAssertions, EventsOfAPlaneAreNoMoreThanSamplesOfABlock) {
+    const auto events = std::make_unique<EventPlaces>();
+    events->start(0);
+    EXPECT_DEATH(events->append(0, 65), "n <= 64");
+    for (int i = 0; i < chunkWords; ++i) {
+        events->append(0, 64);
+    }
+    EXPECT_DEATH(events->append(0, 1), "count \\+ n <=");
+}
+
+TEST_F(PlanesAssertions, AChunkHoldsABlock) {
+    const auto chunk = std::make_unique<Chunk>();
+    EXPECT_DEATH(setLength(FoldedSequence<NoValue>{}, 0, *chunk), "chunk.words <= chunkWords");
+}
+
+TEST_F(PlanesAssertions, AViewSeesWhatTheReaderHolds) {
+    std::array<std::uint32_t, 2> words{};
+    ByteStreamer stream;
+    stream.setUpMemoryReader(words.data(), sizeof words);
+    StreamView view(stream);
+    EXPECT_DEATH(view.peek(), "has.ahead");
+    EXPECT_DEATH(view.unskip(1), "n <= place");
+}
+
+TEST_F(PlanesAssertions, PlanesOfAClassAreThoseThatItHasRoomFor) {
+    ClassOfOneBlock made(64);
+    made.state.clearPlane(0);
+    EXPECT_DEATH(made.state.clearPlane(-1), "b >= 0");
+    EXPECT_DEATH(made.state.clearPlane(1), "b \\+ 2 < rows");
+}
+
+TEST_F(PlanesAssertions, EventsOfABlockAreNoMoreThanItsCandidates) {
+    ClassOfOneBlock made(64);
+    CandidateBits found;
+    found.clear(64);
+    found.events.putBit(0, 1);
+    made.candidates = 0;
+    EXPECT_DEATH(placeEvents(made.state, 0, 0, found), "placed <= state.candidates");
+}
+
+} // namespace teko
