@@ -5,19 +5,23 @@
 #include "codec/decodeRows.hpp"
 #include "codec/ending.hpp"
 #include "codec/imageKind.hpp"
+#include "codec/writeColumns.hpp"
+#include "coding/coefficientDecoder.hpp"
 #include "coding/decoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
+#include "wavelet/columnTransform.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cassert>
 #include <cstdint>
 #include <type_traits>
+#include <vector>
 
 namespace teko {
 
-// One of the two ways through the codec. Both give the same samples.
+// One of the ways through the codec. All give the same samples.
 class ImageDecoder::Way {
 public:
     virtual ~Way() = default;
@@ -53,6 +57,38 @@ private:
     int channels;
     Target target;
     RowDecoder<T> decoder;
+};
+
+// Column by column, for narrow images.
+template <typename T>
+class ImageDecoder::ByColumns final : public Way {
+public:
+    ByColumns(const FileHeader& header, int channels, Target itsTarget)
+        : shape(shapeOf(header.xsize, header.ysize, channels)), target(itsTarget),
+          decoder(shape, *planeCoding<T>(target)) {}
+
+    static bool suits(int width, int height, Target target) {
+        return planeCoding<T>(target) != nullptr && suitsColumns(width, height);
+    }
+
+    bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }
+    bool read(int topPlane, BitStreamer& in) override { return decoder.read(topPlane, in) != 0; }
+    bool read(int topPlane, ByteStreamer& in) override { return decoder.read(topPlane, in) != 0; }
+    void transform() override {
+        decoder.start();
+        planes.reserve(static_cast<std::size_t>(shape.channels));
+        for (int c = 0; c < shape.channels; ++c) {
+            planes.emplace_back(shape.width, shape.height);
+            untransformColumns<T>(decoder.channel(c), target, planes.back());
+        }
+    }
+    bool write(int limit, RowSink& rows) override { return writeColumns(planes, limit, target, rows); }
+
+private:
+    ImageShape shape;
+    Target target;
+    CoefficientDecoder<T> decoder;
+    std::vector<ColumnPlane<RowSample<T>>> planes; // of each channel
 };
 
 // Stage by stage, in planes: the plain way.
@@ -96,6 +132,9 @@ ImageDecoder& ImageDecoder::operator=(ImageDecoder&&) noexcept = default;
 
 template <typename T>
 std::unique_ptr<ImageDecoder::Way> ImageDecoder::makeWay(int channels) const {
+    if (ByColumns<T>::suits(header.xsize, header.ysize, target)) {
+        return std::make_unique<ByColumns<T>>(header, channels, target);
+    }
     if (RowDecoder<T>::suits(header.xsize, header.ysize, target)) {
         return std::make_unique<ByRows<T>>(header, channels, target);
     }
