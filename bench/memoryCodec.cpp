@@ -41,15 +41,20 @@ Bytes codedBehind(std::size_t before, std::uint64_t capacity, Code code) {
     return coded;
 }
 
-Bytes encodeWithCapacity(const ImageEntry& entry, ByteView raw, std::uint64_t capacity) {
+Bytes encodeWithCapacity(const ImageEntry& entry, MemorySource rows, std::uint64_t capacity) {
     const FileHeader header = headerOf(entry);
-    Bytes coded = codedBehind(FileHeader::bytes, capacity, [&](ByteStreamer& out) {
-        MemorySource rows = sourceOf(entry, raw);
-        return encodeImage(header, activeTarget(), rows, out);
-    });
+    Bytes coded = codedBehind(FileHeader::bytes, capacity,
+                              [&](ByteStreamer& out) { return encodeImage(header, activeTarget(), rows, out); });
     const auto bytes = header.format();
     std::copy(bytes.begin(), bytes.end(), coded.memory.get());
     return coded;
+}
+
+void decodeTo(const ImageEntry& entry, ByteView coded, MemorySink rows) {
+    const ByteView payload = coded.subspan(FileHeader::bytes);
+    ByteStreamer in;
+    in.setUpMemoryReader(payload.data(), static_cast<std::int64_t>(payload.size()));
+    demand(decodeImage(headerOf(entry), activeTarget(), in, rows));
 }
 
 } // namespace
@@ -83,19 +88,40 @@ void StagedCodec::restore(std::span<unsigned char> raw) {
 }
 
 Bytes encodeWhole(const ImageEntry& entry, ByteView raw) {
-    return encodeWithCapacity(entry, raw, codedCapacity(raw.size()));
+    return encodeWithCapacity(entry, sourceOf(entry, raw), codedCapacity(raw.size()));
 }
 
 Bytes encodeWithin(float rate, const ImageEntry& entry, ByteView raw) {
-    return encodeWithCapacity(entry, raw, byteBudget(headerOf(entry), rate).value());
+    return encodeWithCapacity(entry, sourceOf(entry, raw), byteBudget(headerOf(entry), rate).value());
 }
 
 void decodeWhole(const ImageEntry& entry, ByteView coded, std::span<unsigned char> raw) {
-    const ByteView payload = coded.subspan(FileHeader::bytes);
-    ByteStreamer in;
-    in.setUpMemoryReader(payload.data(), static_cast<std::int64_t>(payload.size()));
-    MemorySink rows = sinkOf(entry, raw);
-    demand(decodeImage(headerOf(entry), activeTarget(), in, rows));
+    decodeTo(entry, coded, sinkOf(entry, raw));
+}
+
+TiledCodec::TiledCodec(const ImageEntry& image)
+    : pitch(static_cast<std::ptrdiff_t>(image.rowBytes())), tile(image), coded(image.pixels() / (side * side)) {
+    if (image.width % side != 0 || image.height % side != 0) {
+        throw std::runtime_error(image.name + ": not whole tiles");
+    }
+    tile.width = side;
+    tile.height = side;
+    const std::size_t across = static_cast<std::size_t>(image.width) / side;
+    for (std::size_t i = 0; i < coded.size(); ++i) {
+        places.push_back(i / across * side * image.rowBytes() + i % across * tile.rowBytes());
+    }
+}
+
+void TiledCodec::encode(ByteView raw) {
+    for (std::size_t i = 0; i < coded.size(); ++i) {
+        coded[i] = encodeWithCapacity(tile, {raw.data() + places[i], pitch}, codedCapacity(tile.rawBytes()));
+    }
+}
+
+void TiledCodec::decode(std::span<unsigned char> raw) const {
+    for (std::size_t i = 0; i < coded.size(); ++i) {
+        decodeTo(tile, coded[i].view(), {raw.data() + places[i], pitch});
+    }
 }
 
 } // namespace teko::bench

@@ -34,4 +34,22 @@ Bytes encodeWithin(float rate, const ImageEntry& entry, ByteView raw);
 // Its raw bytes again, those of a cut file as mode d makes them. The shape is the entry's.
 void decodeWhole(const ImageEntry& entry, ByteView coded, std::span<unsigned char> raw);
 
+// Tiles of 64 x 64 of an image whose sides are multiples of that, each coded as an image of its own.
+class TiledCodec {
+public:
+    explicit TiledCodec(const ImageEntry& image);
+
+    void encode(ByteView raw);
+    // After encode.
+    void decode(std::span<unsigned char> raw) const;
+
+private:
+    static constexpr int side = 64;
+
+    std::ptrdiff_t pitch;
+    ImageEntry tile;
+    std::vector<Bytes> coded;
+    std::vector<std::size_t> places;
+};
+
 } // namespace teko::bench

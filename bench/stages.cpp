@@ -2,6 +2,8 @@
 // The speed of every stage and of the whole codec, from memory to memory, on the images of a list.
 // usage: stages LIST [options of Google Benchmark]
 //
+// An image NAME@tiles is coded in tiles of 64 x 64, each of which is an image of its own.
+//
 // Benchmarks are named KIND/IMAGE/STAGE. Figures are of the median iteration in processor time: MB/s of raw image
 // (10^6 bytes), nanoseconds and cycles per sample, the cycles being those of the processor's nominal frequency.
 #include "bench/imageList.hpp"
@@ -138,6 +140,21 @@ std::vector<Stage> stagesOfDecoder() {
     };
 }
 
+// Of an image as tiles.
+std::vector<Stage> stagesOfTiles(const ImageEntry& entry) {
+    using S = Subject;
+    const auto codec = std::make_shared<TiledCodec>(entry);
+    return {
+        {"wholeEncode", [](S&) {}, [codec](S& s) { codec->encode(s.original); }},
+        {"wholeDecode",
+         [codec](S& s) {
+             codec->encode(s.original);
+             std::fill(s.result.begin(), s.result.end(), static_cast<unsigned char>(0));
+         },
+         [codec](S& s) { codec->decode(s.result); }, true},
+    };
+}
+
 void registerStages(const ImageEntry& entry, const std::vector<Stage>& stages) {
     for (const Stage& stage : stages) {
         const std::string name = std::string(entry.kind()) + '/' + entry.name + '/' + stage.name;
@@ -156,6 +173,10 @@ int run(int argc, char** argv) {
         return 1;
     }
     for (const ImageEntry& entry : readImageList(argv[1])) {
+        if (entry.name.ends_with("@tiles")) {
+            registerStages(entry, stagesOfTiles(entry));
+            continue;
+        }
         registerStages(entry, stagesOfEncoder());
         registerStages(entry, stagesOfDecoder());
     }

@@ -7,12 +7,15 @@
 #include "codec/imageEncoder.hpp"
 #include "codec/imageKind.hpp"
 #include "codec/reduction.hpp"
+#include "codec/writeColumns.hpp"
 #include "coding/bitPlanes.hpp"
+#include "coding/coefficientDecoder.hpp"
 #include "coding/decoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
 #include "memory/memory.hpp"
+#include "wavelet/columnTransform.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -23,7 +26,7 @@
 
 namespace teko {
 
-// One of the two ways through the codec. Both give the same samples.
+// One of the ways through the codec. All give the same samples.
 class ImageDecoder::Way : public InTakenMemory {
 public:
     virtual ~Way() = default;
@@ -67,6 +70,48 @@ private:
 
     RawRowForm form;
     RowDecoder<T> decoder;
+};
+
+// Column by column, for narrow images.
+template <typename T>
+class ImageDecoder::ByColumns final : public Way {
+public:
+    ByColumns(const FileHeader& header, int channels, Target itsTarget)
+        : shape(shapeOf(header.xsize, header.ysize, channels)), target(itsTarget),
+          decoder(shape, *planeCoding<T>(target)), band(header.xsize, header.bytesPerPixel, channels) {}
+
+    static bool suits(int width, int height, Target target) {
+        return planeCoding<T>(target) != nullptr && suitsColumns(width, height);
+    }
+
+    bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }
+    StreamFindings read(int topPlane, BitStreamer& in) override { return readFrom(topPlane, in); }
+    StreamFindings read(int topPlane, ByteStreamer& in) override { return readFrom(topPlane, in); }
+    void transform([[maybe_unused]] int halvings) override {
+        assert(halvings == 0);
+        decoder.start();
+        planes.reserve(static_cast<std::size_t>(shape.channels));
+        for (int c = 0; c < shape.channels; ++c) {
+            planes.emplace_back(shape.width, shape.height);
+            untransformColumns<T>(decoder.channel(c), target, planes.back());
+        }
+    }
+    bool write(int limit, RowSink& rows, int count) override {
+        return writeColumns(planes, limit, target, band, rows, count);
+    }
+
+private:
+    template <typename Stream>
+    StreamFindings readFrom(int topPlane, Stream& in) {
+        const bool endedEarly = decoder.read(topPlane, in) != 0;
+        return {endedEarly, decoder.contradictsItself()};
+    }
+
+    ImageShape shape;
+    Target target;
+    CoefficientDecoder<T> decoder;
+    Vector<ColumnPlane<RowSample<T>>> planes; // of each channel
+    RowBand<RowSample<T>> band;
 };
 
 // Stage by stage, in planes: the plain way.
@@ -138,6 +183,9 @@ ImageDecoder& ImageDecoder::operator=(ImageDecoder&&) noexcept = default;
 
 template <typename T>
 std::unique_ptr<ImageDecoder::Way> ImageDecoder::makeWay(int channels) const {
+    if (halvings == 0 && ByColumns<T>::suits(header.xsize, header.ysize, target)) {
+        return std::make_unique<ByColumns<T>>(header, channels, target);
+    }
     if (RowDecoder<T>::suits(header.xsize, header.ysize, target)) {
         return std::make_unique<ByRows<T>>(header, channels, target);
     }

@@ -49,6 +49,8 @@ private:
     template <typename T>
     class ByRows;
     template <typename T>
+    class ByColumns;
+    template <typename T>
     class ByPlanes;
 
     template <typename T>

@@ -5,10 +5,13 @@
 #include "codec/encodeRows.hpp"
 #include "codec/ending.hpp"
 #include "codec/imageKind.hpp"
+#include "codec/readColumns.hpp"
+#include "coding/coefficientEncoder.hpp"
 #include "coding/encoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "memory/memory.hpp"
+#include "wavelet/columnTransform.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -18,7 +21,7 @@
 
 namespace teko {
 
-// One of the two ways through the codec. Both give the same bits.
+// One of the ways through the codec. All give the same bits.
 class ImageEncoder::Way : public InTakenMemory {
 public:
     virtual ~Way() = default;
@@ -50,6 +53,45 @@ private:
     int channels;
     Target target;
     RowEncoder<T> encoder;
+};
+
+// Column by column, for narrow images.
+template <typename T>
+class ImageEncoder::ByColumns final : public Way {
+public:
+    ByColumns(const FileHeader& header, int channels, Target itsTarget)
+        : target(itsTarget), encoder(shapeOf(header.xsize, header.ysize, channels), *planeCoding<T>(target)),
+          band(header.xsize, header.bytesPerPixel, channels) {
+        planes.reserve(static_cast<std::size_t>(channels));
+        for (int c = 0; c < channels; ++c) {
+            planes.emplace_back(header.xsize, header.ysize);
+        }
+    }
+
+    static bool suits(int width, int height, Target target) {
+        return planeCoding<T>(target) != nullptr && suitsColumns(width, height);
+    }
+
+    Status read(RowSource& rows, int count) override {
+        return readColumns(rows, count, target, band, planes) ? Status::ok : Status::sourceEnded;
+    }
+    bool isReversible() const override { return reversible; }
+    void transform() override {
+        constexpr std::int64_t largest = sizeof(T) == sizeof(std::int16_t) ? 256 : 65536;
+        for (std::size_t c = 0; c < planes.size(); ++c) {
+            reversible &= transformColumns<T>(planes[c], largest, target, encoder.channel(static_cast<int>(c)));
+        }
+        planes.clear();
+    }
+    void write(BitStreamer& out) override { encoder.write(out); }
+    void write(ByteStreamer& out) override { encoder.write(out); }
+
+private:
+    Target target;
+    CoefficientEncoder<T> encoder;
+    Vector<ColumnPlane<RowSample<T>>> planes; // of each channel
+    RowBand<RowSample<T>> band;
+    bool reversible = true;
 };
 
 // Stage by stage, in planes: the plain way.
@@ -96,6 +138,9 @@ ImageEncoder& ImageEncoder::operator=(ImageEncoder&&) noexcept = default;
 
 template <typename T>
 std::unique_ptr<ImageEncoder::Way> ImageEncoder::makeWay(int channels) const {
+    if (ByColumns<T>::suits(header.xsize, header.ysize, target)) {
+        return std::make_unique<ByColumns<T>>(header, channels, target);
+    }
     if (RowEncoder<T>::suits(header.xsize, header.ysize, target)) {
         return std::make_unique<ByRows<T>>(header, channels, target);
     }

@@ -35,7 +35,8 @@ public:
     int rowsLeft() const { return header.ysize - rowsDone; }
     // Whatever is left to transform, colours included. Ends with outOfMemory.
     Status transform();
-    // Then, before write: whether it is proved that the whole stream decodes to the samples. Where not, it may do so or not.
+    // Then, before write: whether it is proved that the whole stream decodes to the samples. Where not, it may do so or
+    // not.
     bool isReversible() const;
     // Appends the coded stream to a writer and flushes it. Ends with cut where the writer takes no more, which is how a
     // byte budget ends a stream, or with outOfRange or outOfMemory.
@@ -46,6 +47,8 @@ private:
     class Way;
     template <typename T>
     class ByRows;
+    template <typename T>
+    class ByColumns;
     template <typename T>
     class ByPlanes;
 

@@ -145,7 +145,24 @@ void BasicBitStreamer<Word>::append(BasicBitStreamer<std::uint32_t>& source) {
         }
     }
     if (remaining > 0) {
-        putBits(littleEndian(*from), static_cast<int>(remaining));
+        appendRest(littleEndian(*from), static_cast<int>(remaining));
+    }
+}
+
+// At once instead of bit by bit, but where the word that they complete finds the buffer full.
+template <typename Word>
+void BasicBitStreamer<Word>::appendRest(std::uint32_t value, int n) {
+    assert(n > 0 && n < 32 && value >> n == 0);
+    const int pending = std::countr_zero(mask);
+    if (pending + n < 32) {
+        current |= value << pending;
+        mask <<= n;
+    } else if (words() < size) {
+        storeWord(cursor++, current | value << pending);
+        current = value >> (32 - pending);
+        mask = 1U << (pending + n - 32);
+    } else {
+        putBits(value, n);
     }
 }
 

@@ -118,6 +118,7 @@ private:
     void storeCompletedWord();
     std::uint32_t loadNextWord();
     void appendWords(const std::uint32_t* from, std::int64_t count, int pending);
+    void appendRest(std::uint32_t value, int n);
 };
 
 // Its memory is aligned to a word.

@@ -69,7 +69,7 @@ private:
 
 template <typename T>
 CoefficientEncoder<T>::CoefficientEncoder(const ImageShape& imageShape, const PlaneCoding<T>& planeCoding)
-    : shape(imageShape), coding(planeCoding), histogram(std::make_unique<BitLengthHistogram<T>>()) {
+    : shape(imageShape), coding(planeCoding), histogram(std::make_unique_for_overwrite<BitLengthHistogram<T>>()) {
     using Sequence = typename FoldedClasses<T>::Sequence;
     const std::size_t rowBytes = FoldedClasses<T>::rowBytes(shape);
     const std::size_t stride = static_cast<std::size_t>(shape.channels) * rowBytes;

@@ -93,7 +93,7 @@ void writeStream(ImageData<T>& image, BasicBitStreamer<Word>& out) {
     if (topPlane > highestPlane<T>) {
         throw 5;
     }
-    const auto histogram = std::make_unique<BitLengthHistogram<T>>();
+    const auto histogram = std::make_unique_for_overwrite<BitLengthHistogram<T>>();
     countBitLengths(image, levels, *histogram);
     histogram->sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), 8);

@@ -27,12 +27,13 @@ struct BitLengthHistogram : InTakenMemory {
 
     // [channel][class][bit length of the folded value]; bucket 0 counts zeros.
     std::uint64_t bitLengthCount[maximumChannels][classSlots][buckets] = {};
-    // [channel][class][n]: the coefficients whose folded value is shorter than n bits.
-    std::uint64_t bitLengthBelow[maximumChannels][classSlots][buckets + 1] = {};
+    // [channel][class][n]: the coefficients whose folded value is shorter than n bits. Set by sum.
+    std::uint64_t bitLengthBelow[maximumChannels][classSlots][buckets + 1];
 
     void sum() {
         for (int channel = 0; channel < maximumChannels; ++channel) {
             for (int c = 0; c < classSlots; ++c) {
+                bitLengthBelow[channel][c][0] = 0;
                 for (int n = 0; n < buckets; ++n) {
                     bitLengthBelow[channel][c][n + 1] = bitLengthBelow[channel][c][n] + bitLengthCount[channel][c][n];
                 }

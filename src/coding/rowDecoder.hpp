@@ -3,14 +3,13 @@
 // transform. No plane of samples is ever there: coefficients stay sliced in memory until a row needs them.
 #pragma once
 
+#include "coding/coefficientDecoder.hpp"
 #include "coding/imageShape.hpp"
-#include "coding/planes/planeCoding.hpp"
 #include "memory/memory.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <cassert>
 #include <cstdint>
-#include <memory>
 
 namespace teko {
 
@@ -20,20 +19,21 @@ public:
     // Whether there is such a decoder for images of that shape, with that target.
     static bool suits(int width, int height, Target target);
     // Whether it can read a stream with that top plane. Only streams that no image gives have higher ones.
-    static bool suits(int topPlane);
+    static bool suits(int topPlane) { return CoefficientDecoder<T>::suits(topPlane); }
 
     // For what suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
     // stream is read, and that for 36 rows of each channel from start on. Throws std::bad_alloc, and
     // std::bad_array_new_length beyond 2^31 - 1 samples.
     RowDecoder(int width, int height, int channels, Target target);
-    ~RowDecoder();
 
     // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once. Throws std::bad_alloc.
     template <typename Word>
-    int read(int topPlane, BasicBitStreamer<Word>& in);
+    int read(int topPlane, BasicBitStreamer<Word>& in) {
+        return coefficients.read(topPlane, in);
+    }
 
     // After read: whether a segment had another run-length parameter than encoders choose.
-    bool contradictsItself() const { return sliced->contradictsItself(); }
+    bool contradictsItself() const { return coefficients.contradictsItself(); }
 
     // After read, once: makes the rows ready to be asked for, of an image whose sides are halved so often (see
     // InverseStream). The stream is not needed any more. Throws std::bad_alloc.
@@ -46,12 +46,9 @@ public:
     }
 
 private:
-    class ChannelSource;
-
     const ImageShape shape;
     const Target target;
-    std::unique_ptr<SlicedImage<T>> sliced;
-    Vector<std::unique_ptr<ChannelSource>> sources;
+    CoefficientDecoder<T> coefficients;
     Vector<InverseStream<T>> transforms;
 };
 

@@ -42,25 +42,39 @@ void RunCoder::finish() {
 }
 
 template <typename T>
+template <typename Visit>
+void StreamArrayManager<T>::forEachEntry(Visit visit) {
+    for (int channel = 0; channel < channels; ++channel) {
+        for (int c = 0; c <= levels; ++c) {
+            for (int plane = 0; plane <= topPlane; ++plane) {
+                visit(refinementStreams[channel][c][plane], runCoders[channel][c][plane]);
+            }
+        }
+    }
+}
+
+template <typename T>
 StreamArrayManager<T>::StreamArrayManager(int channelCount, int levelCount, int highest)
     : channels(channelCount), levels(levelCount), topPlane(highest) {
     assert(channels >= 0 && channels < maximumChannels);
     assert(levels < maximumClasses && topPlane < planes);
+    forEachEntry([](BitStreamer& stream, RunCoder& coder) {
+        std::construct_at(&stream);
+        std::construct_at(&coder);
+    });
 }
 
 template <typename T>
 StreamArrayManager<T>::~StreamArrayManager() {
-    for (int channel = 0; channel < channels; ++channel) {
-        for (int c = 0; c <= levels; ++c) {
-            for (int plane = 0; plane <= topPlane; ++plane) {
-                giveBack(refinementStreams[channel][c][plane]);
-                if (BitStreamer* runs = runCoders[channel][c][plane].stream) {
-                    giveBack(*runs);
-                    delete runs;
-                }
-            }
+    forEachEntry([this](BitStreamer& stream, RunCoder& coder) {
+        giveBack(stream);
+        if (coder.stream != nullptr) {
+            giveBack(*coder.stream);
+            delete coder.stream;
         }
-    }
+        std::destroy_at(&coder);
+        std::destroy_at(&stream);
+    });
 }
 
 template <typename T>

@@ -31,8 +31,9 @@ private:
     void codeWholeUnits();
 };
 
-// Owns a refinement stream and a run coder for every channel, class and plane. Only entries below `channels`,
-// up to `levels` and up to `topPlane` are ever set up; the others stay neutral.
+// Owns a refinement stream and a run coder for every channel, class and plane: entries below `channels`, up to `levels`
+// and up to `topPlane`. There is room for others, but they are no objects (a tile of 64 x 64 with 16 bits uses 84 of
+// 1536: 1.15 times on encoding it).
 template <typename T>
 struct StreamArrayManager : InTakenMemory {
     static constexpr int maximumChannels = 4;
@@ -42,8 +43,12 @@ struct StreamArrayManager : InTakenMemory {
     static constexpr std::uint64_t spareCapacity = 16;
     static constexpr std::uint64_t spareAllocation = 26;
 
-    BitStreamer refinementStreams[maximumChannels][maximumClasses][planes];
-    RunCoder runCoders[maximumChannels][maximumClasses][planes];
+    union {
+        BitStreamer refinementStreams[maximumChannels][maximumClasses][planes];
+    };
+    union {
+        RunCoder runCoders[maximumChannels][maximumClasses][planes];
+    };
     int channels;
     int levels;
     int topPlane;
@@ -66,6 +71,9 @@ struct StreamArrayManager : InTakenMemory {
     void setUpRuns(int channel, int c, int plane, std::uint64_t bits, int runLengthParameter);
 
 private:
+    // Calls visit(stream, coder) for all entries.
+    template <typename Visit>
+    void forEachEntry(Visit visit);
     void setUp(BitStreamer& stream, std::uint64_t bits);
     void giveBack(const BitStreamer& stream) const;
 

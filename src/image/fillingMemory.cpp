@@ -81,7 +81,9 @@ void FillingMemory::swap(FillingMemory& other) noexcept {
 void FillingMemory::adviseFilling(std::size_t bytes) {
     assert(bytes <= bytesInAll);
     bytesOnLargePages = inLargePages(bytes);
-    adviseLargePages(first, bytesOnLargePages);
+    if (bytesOnLargePages > 0) {
+        adviseLargePages(first, bytesOnLargePages);
+    }
 }
 
 void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {

@@ -33,8 +33,8 @@ class ForwardLevel final : public CoarserForward<T> {
 public:
     ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
                  CoarserForward<T>* coarserLevel)
-        : window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()), wrapsEverywhere(lattice.needsBlocks()),
-          coarser(coarserLevel) {}
+        : window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()),
+          wrapsEverywhere(lattice.hasColumnsInKernel()), coarser(coarserLevel) {}
 
     // Goes on where a level of other samples has come to.
     template <typename Other, typename OtherPass>

@@ -24,7 +24,7 @@ class InverseLevel final : public CoarserInverse<T> {
 public:
     InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow)
         : window(lattice, kernels), k(kernels), fill(fillRow), n(lattice.rows()),
-          exactEverywhere(lattice.needsBlocks()) {}
+          exactEverywhere(lattice.hasColumnsInKernel()) {}
 
     // Goes on where a level of other samples could not: at a row that is there, but for what refill gives.
     template <typename Other, typename OtherFill>

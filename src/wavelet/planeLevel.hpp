@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The coarsest level of the row streams where it has too few rows or columns for row kernels: four or five in one
-// direction. It holds all its samples and works on them with the plain filter. They are a quarter of the image's at
-// most, in strips of 8 to 10 rows or columns, and next to nothing elsewhere.
+// The coarsest level of the row streams where it has too few columns for row kernels: four or five. It holds all its
+// samples and works on them with the plain filter.
 #pragma once
 
 #include "filter/filter4_2.hpp"

@@ -25,7 +25,7 @@ Lattice<T> finestLattice(int width, int height) {
 } // namespace
 
 bool suitsRowStreams(int width, int height) {
-    return numberOfLevels(width, height) > 0 && finestLattice<std::int16_t>(width, height).isLongEnough();
+    return std::min(width, height) >= Lattice<std::int16_t>::shortestSignal;
 }
 
 // Int rows never get too large for their kernels: an approximation is at most

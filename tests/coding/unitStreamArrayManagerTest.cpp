@@ -83,15 +83,13 @@ TYPED_TEST(StreamArray, startsNeutralInEveryEntry) {
     EXPECT_EQ(streams->channels, 3);
     EXPECT_EQ(streams->levels, 5);
     EXPECT_EQ(streams->topPlane, 8 * static_cast<int>(sizeof(TypeParam)) - 1);
-    for (const auto& channel : streams->refinementStreams) {
-        for (const auto& subband : channel) {
+    for (int channel = 0; channel < 3; ++channel) {
+        for (const auto& subband : streams->refinementStreams[channel]) {
             for (const BitStreamer& stream : subband) {
                 expectNeutral(stream);
             }
         }
-    }
-    for (const auto& channel : streams->runCoders) {
-        for (const auto& subband : channel) {
+        for (const auto& subband : streams->runCoders[channel]) {
             for (const RunCoder& coder : subband) {
                 expectNeutral(coder);
             }

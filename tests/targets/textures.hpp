@@ -29,9 +29,9 @@ constexpr std::array allTextures{Texture::eightBit, Texture::constant, Texture::
 // Magnitudes where the fast procedures take other steps, or could.
 template <typename T>
 std::vector<long> sizesThatMatter() {
-    std::vector<long> sizes{255,  600,  601,  606,  607,  640,  700,  800,  1000,  1023,  1024, 1025, 1212,
-                            1213, 1300, 1400, 1638, 1639, 2047, 2048, 2049, 2400,  2798,  2799, 3100, 3700,
-                            4095, 4096, 4097, 5500, 6000, 6001, 7000, 8192, 16384, 32767, 32768};
+    std::vector<long> sizes{255,  449,  450,  600,  601,  606,  607,  640,  700,  728,  729,   800,   1000, 1023,
+                            1024, 1025, 1212, 1213, 1300, 1400, 1638, 1639, 2047, 2048, 2049,  2400,  2798, 2799,
+                            3100, 3700, 4095, 4096, 4097, 5500, 6000, 6001, 7000, 8192, 16384, 32767, 32768};
     if constexpr (sizeof(T) > sizeof(short)) {
         sizes.insert(sizes.end(), {23'999'999, 24'000'000, 24'000'001, 24'999'999, 25'000'000, 25'000'001});
         for (const int bits : {16, 21, 23, 24, 25, 28, 31, 32, 59, 62}) {
