@@ -83,6 +83,9 @@ bool ImageLayout::hasRawRows() const {
 }
 
 bool ImageLayout::isApart() const {
+    if (isEmpty()) {
+        return true;
+    }
     std::array<Direction, 3> directions = directionsOf(*this, height);
     std::sort(directions.begin(), directions.end(),
               [](const Direction& a, const Direction& b) { return std::abs(a.pitch) < std::abs(b.pitch); });

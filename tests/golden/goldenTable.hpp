@@ -16,7 +16,7 @@ using GoldenCase = std::map<std::string, std::string>;
 using GoldenTable = std::vector<GoldenCase>;
 
 inline std::string goldenPath(const std::string& name) {
-    return std::string(TEKO_GOLDEN_DIRECTORY) + "/" + name;
+    return TEKO_GOLDEN_DIRECTORY "/" + name;
 }
 
 inline std::vector<std::string> columnsOf(const std::string& line) {
