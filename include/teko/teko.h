@@ -11,7 +11,7 @@
  * - No call shares anything with another one: calls on different threads need no lock, unless they are given the same
  *   object. Nothing here prints, reads the environment, opens a file or ends the process.
  * - Structures carry their own size in `struct_size`, so that a later library can add fields: set it, and set to 0 what
- *   you do not use; `teko_image image = {sizeof image};` does both. Fields behind `struct_size` count as 0.
+ *   you do not use; `teko_image image = {.struct_size = sizeof image};` does both. Fields behind `struct_size` count as 0.
  * - Pointers to structures, to samples and to files must not be null, but where it says so. Memory may be aligned in
  *   any way. A file and the samples that are coded to or from it must not overlap.
  * - Memory that a call allocates comes from teko_options.allocate, if there is one. What is not returned is released
