@@ -25,6 +25,7 @@
 
 #include <teko/version.h>
 
+/** @brief How the library's functions are declared: visible in the shared library. */
 #if defined(TEKO_STATIC)
 #define TEKO_API
 #elif defined(__GNUC__)
@@ -33,6 +34,7 @@
 #define TEKO_API
 #endif
 
+/** @brief No function throws. */
 #ifdef __cplusplus
 #define TEKO_NOEXCEPT noexcept
 extern "C" {
@@ -147,7 +149,9 @@ typedef struct teko_options {
     uint64_t max_samples; /**< of the whole image, all channels; 0: any number */
     uint64_t max_memory;  /**< bytes that the call may have allocated at any time, the returned file included. 0: to
                                encode, any number; to decode, the larger of 1 GiB and 64 times the bytes of the file */
+    /** Returns memory, or null; see above. */
     void* (*allocate)(void* user, size_t bytes, size_t alignment);
+    /** Takes memory back; see above. */
     void (*release)(void* user, void* memory, size_t bytes, size_t alignment);
     void* user;           /**< handed to both */
     const char* target;   /**< for tests: "plain", "portable", "avx2", "avx512"; null: the best of the processor. All
@@ -162,7 +166,7 @@ typedef struct teko_options {
  */
 typedef struct teko_buffer {
     size_t struct_size; /**< sizeof(teko_buffer) */
-    void* data;
+    void* data;         /**< the file's first byte, or null */
     size_t capacity;    /**< bytes */
     size_t size;        /**< out: bytes of the file; 0 when a call failed */
 } teko_buffer;
@@ -182,7 +186,7 @@ typedef struct teko_difference {
     uint32_t largest;   /**< of any two samples */
 } teko_difference;
 
-/** @brief The library's version: 0x010203 for 1.2.3. Compare with ::TEKO_VERSION. */
+/** @brief The library's version: 0x010203 for 1.2.3. Compare with TEKO_VERSION of version.h. */
 TEKO_API uint32_t teko_version(void) TEKO_NOEXCEPT;
 
 /** @brief A status in words: a sentence without its full stop. Never null; the text stays. */
@@ -256,6 +260,9 @@ TEKO_API void teko_release(teko_buffer* file, const teko_options* options) TEKO_
  * A reduced image is what the inverse transform has before its last levels, with the gain of the levels taken out. It
  * saves their time and their memory, not that of reading the coded stream before it: a prefix saves that.
  *
+ * @param file    the file, or its first bytes
+ * @param size    bytes of it that are there
+ * @param image   describes where the samples go
  * @param samples may be null where width or height is 0
  * @param options may be null
  * @param outcome may be null
@@ -328,8 +335,11 @@ typedef struct teko_decoder teko_decoder;
 /**
  * @brief Reads a file, or a prefix, for its rows to be pulled. The file is not needed any more afterwards.
  *
+ * @param file    the file, or its first bytes
+ * @param size    bytes of it that are there
  * @param image   describes the rows as they will be pulled, as in teko_decode()
  * @param options are copied; may be null
+ * @param decoder takes the decoder
  * @param outcome may be null
  * @return as teko_decode(). `decoder` is set to null on failure, and only then
  */
