@@ -206,6 +206,7 @@ Status ImageDecoder::transform() {
 
 Status ImageDecoder::write(RowSink& rows, int count) {
     assert(way != nullptr && count >= 0 && count <= rowsLeft());
+    rowsDone += count;
     if (header.xsize == 0) {
         return Status::ok;
     }
@@ -213,10 +214,7 @@ Status ImageDecoder::write(RowSink& rows, int count) {
     if (halvings > 0 && !findings.endedEarly) {
         limit = reducedSampleLimit(imageKindOf(header.bytesPerPixel)->bytesPerSample);
     }
-    return endOf([&] {
-        rowsDone += count;
-        return way->write(limit, rows, count) ? Status::ok : Status::sinkFull;
-    });
+    return endOf([&] { return way->write(limit, rows, count) ? Status::ok : Status::sinkFull; });
 }
 
 Status ImageDecoder::write(RowSink& rows) {
