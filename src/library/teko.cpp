@@ -92,7 +92,7 @@ struct DecodeCall {
         }
         teko_status status = readHeader(file, size, header);
         if (status == TEKO_OK) {
-            status = ImageLayout::from(image, layout);
+            status = ImageLayout::from(image, layout, ImageLayout::Bits::ofTheFile);
         }
         if (status == TEKO_OK) {
             status = CallOptions::from(given, options);
