@@ -30,7 +30,12 @@ if [ -e "$libraries/libteko.so" ]; then
         grep -qF "Library soname: [libteko.so.${version%%.*}]" <(readelf -d "$libraries/libteko.so")
     expect 'it shows the functions of teko.h and no more' \
         diff <(functionsOf "$prefix/include/teko/teko.h") <(exportsOf "$libraries/libteko.so")
+    expect "Debian's package says the same" \
+        diff <(symbolsOf "$here/../../packaging/debian/libteko1.symbols") <(exportsOf "$libraries/libteko.so")
 fi
+
+expect 'the port for vcpkg is of the same version' \
+    grep -qF "\"version\": \"$version\"" "$here/../../packaging/vcpkg/vcpkg.json"
 
 # configured LANGUAGES VERSION: a project of these languages that asks for that version
 configured() {

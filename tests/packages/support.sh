@@ -33,6 +33,9 @@ exportsOf() {
     nm -D --defined-only "$1" | awk '{ print $3 }' | sed 's/@@TEKO_1$//' | grep -vx TEKO_1 | sort
 }
 
+# symbolsOf FILE: the names in a Debian symbols file, without that of their version
+symbolsOf() { sed -n 's/^ \(teko_[a-z_]*\)@TEKO_1 .*/\1/p' "$1" | sort; }
+
 finish() {
     [ "$failures" -eq 0 ]
     exit
