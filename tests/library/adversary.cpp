@@ -150,6 +150,29 @@ void Adversary::disturb(Picture& picture) {
     }
 }
 
+Picture blockedAdversary() {
+    constexpr std::uint32_t window = 256; // what the weights of a sum in its middle reach
+    constexpr std::uint32_t level = 3;
+    constexpr std::uint32_t odd = 17;
+    Signal rows = signalAt(window, level);
+    filter(rows);
+    const Weights& across = rows[odd];
+    const Weights down = predictSum(signalAt(window, level), odd);
+    Picture picture{TEKO_RGB8, 520, 4200};
+    constexpr std::uint32_t left = 128;
+    constexpr std::uint32_t top = 2048;
+    for (std::uint32_t y = 0; y < picture.height; ++y) {
+        for (std::uint32_t x = 0; x < picture.width; ++x) {
+            const bool isInside = x - left < window && y - top < window;
+            const bool isWhite = isInside && isLit(across[x - left] * down[y - top], false);
+            picture.append(isWhite ? 255 : 0);
+            picture.append(isWhite ? 0 : 255);
+            picture.append(isWhite ? 255 : 0);
+        }
+    }
+    return picture;
+}
+
 bool comesBack(const Picture& picture, const Bytes& file) {
     const DecodedPicture decoded = decode(file);
     return decoded.status == TEKO_OK && decoded.samples == picture.samples;

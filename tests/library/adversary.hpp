@@ -23,6 +23,9 @@ private:
     std::mt19937 random;
 };
 
+// A large one, whose columns go through the kernel in blocks, at levels of long signals.
+Picture blockedAdversary();
+
 // Whether the file decodes to the image that it was made of, as decoding and comparing says.
 bool comesBack(const Picture& picture, const Bytes& file);
 

@@ -123,6 +123,14 @@ TEST(LibraryInexact, IsSaidOfSidesOfTwoAndThreeWhereItIsSo) {
     EXPECT_GT(inexact, 30);
 }
 
+TEST(LibraryInexact, IsSaidOfColumnsInBlocks) {
+    const Picture shape = blockedAdversary();
+    const Encoded encoded = encode(shape);
+    EXPECT_FALSE(comesBack(shape, encoded.file));
+    EXPECT_EQ(encoded.status, TEKO_INEXACT);
+    EXPECT_EQ(pushed(shape), encoded);
+}
+
 // All images of two by two with samples of a few values.
 TEST(LibraryInexact, IsSaidOfFourSamplesWhereItIsSo) {
     static constexpr std::uint8_t values[] = {0, 1, 2, 3, 5, 100, 254, 255};

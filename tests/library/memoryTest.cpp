@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // No call takes more memory than it said, nor from elsewhere than it was told; no file is longer than its bound.
+#include "adversary.hpp"
 #include "countingMemory.hpp"
 #include "support/failingAllocation.hpp"
 
@@ -131,6 +132,11 @@ TEST(LibraryMemory, OfMegapixelsIsWhatWasPromised) {
             }
         }
     }
+}
+
+// Such images are decoded and compared.
+TEST(LibraryMemory, OfMegapixelsThatAreInDoubtIsWhatWasPromised) {
+    expectEncodeMemory(blockedAdversary(), options());
 }
 
 TEST(LibraryMemory, IsTheSameWhateverTheTarget) {
