@@ -26,6 +26,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/tekoConfigVersion
 
 # Paths in teko.pc start where it lies, so that the prefix can be moved; paths that are not below the prefix stay.
 file(RELATIVE_PATH pcPrefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pcPrefix ${pcPrefix})
 foreach(directory LIBDIR INCLUDEDIR)
   set(pc${directory} \${prefix}/${CMAKE_INSTALL_${directory}})
   if(IS_ABSOLUTE ${CMAKE_INSTALL_${directory}})
