@@ -13,6 +13,7 @@ commandsOf() {
     g++-*) echo "${1#g++-}-g++" ;;
     qemu-user) echo qemu-x86_64 ;;
     gnuplot-nox) echo gnuplot ;;
+    libjpeg-turbo-progs) echo cjpeg djpeg ;;
     libopenjp2-tools) echo opj_compress opj_decompress ;;
     libjxl-tools) echo cjxl djxl ;;
     lib* | googletest) ;;
