@@ -16,6 +16,7 @@ commandsOf() {
     abigail-tools) echo abidiff abidw ;;
     binutils) echo readelf strip ;;
     dpkg-dev) echo dpkg-gensymbols dpkg-shlibdeps ;;
+    libjpeg-turbo-progs) echo cjpeg djpeg ;;
     libopenjp2-tools) echo opj_compress opj_decompress ;;
     libjxl-tools) echo cjxl djxl ;;
     lib* | googletest) ;;
