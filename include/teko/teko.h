@@ -71,7 +71,7 @@ typedef enum teko_status {
     TEKO_ERROR_BUDGET = -6,
     /** The caller's buffer is too small. */
     TEKO_ERROR_BUFFER = -7,
-    /** The image's coefficients have no place in a file. Only images that were built for it have such. */
+    /** The image's coefficients have no place in a file. By the bounds of the transform no image has such. */
     TEKO_ERROR_RANGE = -8,
     /** More samples than teko_options.max_samples allows. */
     TEKO_ERROR_MAX_SAMPLES = -9,
@@ -104,9 +104,10 @@ typedef enum teko_byte_order { TEKO_HOST_ORDER = 0, TEKO_LITTLE_ENDIAN = 1, TEKO
  *
  * The pointer that goes with it is that of the first sample of the top left pixel. From there, channel c of pixel (x,
  * y) is y * row_pitch + x * pixel_pitch + c * channel_pitch bytes away. Pitches have any sign, so that cropped views,
- * interleaved and planar channels and rows from the bottom up go in and out as they are; samples that are decoded must
- * not share bytes. A pitch of 0 is the packed one: of channels, the bytes of a sample; of pixels, those of a pixel; of
- * rows, width times the pitch of pixels.
+ * interleaved and planar channels and rows from the bottom up go in and out as they are. Samples that are decoded must
+ * not share bytes, and must nest: in some order of rows, pixels and channels, each pitch spans all that come before it.
+ * A pitch of 0 is the packed one: of channels, the bytes of a sample; of pixels, those of a pixel; of rows, width times
+ * the pitch of pixels.
  */
 typedef struct teko_image {
     size_t struct_size;      /**< sizeof(teko_image) */
