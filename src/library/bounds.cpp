@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "library/bounds.hpp"
 
+#include "codec/reduction.hpp"
 #include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
+#include "wavelet/columnTransform.hpp"
 #include "wavelet/rowStream.hpp"
 
 #include <algorithm>
@@ -67,15 +70,30 @@ std::uint64_t bytesOfWideSample(const ImageLayout& layout) {
     return layout.kind->bytesPerSample == 2 ? 8 : 2;
 }
 
+// In images of few columns, the planes of all channels and the approximations of one, each in memory of its own.
+std::uint64_t columnPlaneBytes(const ImageLayout& layout) {
+    constexpr std::uint64_t beside = 256; // samples, with each column
+    const std::uint64_t sampleBytes = layout.kind->bytesPerSample == 2 ? 4 : 2;
+    std::uint64_t bytes = 0;
+    for (int level = 0; level < maximumClasses; ++level) {
+        const auto columns = static_cast<std::uint64_t>(reducedSide(layout.width, level));
+        const auto rows = static_cast<std::uint64_t>(reducedSide(layout.height, level));
+        const auto count = static_cast<std::uint64_t>(level == 0 ? layout.kind->channels : 1);
+        bytes += count * filling(columns * (rows + beside) * sampleBytes);
+    }
+    return bytes;
+}
+
 // Sixteen rows in each level, for samples of two bytes in both widths, with their ends; and a level that is too small
-// for rows three times, or, in images of few columns, a plane and its approximations.
+// for rows three times.
 std::uint64_t levelBytes(const ImageLayout& layout) {
     const auto channels = static_cast<std::uint64_t>(layout.kind->channels);
     const std::uint64_t sampleBytes = layout.kind->bytesPerSample == 2 ? 6 : 2;
     const std::uint64_t columns = 2 * static_cast<std::uint64_t>(layout.width) + std::uint64_t{5} * 256;
-    const bool isNarrow = std::min(layout.width, layout.height) < 80;
-    const std::uint64_t planes = isNarrow ? layout.samples() * bytesOfWideSample(layout) : 0;
-    return channels * 17 * columns * sampleBytes + planes;
+    const bool mayHaveSmallLevel = std::min(layout.width, layout.height) < 80;
+    const std::uint64_t planes = mayHaveSmallLevel ? layout.samples() * bytesOfWideSample(layout) : 0;
+    const std::uint64_t columnPlanes = suitsColumns(layout.width, layout.height) ? columnPlaneBytes(layout) : 0;
+    return channels * 17 * columns * sampleBytes + planes + columnPlanes;
 }
 
 std::uint64_t plainBytes(const ImageLayout& layout) {
