@@ -65,7 +65,7 @@ CLI::App& addEncode(CLI::App& app, Settings& settings) {
         ->check(CLI::Range(1U, 16U))
         ->option_text("N");
     addStrict(command, settings, "refuse images that have what a .tk does not hold");
-    command.add_flag("!--no-verify", settings.isVerified, "do not decode and compare what is made without loss");
+    command.add_flag("--no-verify", settings.isUnverified, "do not decode and compare what is made without loss");
     addQuiet(command, settings);
     return command;
 }

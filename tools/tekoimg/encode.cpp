@@ -125,8 +125,8 @@ void encodeOne(const Job& job, const Settings& settings, Remarks& remarks) {
     const std::unique_ptr<ImageReader> reader = openImage(source);
     const teko::Image image = describedBy(*reader, settings);
     Output output(job.output, settings.isForced);
-    const bool isVerified = settings.isVerified && !hasBudget(settings);
-    KeptRows kept{isVerified && job.input == pipeName, {}};
+    const bool isVerified = !settings.isUnverified && !hasBudget(settings);
+    KeptRows kept{isVerified && !source.isRepeatable(), {}};
     {
         const teko::File file = encodeRows(*reader, image, settings, kept);
         heedLosses(reader->losses(), "a .tk", settings, remarks);

@@ -49,6 +49,7 @@ void UnfinishedFiles::remove(const std::string& path) {
 
 void watchSignals() {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     guard();
     unfinished();
     sigset_t watched;

@@ -9,7 +9,8 @@ namespace tekoimg {
 
 /**
  * From here on SIGINT, SIGTERM and SIGHUP, unless they are ignored, remove the unfinished files and end the program as
- * they would have done. A broken pipe becomes a failed write. Called once, before there are threads.
+ * they would have done. A broken pipe and a file that gets too large become failed writes. Called once, before there
+ * are threads.
  */
 void watchSignals();
 

@@ -26,7 +26,7 @@ struct Settings {
     bool isForced = false;
     bool isQuiet = false;
     bool isSalvaged = false; // damaged files too
-    bool isVerified = true;
+    bool isUnverified = false;
 };
 
 } // namespace tekoimg

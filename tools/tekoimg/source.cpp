@@ -61,6 +61,8 @@ Source::Source(const std::string& path) : buffer(bufferBytes) {
     if (descriptor < 0) {
         throw Failure("cannot be opened: " + systemReason(errno));
     }
+    struct stat status {};
+    isRegular = path != pipeName && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 Source::Source(std::span<const std::byte> bytes) : buffer(bytes.begin(), bytes.end()), end(bytes.size()) {}

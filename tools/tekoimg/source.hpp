@@ -22,6 +22,9 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
+    // Whether opening the same name once more gives the same bytes, as long as nobody changes them.
+    bool isRepeatable() const { return isRegular; }
+
     // The next bytes without taking them: fewer than asked for only where the input ends. At most 4096.
     std::span<const std::byte> peek(std::size_t most);
     // Takes the next bytes; fewer than asked for only where the input ends. Throws Failure when a read fails.
@@ -39,6 +42,7 @@ private:
     void refill();
 
     int descriptor = -1;
+    bool isRegular = false;
     std::vector<std::byte> buffer;
     std::size_t next = 0; // in the buffer
     std::size_t end = 0;
