@@ -9,10 +9,10 @@ run encode a.png
 run encode b.pgm
 mkfifo pipe
 
-# begin ARGUMENT...: encodes what comes from the pipe in the background, up to where the part of x.tk is there. Its
+# begin: encodes what comes from the pipe in the background, up to where the part of x.tk is there. Its
 # rest is sent by feed.
 begin() {
-    env --default-signal=INT,TERM,HUP "$tekoimg" encode - -o x.tk "$@" <pipe >"$work/out" 2>"$work/err" &
+    env --default-signal=INT,TERM,HUP "$tekoimg" encode - -o x.tk <pipe >"$work/out" 2>"$work/err" &
     process=$!
     exec 9>pipe
     head -c 5000 b.pgm >&9
@@ -29,6 +29,13 @@ close() {
     status=0
     wait "$process" 2>/dev/null || status=$?
 }
+# killedBy SIGNAL: its input goes on
+killedBy() {
+    kill -s "$1" "$process"
+    status=0
+    wait "$process" 2>/dev/null || status=$?
+    exec 9>&-
+}
 
 begin
 feed
@@ -38,16 +45,14 @@ rm x.tk
 
 for signal in INT TERM HUP; do
     begin
-    kill -s "$signal" "$process"
-    close
+    killedBy "$signal"
     expect "$signal ends by the signal" [ "$(kill -l "$status" 2>/dev/null)" = "$signal" ]
     expect "$signal leaves no file" absent x.tk
     expect "$signal leaves no part" absent x.tk.part
 done
 
 begin
-kill -s KILL "$process"
-close
+killedBy KILL
 expect 'KILL leaves no file' absent x.tk
 expect 'but a part' [ -e x.tk.part ]
 run encode b.pgm -o x.tk
