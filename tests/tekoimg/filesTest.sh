@@ -20,7 +20,8 @@ for jobs in 1 2 0; do
     expect 'the last line counts them' lastLineIs \
         'tekoimg: 4 of 7 images encoded, 3 failed; 1 other files left alone'
     expect 'the damaged one is named' complains 'in/damaged.png: '
-    expect 'the missing one is named' complains 'missing.png: cannot be opened: No such file or directory; check the name'
+    expect 'the missing one is named' complains \
+        'missing.png: cannot be opened: No such file or directory; check the name'
     expect 'the empty one is named' complains 'in/zero.pgm: is empty'
     expect 'a log has no progress bar' [ "$(tr -cd '\r\033' <"$work/err" | wc -c)" -eq 0 ]
     # shellcheck disable=SC2086 # names

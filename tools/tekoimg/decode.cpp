@@ -19,7 +19,7 @@ std::string endingOf(const Job& job, const Settings& settings) {
     if (!settings.format.empty() || job.output == pipeName) {
         return endingFor(settings.format);
     }
-    const std::string ending = extensionOf(job.output);
+    std::string ending = extensionOf(job.output);
     if (!isImageExtension(ending)) {
         throw Failure("would become " + job.output + ", whose ending names no format; give --format, or one of " +
                       knownExtensions());

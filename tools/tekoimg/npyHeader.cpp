@@ -36,7 +36,7 @@ public:
         if (length == std::string_view::npos) {
             fail();
         }
-        const std::string text(left.substr(0, length));
+        std::string text(left.substr(0, length));
         left.remove_prefix(length + 1);
         return text;
     }
