@@ -32,13 +32,13 @@ if(NOT TEKO_SANITIZE AND NOT TEKO_COVERAGE)
 endif()
 
 # With the libraries inside and none to be loaded, the program starts in 0.56 ms instead of 1.25; with the C++ library
-# alone inside, in 0.79 (Zen 3, processor time). Sanitizers, coverage and rooms that are shared libraries are left as
+# alone inside, in 0.79 (Zen 3, processor time). Sanitizers, coverage and builds of shared libraries alone are left as
 # they come. Whether such programs link says too little: AArch64's with "-static" among the linker flags as well link and
 # end before main. So one is run, with an address in it that only code for any place has right; where none can be run,
 # across machines without an emulator, nothing is linked so.
 include(CheckCXXSourceRuns)
 set(defaultForStatic OFF)
-if(NOT TEKO_SANITIZE AND NOT TEKO_COVERAGE AND NOT BUILD_SHARED_LIBS
+if(buildsProgram AND NOT TEKO_SANITIZE AND NOT TEKO_COVERAGE AND NOT BUILD_SHARED_LIBS AND NOT TEKO_SHARED_ROOMS
    AND (NOT CMAKE_CROSSCOMPILING OR CMAKE_CROSSCOMPILING_EMULATOR))
   set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie)
   check_cxx_source_runs("#include <cstdio>

@@ -11,7 +11,7 @@
  * - No call shares anything with another one: calls on different threads need no lock, unless they are given the same
  *   object. Nothing here prints, reads the environment, opens a file or ends the process.
  * - Structures carry their own size in `struct_size`, so that a later library can add fields: set it, and set to 0 what
- *   you do not use; `teko_image image = {sizeof image};` does both. Fields behind `struct_size` count as 0.
+ *   you do not use; `teko_image image = {.struct_size = sizeof image};` does both. Fields behind `struct_size` count as 0.
  * - Pointers to structures, to samples and to files must not be null, but where it says so. Memory may be aligned in
  *   any way. A file and the samples that are coded to or from it must not overlap.
  * - Memory that a call allocates comes from teko_options.allocate, if there is one. What is not returned is released
@@ -25,6 +25,7 @@
 
 #include <teko/version.h>
 
+/** @brief How the library's functions are declared: visible in the shared library. */
 #if defined(TEKO_STATIC)
 #define TEKO_API
 #elif defined(__GNUC__)
@@ -33,6 +34,7 @@
 #define TEKO_API
 #endif
 
+/** @brief No function throws. */
 #ifdef __cplusplus
 #define TEKO_NOEXCEPT noexcept
 extern "C" {
@@ -69,7 +71,7 @@ typedef enum teko_status {
     TEKO_ERROR_BUDGET = -6,
     /** The caller's buffer is too small. */
     TEKO_ERROR_BUFFER = -7,
-    /** The image's coefficients have no place in a file. Only images that were built for it have such. */
+    /** The image's coefficients have no place in a file. By the bounds of the transform no image has such. */
     TEKO_ERROR_RANGE = -8,
     /** More samples than teko_options.max_samples allows. */
     TEKO_ERROR_MAX_SAMPLES = -9,
@@ -102,9 +104,10 @@ typedef enum teko_byte_order { TEKO_HOST_ORDER = 0, TEKO_LITTLE_ENDIAN = 1, TEKO
  *
  * The pointer that goes with it is that of the first sample of the top left pixel. From there, channel c of pixel (x,
  * y) is y * row_pitch + x * pixel_pitch + c * channel_pitch bytes away. Pitches have any sign, so that cropped views,
- * interleaved and planar channels and rows from the bottom up go in and out as they are; samples that are decoded must
- * not share bytes. A pitch of 0 is the packed one: of channels, the bytes of a sample; of pixels, those of a pixel; of
- * rows, width times the pitch of pixels.
+ * interleaved and planar channels and rows from the bottom up go in and out as they are. Samples that are decoded must
+ * not share bytes, and must nest: in some order of rows, pixels and channels, each pitch spans all that come before it.
+ * A pitch of 0 is the packed one: of channels, the bytes of a sample; of pixels, those of a pixel; of rows, width times
+ * the pitch of pixels.
  */
 typedef struct teko_image {
     size_t struct_size;      /**< sizeof(teko_image) */
@@ -147,7 +150,9 @@ typedef struct teko_options {
     uint64_t max_samples; /**< of the whole image, all channels; 0: any number */
     uint64_t max_memory;  /**< bytes that the call may have allocated at any time, the returned file included. 0: to
                                encode, any number; to decode, the larger of 1 GiB and 64 times the bytes of the file */
+    /** Returns memory, or null; see above. */
     void* (*allocate)(void* user, size_t bytes, size_t alignment);
+    /** Takes memory back; see above. */
     void (*release)(void* user, void* memory, size_t bytes, size_t alignment);
     void* user;           /**< handed to both */
     const char* target;   /**< for tests: "plain", "portable", "avx2", "avx512"; null: the best of the processor. All
@@ -162,7 +167,7 @@ typedef struct teko_options {
  */
 typedef struct teko_buffer {
     size_t struct_size; /**< sizeof(teko_buffer) */
-    void* data;
+    void* data;         /**< the file's first byte, or null */
     size_t capacity;    /**< bytes */
     size_t size;        /**< out: bytes of the file; 0 when a call failed */
 } teko_buffer;
@@ -182,7 +187,7 @@ typedef struct teko_difference {
     uint32_t largest;   /**< of any two samples */
 } teko_difference;
 
-/** @brief The library's version: 0x010203 for 1.2.3. Compare with ::TEKO_VERSION. */
+/** @brief The library's version: 0x010203 for 1.2.3. Compare with TEKO_VERSION of version.h. */
 TEKO_API uint32_t teko_version(void) TEKO_NOEXCEPT;
 
 /** @brief A status in words: a sentence without its full stop. Never null; the text stays. */
@@ -256,6 +261,9 @@ TEKO_API void teko_release(teko_buffer* file, const teko_options* options) TEKO_
  * A reduced image is what the inverse transform has before its last levels, with the gain of the levels taken out. It
  * saves their time and their memory, not that of reading the coded stream before it: a prefix saves that.
  *
+ * @param file    the file, or its first bytes
+ * @param size    bytes of it that are there
+ * @param image   describes where the samples go
  * @param samples may be null where width or height is 0
  * @param options may be null
  * @param outcome may be null
@@ -328,8 +336,11 @@ typedef struct teko_decoder teko_decoder;
 /**
  * @brief Reads a file, or a prefix, for its rows to be pulled. The file is not needed any more afterwards.
  *
+ * @param file    the file, or its first bytes
+ * @param size    bytes of it that are there
  * @param image   describes the rows as they will be pulled, as in teko_decode()
  * @param options are copied; may be null
+ * @param decoder takes the decoder
  * @param outcome may be null
  * @return as teko_decode(). `decoder` is set to null on failure, and only then
  */

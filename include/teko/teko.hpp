@@ -26,7 +26,9 @@ inline namespace v1 {
 /** @brief A status below 0. */
 class Error : public std::runtime_error {
 public:
+    /** @brief Of a status below 0. */
     explicit Error(teko_status status) : std::runtime_error(teko_status_text(status)), code(status) {}
+    /** @brief That status. */
     teko_status status() const noexcept { return code; }
 
 private:
@@ -41,27 +43,35 @@ inline teko_status demand(teko_status status) {
     return status;
 }
 
-enum class Kind : std::uint32_t { grey8 = TEKO_GREY8, grey16 = TEKO_GREY16, rgb8 = TEKO_RGB8 };
+/** @brief The kinds of images: ::teko_kind. */
+enum class Kind : std::uint32_t {
+    grey8 = TEKO_GREY8,   ///< one channel, a byte a sample
+    grey16 = TEKO_GREY16, ///< one channel, two bytes a sample
+    rgb8 = TEKO_RGB8      ///< red, green, blue, a byte a sample
+};
 
+/** @brief The order of the bytes of a sample: ::teko_byte_order. */
 enum class ByteOrder : std::uint32_t {
-    host = TEKO_HOST_ORDER,
-    littleEndian = TEKO_LITTLE_ENDIAN,
-    bigEndian = TEKO_BIG_ENDIAN
+    host = TEKO_HOST_ORDER,            ///< the machine's
+    littleEndian = TEKO_LITTLE_ENDIAN, ///< the least significant first
+    bigEndian = TEKO_BIG_ENDIAN        ///< the most significant first
 };
 
 /** @brief An image and how it lies in memory: ::teko_image with names for its numbers. Pitches of 0 are packed. */
 struct Image {
-    Kind kind = Kind::grey8;
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    std::uint32_t bits = 0; ///< 0: all
-    bool isSigned = false;
-    ByteOrder byteOrder = ByteOrder::host;
-    std::ptrdiff_t rowPitch = 0;
-    std::ptrdiff_t pixelPitch = 0;
-    std::ptrdiff_t channelPitch = 0;
+    Kind kind = Kind::grey8;               ///< channels and bytes of a sample
+    std::uint32_t width = 0;               ///< pixels in a row
+    std::uint32_t height = 0;              ///< rows
+    std::uint32_t bits = 0;                ///< significant ones of a sample; 0: all
+    bool isSigned = false;                 ///< samples of 16 bits are two's complement
+    ByteOrder byteOrder = ByteOrder::host; ///< of samples of 16 bits
+    std::ptrdiff_t rowPitch = 0;           ///< bytes
+    std::ptrdiff_t pixelPitch = 0;         ///< bytes
+    std::ptrdiff_t channelPitch = 0;       ///< bytes
 
+    /** @brief 1 or 3. */
     std::uint32_t channels() const { return kind == Kind::rgb8 ? 3 : 1; }
+    /** @brief 1 or 2. */
     std::size_t bytesPerSample() const { return kind == Kind::grey16 ? 2 : 1; }
     /** @brief Bytes of the raw image, packed. */
     std::size_t packedBytes() const { return std::size_t{width} * height * channels() * bytesPerSample(); }
@@ -69,11 +79,13 @@ struct Image {
     Image reduced(std::uint32_t halvings) const {
         return {kind, teko_reduced(width, halvings), teko_reduced(height, halvings), bits, isSigned, byteOrder};
     }
+    /** @brief How often it can be halved. */
     std::uint32_t levels() const {
         const teko_image image = asC();
         return teko_levels(&image);
     }
 
+    /** @brief The same for teko.h. */
     teko_image asC() const {
         return {sizeof(teko_image), static_cast<std::uint32_t>(kind),      bits,     width,      height,
                 isSigned ? 1U : 0U, static_cast<std::uint32_t>(byteOrder), rowPitch, pixelPitch, channelPitch};
@@ -82,20 +94,24 @@ struct Image {
 
 /** @brief Options of a call: ::teko_options, all zeros at first. Set goals with the functions. */
 struct Options : teko_options {
+    /** @brief All zeros. */
     Options() : teko_options{} { struct_size = sizeof(teko_options); }
 
+    /** @brief ::TEKO_TO_BYTES. */
     static Options toBytes(std::size_t most) {
         Options options;
         options.goal = TEKO_TO_BYTES;
         options.bytes = most;
         return options;
     }
+    /** @brief ::TEKO_TO_RATE. */
     static Options toRate(double share) {
         Options options;
         options.goal = TEKO_TO_RATE;
         options.rate = share;
         return options;
     }
+    /** @brief Decoding with the sides halved so often. */
     static Options reducedBy(std::uint32_t halvings) {
         Options options;
         options.reduce = halvings;
@@ -106,9 +122,13 @@ struct Options : teko_options {
 /** @brief A file in memory that the library has allocated. */
 class File {
 public:
+    /** @brief No file. */
     File() = default;
+    /** @brief None yet, of a call with these options. */
     explicit File(const Options& itsOptions) : options(itsOptions) {}
+    /** @brief Takes another one's bytes, and leaves it without. */
     File(File&& other) noexcept { swap(other); }
+    /** @brief The same; its own bytes are released. */
     File& operator=(File&& other) noexcept {
         File taken(std::move(other));
         swap(taken);
@@ -116,6 +136,7 @@ public:
     }
     ~File() { teko_release(&buffer, &options); }
 
+    /** @brief The file; it stays as long as this. */
     std::span<const std::byte> bytes() const { return {static_cast<const std::byte*>(buffer.data), buffer.size}; }
     /** @brief TEKO_OK, TEKO_CUT or TEKO_INEXACT. */
     teko_status status() const noexcept { return ended; }
@@ -208,6 +229,7 @@ inline teko_difference compare(const Image& image, const void* samples, const Im
 /** @brief An image that is pushed row by row; see teko_encoder_create(). */
 class Encoder {
 public:
+    /** @brief Of an image whose description tells how pushed rows lie. */
     explicit Encoder(const Image& image, const Options& itsOptions = {}) : options(itsOptions) {
         const teko_image described = image.asC();
         teko_encoder* made = nullptr;
@@ -215,7 +237,9 @@ public:
         encoder.reset(made);
     }
 
+    /** @brief Takes the next rows; see teko_encoder_push(). */
     void push(const void* samples, std::uint32_t rows) { demand(teko_encoder_push(encoder.get(), samples, rows)); }
+    /** @brief After the last row, once; see teko_encoder_finish(). */
     File finish() {
         File file(options);
         file.ended = demand(teko_encoder_finish(encoder.get(), &file.buffer));
@@ -233,6 +257,7 @@ private:
 /** @brief An image that is pulled row by row; see teko_decoder_create(). */
 class Decoder {
 public:
+    /** @brief Reads a file or a prefix, which is not needed any more afterwards. */
     Decoder(std::span<const std::byte> file, const Image& image, const Options& options = {}) {
         const teko_image described = image.asC();
         teko_outcome found{sizeof(teko_outcome), 0};
@@ -245,6 +270,7 @@ public:
 
     /** @brief Known before the first row. */
     const Outcome& outcome() const noexcept { return ended; }
+    /** @brief Gives the next rows; see teko_decoder_pull(). */
     void pull(void* samples, std::uint32_t rows) { demand(teko_decoder_pull(decoder.get(), samples, rows)); }
 
 private:

@@ -13,6 +13,10 @@ commandsOf() {
     g++-*) echo "${1#g++-}-g++" ;;
     qemu-user) echo qemu-x86_64 ;;
     gnuplot-nox) echo gnuplot ;;
+    abigail-tools) echo abidiff abidw ;;
+    binutils) echo readelf strip ;;
+    dpkg-dev) echo dpkg-gensymbols dpkg-shlibdeps ;;
+    libjpeg-turbo-progs) echo cjpeg djpeg ;;
     libopenjp2-tools) echo opj_compress opj_decompress ;;
     libjxl-tools) echo cjxl djxl ;;
     lib* | googletest) ;;

@@ -85,7 +85,7 @@ class Copy:
         """Rooms are shared libraries: a change in one of them is compiled and linked once, not into every test. They are
         not installed, so that an installed program takes them from here."""
         subprocess.run(['cmake', '-S', self.source, '-B', self.build, '-G', 'Ninja', '-DCMAKE_CXX_FLAGS=-O1 -w',
-                        '-DBUILD_SHARED_LIBS=ON', '-DCMAKE_LINK_DEPENDS_NO_SHARED=ON',
+                        '-DTEKO_SHARED_ROOMS=ON', '-DCMAKE_LINK_DEPENDS_NO_SHARED=ON',
                         f'-DCMAKE_INSTALL_RPATH={self.build}/src',
                         '-DCMAKE_CXX_COMPILER_LAUNCHER=ccache',
                         '-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST'],

@@ -51,10 +51,10 @@ public:
     bool suits(int topPlane) const override { return RowDecoder<T>::suits(topPlane); }
     StreamFindings read(int topPlane, BitStreamer& in) override { return readFrom(topPlane, in); }
     StreamFindings read(int topPlane, ByteStreamer& in) override { return readFrom(topPlane, in); }
-    void transform(int halvings) override {
-        form.width = reducedSide(form.width, halvings);
-        form.halvings = halvings;
-        decoder.start(halvings);
+    void transform(int times) override {
+        form.width = reducedSide(form.width, times);
+        form.halvings = times;
+        decoder.start(times);
     }
     bool write(int limit, RowSink& rows, int count) override {
         form.limit = limit;
@@ -129,10 +129,10 @@ public:
     StreamFindings read(int topPlane, ByteStreamer& in) override {
         return readBelowTopPlane(wavelet, whole, topPlane, in);
     }
-    void transform(int halvings) override {
-        untransformDownTo(halvings, wavelet, whole);
-        if (halvings > 0) {
-            reduce(halvings);
+    void transform(int times) override {
+        untransformDownTo(times, wavelet, whole);
+        if (times > 0) {
+            reduce(times);
         }
         if constexpr (std::is_same_v<T, std::int16_t>) {
             colourUntransform(image);
@@ -151,15 +151,14 @@ public:
 
 private:
     // Moves the approximation into an image of its own, without its gain.
-    void reduce(int halvings) {
-        image =
-            &reduced.emplace(reducedSide(whole.width, halvings), reducedSide(whole.height, halvings), whole.channels);
+    void reduce(int times) {
+        image = &reduced.emplace(reducedSide(whole.width, times), reducedSide(whole.height, times), whole.channels);
         for (int c = 0; c < image->channels; ++c) {
             for (std::int64_t row = 0; row < image->height; ++row) {
-                const T* const from = whole.planes[c] + (row << halvings) * whole.stride;
+                const T* const from = whole.planes[c] + (row << times) * whole.stride;
                 T* const to = image->planes[c] + row * image->stride;
                 for (int x = 0; x < image->width; ++x) {
-                    to[x] = withoutGain(from[std::int64_t{x} << halvings], halvings);
+                    to[x] = withoutGain(from[std::int64_t{x} << times], times);
                 }
             }
         }
@@ -254,6 +253,7 @@ Status ImageDecoder::transform() {
 
 Status ImageDecoder::write(RowSink& rows, int count) {
     assert(way != nullptr && count >= 0 && count <= rowsLeft());
+    rowsDone += count;
     if (header.xsize == 0) {
         return Status::ok;
     }
@@ -261,10 +261,7 @@ Status ImageDecoder::write(RowSink& rows, int count) {
     if (halvings > 0 && !findings.endedEarly) {
         limit = reducedSampleLimit(imageKindOf(header.bytesPerPixel)->bytesPerSample);
     }
-    return endOf([&] {
-        rowsDone += count;
-        return way->write(limit, rows, count) ? Status::ok : Status::sinkFull;
-    });
+    return endOf([&] { return way->write(limit, rows, count) ? Status::ok : Status::sinkFull; });
 }
 
 Status ImageDecoder::write(RowSink& rows) {

@@ -163,10 +163,10 @@ Status ImageEncoder::prepare() {
 
 Status ImageEncoder::read(RowSource& rows, int count) {
     assert(way != nullptr && count >= 0 && count <= rowsLeft());
+    rowsDone += count;
     if (header.xsize == 0) {
         return Status::ok;
     }
-    rowsDone += count;
     return endOf([&] { return way->read(rows, count); });
 }
 

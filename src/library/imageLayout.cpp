@@ -43,11 +43,12 @@ std::array<Direction, 3> directionsOf(const ImageLayout& layout, int rows) {
 
 } // namespace
 
-teko_status ImageLayout::from(const teko_image* described, ImageLayout& layout) {
+teko_status ImageLayout::from(const teko_image* described, ImageLayout& layout, Bits bits) {
     teko_image image;
     if (described == nullptr || !takeStructure(described, image)) {
         return TEKO_ERROR_ARGUMENT;
     }
+    image.bits = bits == Bits::ofTheImage ? image.bits : 0;
     const ImageKind* const kind = image.kind <= 3 ? imageKindOf(static_cast<int>(image.kind)) : nullptr;
     if (kind == nullptr) {
         return TEKO_ERROR_KIND;

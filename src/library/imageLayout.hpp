@@ -38,8 +38,11 @@ struct ImageLayout {
     std::ptrdiff_t pixelPitch;
     std::ptrdiff_t channelPitch;
 
+    // To decode into, the bits of a description are not looked at: the file's count.
+    enum class Bits { ofTheImage, ofTheFile };
+
     // TEKO_OK, or what is wrong with a description.
-    static teko_status from(const teko_image* image, ImageLayout& layout);
+    static teko_status from(const teko_image* image, ImageLayout& layout, Bits bits = Bits::ofTheImage);
 
     bool isEmpty() const { return width == 0 || height == 0; }
     std::uint64_t samples() const {

@@ -92,7 +92,7 @@ struct DecodeCall {
         }
         teko_status status = readHeader(file, size, header);
         if (status == TEKO_OK) {
-            status = ImageLayout::from(image, layout);
+            status = ImageLayout::from(image, layout, ImageLayout::Bits::ofTheFile);
         }
         if (status == TEKO_OK) {
             status = CallOptions::from(given, options);
@@ -114,6 +114,17 @@ teko_status giveUsed(std::size_t used, teko_outcome* outcome) {
 
 bool isOutcome(const teko_outcome* outcome) {
     return outcome == nullptr || hasSize(outcome);
+}
+
+// The next call of an encoder or a decoder, unless one before it has failed.
+template <typename Handle, typename Work>
+teko_status whileUsable(Handle* handle, Work work) {
+    if (handle == nullptr || !handle->isUsable) {
+        return handle == nullptr ? TEKO_ERROR_ARGUMENT : TEKO_ERROR_ORDER;
+    }
+    const teko_status status = work();
+    handle->isUsable = status >= 0;
+    return status;
 }
 
 // A buffer of the caller's, of his size, and back.
@@ -417,28 +428,32 @@ teko_status teko_encoder_create(const teko_image* image, const teko_options* opt
 }
 
 teko_status teko_encoder_push(teko_encoder* encoder, const void* samples, uint32_t rows) noexcept {
-    if (encoder == nullptr || (rows > 0 && isMissing(encoder->layout, samples))) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    if (!encoder->isUsable || rows > static_cast<uint32_t>(encoder->encoding->rowsLeft())) {
-        return TEKO_ERROR_ORDER;
-    }
-    const teko_status status =
-        inMemoryOf(encoder->memory, [&] { return encoder->encoding->take(samples, static_cast<int>(rows)); });
-    encoder->isUsable = status == TEKO_OK;
-    return status;
+    return whileUsable(encoder, [&] {
+        if (rows > 0 && isMissing(encoder->layout, samples)) {
+            return TEKO_ERROR_ARGUMENT;
+        }
+        if (rows > static_cast<uint32_t>(encoder->encoding->rowsLeft())) {
+            return TEKO_ERROR_ORDER;
+        }
+        return inMemoryOf(encoder->memory, [&] { return encoder->encoding->take(samples, static_cast<int>(rows)); });
+    });
 }
 
 teko_status teko_encoder_finish(teko_encoder* encoder, teko_buffer* file) noexcept {
-    if (encoder == nullptr || !takesFile(file)) {
+    if (!takesFile(file)) {
         return TEKO_ERROR_ARGUMENT;
     }
     return withBuffer(file, [&](teko_buffer& own) {
-        if (!encoder->isUsable || encoder->encoding->rowsLeft() > 0) {
-            return TEKO_ERROR_ORDER;
+        const teko_status status = whileUsable(encoder, [&] {
+            if (encoder->encoding->rowsLeft() > 0) {
+                return TEKO_ERROR_ORDER;
+            }
+            return inMemoryOf(encoder->memory, [&] { return encoder->encoding->finish(nullptr, own); });
+        });
+        if (encoder != nullptr) {
+            encoder->isUsable = false;
         }
-        encoder->isUsable = false;
-        return inMemoryOf(encoder->memory, [&] { return encoder->encoding->finish(nullptr, own); });
+        return status;
     });
 }
 
@@ -474,16 +489,15 @@ teko_status teko_decoder_create(const void* file, size_t size, const teko_image*
 }
 
 teko_status teko_decoder_pull(teko_decoder* decoder, void* samples, uint32_t rows) noexcept {
-    if (decoder == nullptr || (rows > 0 && isMissing(decoder->layout, samples))) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    if (!decoder->isUsable || rows > static_cast<uint32_t>(decoder->decoding->rowsLeft())) {
-        return TEKO_ERROR_ORDER;
-    }
-    const teko_status status =
-        inMemoryOf(decoder->memory, [&] { return decoder->decoding->give(samples, static_cast<int>(rows)); });
-    decoder->isUsable = status == TEKO_OK;
-    return status;
+    return whileUsable(decoder, [&] {
+        if (rows > 0 && isMissing(decoder->layout, samples)) {
+            return TEKO_ERROR_ARGUMENT;
+        }
+        if (rows > static_cast<uint32_t>(decoder->decoding->rowsLeft())) {
+            return TEKO_ERROR_ORDER;
+        }
+        return inMemoryOf(decoder->memory, [&] { return decoder->decoding->give(samples, static_cast<int>(rows)); });
+    });
 }
 
 void teko_decoder_destroy(teko_decoder* decoder) noexcept {

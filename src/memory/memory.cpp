@@ -14,6 +14,7 @@ struct alignas(std::max_align_t) Origin {
     MemoryProvider* provider;
     std::size_t bytes; // itself included
 };
+static_assert(sizeof(Origin) == bytesBesideTaken);
 
 } // namespace
 

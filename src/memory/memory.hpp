@@ -2,6 +2,7 @@
 // Where the codec's memory comes from: the language's own, or what a caller has named for the time of a call.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -35,6 +36,9 @@ private:
 
 // The one that this thread has named.
 MemoryProvider* currentMemoryProvider();
+
+// What a provider is asked for beside each piece.
+constexpr std::size_t bytesBesideTaken = std::max(2 * sizeof(void*), alignof(std::max_align_t));
 
 // Memory aligned for any type, from the current provider, and back to where it came from; null is nothing. Throws
 // std::bad_alloc.

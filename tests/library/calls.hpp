@@ -103,7 +103,8 @@ inline DecodedPicture decode(const Bytes& file, const teko_options& given = opti
     picture.samples.resize(picture.rawBytes(), 0xCD);
     teko_outcome outcome = {sizeof outcome, 0};
     const teko_image image = picture.description();
-    const teko_status status = teko_decode(addressOf(file), file.size(), &image, picture.samples.data(), &given, &outcome);
+    const teko_status status =
+        teko_decode(addressOf(file), file.size(), &image, picture.samples.data(), &given, &outcome);
     return {status, status < 0 ? Bytes{} : picture.samples, outcome.used};
 }
 

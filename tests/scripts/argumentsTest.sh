@@ -41,6 +41,10 @@ refused 'SECONDS' fuzz 0
 refused "no fuzzer 'nonsense'" fuzz 1 nonsense
 refused "'few' is none" mutate few
 refused "no option '--nonsense'" bench --nonsense
+refused "no option '--nonsense'" packages --nonsense
+refused 'one option at a time' packages --twice --try
+[ "$(id -u)" -eq 0 ] || refused 'only root' packages --try
+refused "no option '--nonsense'" abi --nonsense
 refused "no image 'nonsense.pgm'" bench nonsense.pgm
 refused 'needs a revision' bench --against
 refused 'needs a folder' bench --images

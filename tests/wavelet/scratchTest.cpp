@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "filter/filter4_2.hpp"
+#include "memory/memory.hpp"
 #include "support/failingAllocation.hpp"
 #include "support/samples.hpp"
 #include "wavelet/wavelet.hpp"
@@ -46,7 +47,9 @@ protected:
         EXPECT_EQ(AllocationLedger::requested - before, 2 * forward);
         return forward;
     }
-    static std::size_t scratchFor(int rows) { return 16 * (static_cast<std::size_t>(rows) + 6) * sizeof(T); }
+    static std::size_t scratchFor(int rows) {
+        return 16 * (static_cast<std::size_t>(rows) + 6) * sizeof(T) + bytesBesideTaken;
+    }
 
     // 600 x 600 samples: only the first level has columns that are long and far apart.
     ImageData<T> image{600, 600, 3};

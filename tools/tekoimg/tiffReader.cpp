@@ -52,7 +52,8 @@ constexpr Tag lostTags[] = {
 
 } // namespace
 
-TiffReader::TiffReader(Source& source) : ImageReader("TIFF"), tiff(openTiff(source.seekable())) {
+TiffReader::TiffReader(Source& source)
+    : ImageReader("TIFF"), descriptor(source.seekable()), tiff(openTiff(descriptor)) {
     describe();
     const std::uint32_t rows = isTiled ? field(TIFFTAG_TILELENGTH, 0) : field(TIFFTAG_ROWSPERSTRIP, described.height);
     bandRows = isTiled ? rows : std::min(rows, described.height);

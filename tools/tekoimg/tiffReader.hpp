@@ -28,6 +28,7 @@ private:
     void readStrip(std::uint16_t plane);
     void place(const std::byte* from, std::size_t fromPitch, std::size_t x, std::size_t columns, std::uint16_t plane);
 
+    int descriptor;
     OpenTiff tiff;
     bool isTiled = false;
     bool isPlanar = false;

@@ -5,7 +5,6 @@
 #include "source.hpp"
 
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <sys/stat.h>
@@ -27,7 +26,7 @@ void keepError(const char* /*module*/, const char* format, std::va_list argument
 }
 
 int descriptorOf(thandle_t handle) {
-    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
+    return *static_cast<const int*>(handle);
 }
 tmsize_t readDescriptor(thandle_t handle, void* bytes, tmsize_t count) {
     tmsize_t done = 0;
@@ -109,13 +108,12 @@ std::string takeTiffError() {
     return text.empty() ? "no reason given" : text;
 }
 
-OpenTiff openTiff(int descriptor) {
+OpenTiff openTiff(int& descriptor) {
     firstError.clear();
     if (lseek(descriptor, 0, SEEK_SET) != 0) {
         throw Failure("cannot be read from its begin");
     }
-    const auto handle = reinterpret_cast<thandle_t>(std::intptr_t{descriptor});
-    return demand(TIFFClientOpen("input", "rm", handle, readDescriptor, refuseWrite, seekDescriptor, closeNothing,
+    return demand(TIFFClientOpen("input", "rm", &descriptor, readDescriptor, refuseWrite, seekDescriptor, closeNothing,
                                  sizeOfDescriptor, nullptr, nullptr));
 }
 

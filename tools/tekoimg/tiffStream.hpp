@@ -20,8 +20,8 @@ struct CloseTiff {
 };
 using OpenTiff = std::unique_ptr<TIFF, CloseTiff>;
 
-// A descriptor that can be read anywhere, and stays open.
-OpenTiff openTiff(int descriptor);
+// A descriptor that can be read anywhere. It stays open, and the variable stays where it is, for as long as the TIFF.
+OpenTiff openTiff(int& descriptor);
 
 // What libtiff writes goes to an output. That a write failed is kept: libtiff does not tell of all.
 struct TiffOutput {

@@ -17,9 +17,9 @@
 #include "coding/foldedSequence.hpp"
 #include "coding/imageShape.hpp"
 #include "coding/streamArrayManager.hpp"
+#include "memory/memory.hpp"
 #include "target/target.hpp"
 #include "wavelet/rowStream.hpp"
-#include "memory/memory.hpp"
 
 #include <cstdint>
 #include <memory>
