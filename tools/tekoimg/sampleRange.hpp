@@ -14,27 +14,30 @@ std::span<Sample> samplesOf(std::span<std::byte> row) {
     return {reinterpret_cast<Sample*>(row.data()), row.size() / sizeof(Sample)};
 }
 
+template <typename Sample>
+bool areWithin(std::span<std::byte> row, std::uint32_t largest) {
+    const std::span<Sample> samples = samplesOf<Sample>(row);
+    return std::none_of(samples.begin(), samples.end(), [largest](Sample sample) { return sample > largest; });
+}
+
+template <typename Sample>
+void clampSamples(std::span<std::byte> row, std::uint32_t largest) {
+    for (Sample& sample : samplesOf<Sample>(row)) {
+        sample = static_cast<Sample>(std::min<std::uint32_t>(sample, largest));
+    }
+}
+
 // Of a row of unsigned samples, or of signed ones, which have no such limit.
 inline bool isWithin(const teko::Image& image, std::span<std::byte> row, std::uint32_t largest) {
     if (image.isSigned) {
         return true;
     }
-    const auto isAbove = [largest](auto sample) { return sample > largest; };
-    if (image.bytesPerSample() == 2) {
-        return largest >= 65535 || std::ranges::none_of(samplesOf<std::uint16_t>(row), isAbove);
-    }
-    return largest >= 255 || std::ranges::none_of(samplesOf<std::uint8_t>(row), isAbove);
+    return image.bytesPerSample() == 2 ? largest >= 65535 || areWithin<std::uint16_t>(row, largest)
+                                       : largest >= 255 || areWithin<std::uint8_t>(row, largest);
 }
 
 inline void clampTo(const teko::Image& image, std::span<std::byte> row, std::uint32_t largest) {
-    const auto clamped = [largest](auto sample) {
-        return static_cast<decltype(sample)>(std::min<std::uint32_t>(sample, largest));
-    };
-    if (image.bytesPerSample() == 2) {
-        std::ranges::transform(samplesOf<std::uint16_t>(row), samplesOf<std::uint16_t>(row).begin(), clamped);
-    } else {
-        std::ranges::transform(samplesOf<std::uint8_t>(row), samplesOf<std::uint8_t>(row).begin(), clamped);
-    }
+    image.bytesPerSample() == 2 ? clampSamples<std::uint16_t>(row, largest) : clampSamples<std::uint8_t>(row, largest);
 }
 
 } // namespace tekoimg
