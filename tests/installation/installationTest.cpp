@@ -64,6 +64,11 @@ TEST_F(Installation, HasTheProgramItsManualPageAndTheFormat) {
     const Files expected = {
         {TEKO_BINDIR "/teko", TemporaryDirectory::readFile(prefix.path() / TEKO_BINDIR "/teko")},
         {TEKO_MANDIR "/man1/teko.1", TemporaryDirectory::readFile(TEKO_MAN_PAGE)},
+#ifdef TEKO_TEKOIMG_MAN_PAGE
+        {TEKO_BINDIR "/tekoimg", TemporaryDirectory::readFile(prefix.path() / TEKO_BINDIR "/tekoimg")},
+        {TEKO_MANDIR "/man1/tekoimg.1", TemporaryDirectory::readFile(TEKO_TEKOIMG_MAN_PAGE)},
+        {TEKO_DATADIR "/bash-completion/completions/tekoimg", TemporaryDirectory::readFile(TEKO_TEKOIMG_COMPLETION)},
+#endif
         {TEKO_DOCDIR "/format.md", TemporaryDirectory::readFile(documents / "format.md")},
         {TEKO_DOCDIR "/workedExample.md", TemporaryDirectory::readFile(documents / "workedExample.md")}};
     const Files installed = filesBelow(prefix.path());
