@@ -112,7 +112,7 @@ private:
 } // namespace
 
 void releaseFile(CallerMemory& memory, teko_buffer& file) {
-    OwnedFile(memory, file.data, file.capacity);
+    const OwnedFile released(memory, file.data, file.capacity);
     file.data = nullptr;
     file.capacity = 0;
     file.size = 0;
