@@ -87,8 +87,8 @@ public:
     bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }
     StreamFindings read(int topPlane, BitStreamer& in) override { return readFrom(topPlane, in); }
     StreamFindings read(int topPlane, ByteStreamer& in) override { return readFrom(topPlane, in); }
-    void transform([[maybe_unused]] int halvings) override {
-        assert(halvings == 0);
+    void transform([[maybe_unused]] int times) override {
+        assert(times == 0);
         decoder.start();
         planes.reserve(static_cast<std::size_t>(shape.channels));
         for (int c = 0; c < shape.channels; ++c) {
