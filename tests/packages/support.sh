@@ -2,6 +2,9 @@
 # shellcheck shell=bash
 # Sourced by the tests beside it.
 
+# CMake would take make, which need not be there.
+export CMAKE_GENERATOR=Ninja
+
 # shellcheck disable=SC2034 # the tests use it
 here=$(realpath "$(dirname "${BASH_SOURCE[0]}")")
 work=$(mktemp -d)
