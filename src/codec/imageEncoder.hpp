@@ -10,6 +10,7 @@
 #include "coding/bitStreamer.hpp"
 #include "target/target.hpp"
 
+#include <cstdint>
 #include <memory>
 
 namespace teko {
@@ -38,6 +39,12 @@ public:
     // Then, before write: whether it is proved that the whole stream decodes to the samples. Where not, it may do so or
     // not.
     bool isReversible() const;
+    // May come before write: codes as much as a memory writer of so many bytes takes. Ends with outOfRange or
+    // outOfMemory. Then codedBits is the length of the stream, or where it is longer than those bytes some number above
+    // their bits; 0 where the way through the codec does not tell. A writer of that room, or of the length, is what
+    // write has to be given.
+    Status code(std::uint64_t bytes);
+    std::uint64_t codedBits() const { return bits; }
     // Appends the coded stream to a writer and flushes it. Ends with cut where the writer takes no more, which is how a
     // byte budget ends a stream, or with outOfRange or outOfMemory.
     Status write(BitStreamer& out);
@@ -59,6 +66,7 @@ private:
     Target target;
     std::unique_ptr<Way> way;
     int rowsDone = 0;
+    std::uint64_t bits = 0; // of the stream, once coded
 };
 
 template <typename Stream>

@@ -24,6 +24,9 @@ constexpr int topPlaneOf(Unsigned<T> magnitudes) {
     return magnitudes == 0 ? 0 : bitLength(magnitudes) - 1;
 }
 
+// Of the number of the top plane, with which a coded stream starts.
+constexpr int topPlaneBits = 8;
+
 // Plane b in a folded value that is being decoded. A value that became significant at plane b starts in the
 // middle of its interval, at magnitude 2^b + 2^(b-1), and every refinement moves it to the middle of a half.
 // Planes beyond the sample's width, which only damaged streams name, lose their bits and find nothing

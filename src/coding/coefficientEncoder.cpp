@@ -91,8 +91,20 @@ CoefficientSink<T>& CoefficientEncoder<T>::channel(int c) {
 }
 
 template <typename T>
-template <typename Word>
-void CoefficientEncoder<T>::write(BasicBitStreamer<Word>& out) {
+struct CoefficientEncoder<T>::Coded : InTakenMemory {
+    Coded(const ImageShape& shape, int itsTopPlane, const BitLengthHistogram<T>& histogram, std::uint64_t room,
+          RunLengths lengths)
+        : topPlane(itsTopPlane), plan(shape, topPlane, histogram, room, lengths),
+          streams(shape.channels, shape.levels, topPlane) {}
+
+    int topPlane;
+    SegmentPlan<T> plan;
+    FillingMemory memory; // of what has no place behind the coefficients
+    StreamArrayManager<T> streams;
+};
+
+template <typename T>
+std::uint64_t CoefficientEncoder<T>::code(std::uint64_t room) {
     Unsigned<T> magnitudes = 0;
     for (const auto& folder : folders) {
         folder->finish(shape.levels);
@@ -103,43 +115,47 @@ void CoefficientEncoder<T>::write(BasicBitStreamer<Word>& out) {
         throw 5;
     }
     histogram->sum();
-    out.putBits(static_cast<std::uint32_t>(topPlane), 8);
     // Of usual lengths, little more is coded than a budget holds; of the shortest, now and then as much as three
     // quarters more (1.0 to 1.15 times as fast on images cut to 5 %).
-    if (!writeSegments(topPlane, RunLengths::usual, out)) {
-        writeSegments(topPlane, RunLengths::shortest, out);
+    std::optional<std::uint64_t> bits = codeSegments(topPlane, RunLengths::usual, room);
+    if (!bits) {
+        bits = codeSegments(topPlane, RunLengths::shortest, room);
     }
+    return topPlaneBits + *bits;
+}
+
+template <typename T>
+std::optional<std::uint64_t> CoefficientEncoder<T>::codeSegments(int topPlane, RunLengths lengths, std::uint64_t room) {
+    coded.reset(); // its memory first
+    coded = std::make_unique<Coded>(shape, topPlane, *histogram, room, lengths);
+    const std::size_t bytes = addressable(coded->plan.compactBytes());
+    unsigned char* streamMemory = memory.data() + coefficientBytes;
+    if (memory.sizeOnLargePages() < coefficientBytes + bytes) {
+        coded->memory = FillingMemory(bytes);
+        coded->memory.adviseFilling(bytes);
+        streamMemory = coded->memory.data();
+    }
+    StreamArrayManager<T>& streams = coded->streams;
+    streams.lend(streamMemory, bytes);
+    coded->plan.setUp(streams);
+    for (int channel = 0; channel < shape.channels; ++channel) {
+        FoldedClasses<T>& classes = folders[static_cast<std::size_t>(channel)]->classes;
+        for (int c = 0; c <= shape.levels; ++c) {
+            coding.codeClass(classes[c], streams, channel, c, coded->plan.lowest[channel][c],
+                             coded->plan.lowestSparsePlane(channel, c));
+        }
+    }
+    return coded->plan.finish(streams);
 }
 
 template <typename T>
 template <typename Word>
-bool CoefficientEncoder<T>::writeSegments(int topPlane, RunLengths lengths, BasicBitStreamer<Word>& out) {
-    const SegmentPlan<T> plan(shape, topPlane, *histogram, roomIn(out), lengths);
-    const std::size_t bytes = addressable(plan.compactBytes());
-    unsigned char* room = memory.data() + coefficientBytes;
-    FillingMemory more;
-    if (memory.sizeOnLargePages() < coefficientBytes + bytes) {
-        more = FillingMemory(bytes);
-        more.adviseFilling(bytes);
-        room = more.data();
+void CoefficientEncoder<T>::write(BasicBitStreamer<Word>& out) {
+    if (coded == nullptr) {
+        code(roomIn(out));
     }
-    // 147 kB for long samples, and threads may have small stacks.
-    const auto onHeap = std::make_unique<StreamArrayManager<T>>(shape.channels, shape.levels, topPlane);
-    StreamArrayManager<T>& streams = *onHeap;
-    streams.lend(room, bytes);
-    plan.setUp(streams);
-    for (int channel = 0; channel < shape.channels; ++channel) {
-        FoldedClasses<T>& classes = folders[static_cast<std::size_t>(channel)]->classes;
-        for (int c = 0; c <= shape.levels; ++c) {
-            coding.codeClass(classes[c], streams, channel, c, plan.lowest[channel][c],
-                             plan.lowestSparsePlane(channel, c));
-        }
-    }
-    const bool isEnough = plan.finish(streams);
-    if (isEnough) {
-        plan.assemble(streams, out);
-    }
-    return isEnough;
+    out.putBits(static_cast<std::uint32_t>(coded->topPlane), topPlaneBits);
+    coded->plan.assemble(coded->streams, out);
 }
 
 template class CoefficientEncoder<std::int16_t>;

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace teko {
 
@@ -27,17 +28,25 @@ public:
     // Where all coefficients of a channel go.
     CoefficientSink<T>& channel(int c);
 
+    // When they are there, once: codes all that a writer takes which throws after `room` bits, at most, and keeps it.
+    // Returns the bits of the coded stream, or where it is longer some number above `room`. Throws 5 for coefficients
+    // without a plane, and std::bad_alloc.
+    std::uint64_t code(std::uint64_t room);
+
     // When they are there, once: appends the coded stream to a writer and flushes it. Throws as Wavelet::writeWavelet.
+    // After code the writer must have the room that was told; without it, it is coded now.
     template <typename Word>
     void write(BasicBitStreamer<Word>& out);
 
 private:
     class Folder;
 
-    // Codes and appends all that a writer behind the top plane takes. Returns false, and nothing is written, where it
-    // would take more: run segments are shorter than they were taken to be.
-    template <typename Word>
-    bool writeSegments(int topPlane, RunLengths lengths, BasicBitStreamer<Word>& out);
+    // The segments that a writer behind the top plane takes, coded.
+    struct Coded;
+
+    // Codes them. Returns their bits, as SegmentPlan::finish; nothing where the writer would take more of them: run
+    // segments are shorter than they were taken to be.
+    std::optional<std::uint64_t> codeSegments(int topPlane, RunLengths lengths, std::uint64_t room);
 
     const ImageShape shape;
     const PlaneCoding<T>& coding;
@@ -46,6 +55,7 @@ private:
     std::size_t coefficientBytes = 0;
     Vector<std::unique_ptr<Folder>> folders; // of each channel
     std::unique_ptr<BitLengthHistogram<T>> histogram;
+    std::unique_ptr<Coded> coded; // after code
 };
 
 extern template class CoefficientEncoder<std::int16_t>;

@@ -148,7 +148,7 @@ void changeEverySample(ImageData<T>& image, Change change) {
 
 template <typename Word>
 int readTopPlane(BasicBitStreamer<Word>& in) {
-    const auto topPlane = static_cast<int>(in.getBits(8));
+    const auto topPlane = static_cast<int>(in.getBits(topPlaneBits));
     return topPlane == noPlanes ? -1 : topPlane;
 }
 

@@ -96,7 +96,7 @@ void writeStream(ImageData<T>& image, BasicBitStreamer<Word>& out) {
     const auto histogram = std::make_unique_for_overwrite<BitLengthHistogram<T>>();
     countBitLengths(image, levels, *histogram);
     histogram->sum();
-    out.putBits(static_cast<std::uint32_t>(topPlane), 8);
+    out.putBits(static_cast<std::uint32_t>(topPlane), topPlaneBits);
     const SegmentPlan<T> plan({image.width, image.height, image.channels, levels}, topPlane, *histogram, roomIn(out),
                               RunLengths::shortest);
     // On the heap, as the histogram: for long samples they are 147 kB and 29 kB, and threads may have small stacks.

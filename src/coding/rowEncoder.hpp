@@ -31,8 +31,15 @@ public:
     // After the last row of every channel, before write: whether it is proved that decoding gives the samples back.
     bool isReversible() const;
 
-    // After the last row of every channel, once: appends the coded stream to a writer and flushes it. Throws as
-    // Wavelet::writeWavelet. The memory of the rows goes first: coding takes it over.
+    // After the last row of every channel, once: CoefficientEncoder::code. The memory of the rows goes first: coding
+    // takes it over.
+    std::uint64_t code(std::uint64_t room) {
+        transforms.clear();
+        return coefficients.code(room);
+    }
+
+    // After the last row of every channel, or after code: appends the coded stream to a writer and flushes it. Throws
+    // as Wavelet::writeWavelet.
     template <typename Word>
     void write(BasicBitStreamer<Word>& out) {
         transforms.clear();

@@ -90,7 +90,7 @@ void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
 }
 
 template <typename T>
-bool SegmentPlan<T>::finish(StreamArrayManager<T>& streams) const {
+std::optional<std::uint64_t> SegmentPlan<T>::finish(StreamArrayManager<T>& streams) const {
     std::uint64_t bits = 0;
     bool isEnough = true;
     forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
@@ -104,7 +104,7 @@ bool SegmentPlan<T>::finish(StreamArrayManager<T>& streams) const {
             static_cast<std::uint64_t>(streams.refinementStreams[channel][c][b].bitCount() + coder.stream->bitCount());
         return true;
     });
-    return isEnough;
+    return isEnough ? std::optional(bits) : std::nullopt;
 }
 
 template <typename T>

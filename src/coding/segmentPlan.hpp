@@ -7,6 +7,7 @@
 #include "coding/streamArrayManager.hpp"
 
 #include <cstdint>
+#include <optional>
 
 namespace teko {
 
@@ -39,6 +40,10 @@ template <typename Word>
 std::uint64_t roomIn(const BasicBitStreamer<Word>& out) {
     return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
 }
+// Those of a new memory writer of so many bytes.
+constexpr std::uint64_t roomInBytes(std::uint64_t bytes) {
+    return 32 * (bytes / 4 + 1);
+}
 
 template <typename T>
 class SegmentPlan {
@@ -57,9 +62,9 @@ public:
     std::uint64_t compactBytes() const;
     void setUp(StreamArrayManager<T>& streams) const;
 
-    // Ends the run segments, once all is coded. Returns whether that is all there is, or more than the writer takes; of
-    // `shortest` lengths it always is.
-    bool finish(StreamArrayManager<T>& streams) const;
+    // Ends the run segments, once all is coded. Returns the bits of all sub-streams, or of those in front of the first
+    // that was left out; nothing where these are not more than the writer takes, which `shortest` lengths always are.
+    std::optional<std::uint64_t> finish(StreamArrayManager<T>& streams) const;
 
     // Then appends the sub-streams in their order. Throws what the writer throws.
     template <typename Word>

@@ -17,7 +17,7 @@ class CallerMemory final : public MemoryProvider {
 public:
     CallerMemory() = default;
     explicit CallerMemory(const teko_options& options)
-        : take(options.allocate), give(options.release), user(options.user) {}
+        : take(options.allocate), give(options.release), givePlace(options.place), user(options.user) {}
 
     // What a MemoryScope is to name.
     MemoryProvider* provider() { return take != nullptr ? this : nullptr; }
@@ -27,9 +27,14 @@ public:
         give(user, memory, bytes, alignment);
     }
 
+    bool hasPlaces() const { return givePlace != nullptr; }
+    // For a file of that size, where the caller has places; null where he has none this time.
+    void* place(std::size_t bytes) { return givePlace(user, bytes); }
+
 private:
     void* (*take)(void*, std::size_t, std::size_t) = nullptr;
     void (*give)(void*, void*, std::size_t, std::size_t) = nullptr;
+    void* (*givePlace)(void*, std::size_t) = nullptr;
     void* user = nullptr;
 };
 

@@ -16,6 +16,7 @@ namespace teko::library {
 namespace {
 
 constexpr std::size_t smallestFile = FileHeader::bytes + 4;
+constexpr std::uint64_t bitsOfWord = 32;
 
 teko_status statusOf(Status status) {
     switch (status) {
@@ -50,11 +51,10 @@ std::size_t wantedBytes(const ImageLayout& layout, const CallOptions& options) {
     }
 }
 
-// A file of the library's: what its owner gives back is capacity bytes.
+// A file that the library makes: what its owner gives back is capacity bytes. Or one that its caller has a place for.
 class OwnedFile {
 public:
-    OwnedFile(std::size_t bytes, CallerMemory& callerMemory)
-        : memory(callerMemory), capacity(bytes), data(allocate(bytes)) {}
+    explicit OwnedFile(CallerMemory& callerMemory) : memory(callerMemory) {}
     // One that is there.
     OwnedFile(CallerMemory& callerMemory, void* file, std::size_t bytes)
         : memory(callerMemory), capacity(bytes), data(static_cast<unsigned char*>(file)) {}
@@ -62,18 +62,36 @@ public:
     OwnedFile(const OwnedFile&) = delete;
     OwnedFile& operator=(const OwnedFile&) = delete;
 
-    unsigned char* bytes() const { return data; }
+    // Returns null where there is no memory.
+    unsigned char* take(std::size_t bytes) {
+        capacity = bytes;
+        data = allocate(bytes);
+        return data;
+    }
+    // The same where it is known that the file has that size.
+    unsigned char* takeExactly(std::size_t bytes) {
+        if (!memory.hasPlaces()) {
+            return take(bytes);
+        }
+        isPlaced = true;
+        capacity = bytes;
+        data = static_cast<unsigned char*>(memory.place(bytes));
+        return data;
+    }
 
-    // Hands it over, with no more than it holds.
-    void handTo(teko_buffer& file, std::size_t size) {
-        if (unsigned char* const smaller = shrunkTo(size)) {
-            data = smaller;
-            capacity = size;
+    // Hands it over, with no more than it holds. Returns false where the caller has no place.
+    bool handTo(teko_buffer& file, std::size_t size) {
+        if (memory.hasPlaces() && !isPlaced && !move(size)) {
+            return false;
+        }
+        if (size != capacity) {
+            shrink(size);
         }
         file.data = data;
         file.capacity = capacity;
         file.size = size;
         data = nullptr;
+        return true;
     }
 
 private:
@@ -85,34 +103,54 @@ private:
                                                                : std::malloc(bytes));
     }
     void release() {
+        if (isPlaced) {
+            return;
+        }
         if (MemoryProvider* const provider = memory.provider(); provider != nullptr && data != nullptr) {
             provider->release(data, capacity, alignment);
         } else {
             std::free(data);
         }
     }
-    // Null where it stays as it is.
-    unsigned char* shrunkTo(std::size_t size) {
-        if (memory.provider() == nullptr) {
-            return static_cast<unsigned char*>(std::realloc(data, size));
+    // To the caller's place. Returns false where there is none.
+    bool move(std::size_t size) {
+        void* const placed = memory.place(size);
+        if (placed != nullptr) {
+            std::memcpy(placed, data, size);
+            release();
+            isPlaced = true;
+            capacity = size;
+            data = static_cast<unsigned char*>(placed);
         }
-        unsigned char* const smaller = allocate(size);
-        if (smaller != nullptr) {
+        return placed != nullptr;
+    }
+    // It stays as it is where there is no memory for less of it.
+    void shrink(std::size_t size) {
+        unsigned char* smaller = nullptr;
+        if (memory.provider() == nullptr) {
+            smaller = static_cast<unsigned char*>(std::realloc(data, size));
+        } else if (smaller = allocate(size); smaller != nullptr) {
             std::memcpy(smaller, data, size);
             release();
         }
-        return smaller;
+        if (smaller != nullptr) {
+            data = smaller;
+            capacity = size;
+        }
     }
 
     CallerMemory& memory;
-    std::size_t capacity;
-    unsigned char* data;
+    bool isPlaced = false;
+    std::size_t capacity = 0;
+    unsigned char* data = nullptr;
 };
 
 } // namespace
 
 void releaseFile(CallerMemory& memory, teko_buffer& file) {
-    const OwnedFile released(memory, file.data, file.capacity);
+    if (!memory.hasPlaces()) {
+        const OwnedFile released(memory, file.data, file.capacity);
+    }
     file.data = nullptr;
     file.capacity = 0;
     file.size = 0;
@@ -167,18 +205,45 @@ teko_status Encoding::finish(const void* samples, teko_buffer& file) {
         file.size = made.size;
         return made.status;
     }
-    OwnedFile own(wanted, options.memory);
-    if (own.bytes() == nullptr) {
+    return finishInOwn(samples, file);
+}
+
+// The size of the file is known before there is memory for it, as a rule.
+teko_status Encoding::finishInOwn(const void* samples, teko_buffer& file) {
+    if (const teko_status status = statusOf(encoder->code(wanted - FileHeader::bytes)); status != TEKO_OK) {
+        return status;
+    }
+    const std::optional<Made> expected = foreseen();
+    if (expected && expected->status < 0) {
+        return expected->status;
+    }
+    OwnedFile own(options.memory);
+    const std::size_t bytes = expected ? expected->size : wanted;
+    unsigned char* const data = expected ? own.takeExactly(bytes) : own.take(bytes);
+    if (data == nullptr) {
         return TEKO_ERROR_OUT_OF_MEMORY;
     }
-    Made made = encodeInto(own.bytes(), wanted);
-    if (made.status >= 0) {
-        if (made.status == TEKO_OK && !comesBack(samples, own.bytes(), made.size)) {
-            made.status = TEKO_INEXACT;
-        }
-        own.handTo(file, made.size);
+    Made made = encodeInto(data, bytes);
+    if (made.status == TEKO_OK && !comesBack(samples, data, made.size)) {
+        made.status = TEKO_INEXACT;
+    }
+    if (made.status >= 0 && !own.handTo(file, made.size)) {
+        made.status = TEKO_ERROR_OUT_OF_MEMORY;
     }
     return made.status;
+}
+
+// What encodeInto will make of a coded image in memory of that size, if the way through the codec tells. Streams are
+// complete where their whole last word has room.
+std::optional<Encoding::Made> Encoding::foreseen() const {
+    const std::uint64_t bits = encoder->codedBits();
+    if (bits == 0) {
+        return std::nullopt;
+    }
+    if ((bits + bitsOfWord - 1) / bitsOfWord <= (wanted - FileHeader::bytes) / 4) {
+        return endOfComplete(bits);
+    }
+    return Made{options.goal == TEKO_WHOLE ? TEKO_ERROR_BUFFER : TEKO_CUT, wanted};
 }
 
 // The stream takes all that is there behind the header.
@@ -190,9 +255,12 @@ Encoding::Made Encoding::encodeInto(unsigned char* file, std::size_t capacity) {
     const std::uint64_t budget = capacity - header.size();
     ByteStreamer out;
     out.setUpMemoryWriter(file + header.size(), static_cast<std::int64_t>(budget));
+    const std::optional<Made> expected = foreseen();
     const Status status = encoder->write(out);
     Made made{statusOf(status), 0};
-    if (status == Status::ok) {
+    if (expected && capacity == expected->size && (status == Status::ok || status == Status::cut)) {
+        made = *expected; // also where the last bytes are none of a whole word
+    } else if (status == Status::ok) {
         made = endOfComplete(static_cast<std::uint64_t>(out.bitCount()));
     } else if (status == Status::cut) {
         const bool isAsWanted = options.goal != TEKO_WHOLE && capacity == wanted;
@@ -208,8 +276,7 @@ Encoding::Made Encoding::encodeInto(unsigned char* file, std::size_t capacity) {
 // Files for a rate end with the byte of the last bit, which may be beyond the last word that readers take; others with
 // the word.
 Encoding::Made Encoding::endOfComplete(std::uint64_t bits) const {
-    constexpr std::uint64_t wordBits = 32;
-    const std::uint64_t words = (bits + wordBits - 1) / wordBits;
+    const std::uint64_t words = (bits + bitsOfWord - 1) / bitsOfWord;
     if (options.goal != TEKO_TO_RATE) {
         return {TEKO_OK, static_cast<std::size_t>(FileHeader::bytes + 4 * words)};
     }

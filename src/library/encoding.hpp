@@ -34,6 +34,8 @@ private:
         std::size_t size;
     };
 
+    teko_status finishInOwn(const void* samples, teko_buffer& file);
+    std::optional<Made> foreseen() const;
     Made encodeInto(unsigned char* file, std::size_t capacity);
     Made endOfComplete(std::uint64_t bits) const;
     bool comesBack(const void* samples, const unsigned char* file, std::size_t size);
