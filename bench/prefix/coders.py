@@ -1,10 +1,16 @@
 # SPDX-License-Identifier: Apache-2.0
 """Codecs as functions of an image that give a function of a number of bytes: it gives the peak signal-to-noise ratio
-and the bytes used, or None where the codec does not take the image or makes no file that small."""
+and the bytes used, or None where the codec does not take the image, makes no file that small, or is not there."""
 import math
 
 import codestream
 from image import run
+
+try:
+    import imagecodecs
+    import numpy
+except ImportError:  # as in the test of this table: a column without figures
+    imagecodecs = None
 
 SHARES = [1, 2, 5, 10, 20, 50]  # per cent of the lossless teko file
 # Of annex K of the JPEG standard: luma, then chroma.
@@ -88,6 +94,24 @@ def irreversible(image):
     return code
 
 
+def htj2k(image):
+    """Lossless, cut at any byte. OpenJPH writes one layer, its resolutions one after another."""
+    if imagecodecs is None:
+        return lambda budget: None
+    samples = image.samples()
+    coded = imagecodecs.htj2k_encode(samples, reversible=True)
+    if not numpy.array_equal(imagecodecs.htj2k_decode(coded), samples):
+        raise SystemExit(f'{image.name}: HTJ2K is not lossless')
+
+    def code(budget):
+        try:
+            decoded = imagecodecs.htj2k_decode(coded[:budget], resilient=True)
+        except imagecodecs.Htj2kError:
+            return None
+        return image.psnr(decoded.tobytes()), min(budget, len(coded))
+    return code
+
+
 def jpegTables(scale):
     """The tables that cjpeg scales for a quality, for luma and for chroma. Its qualities are whole numbers, of which
     one may give a file a tenth larger than the one before; scales lie as close as it takes."""
@@ -132,6 +156,7 @@ CODECS = {
     'teko': teko,
     'JPEG 2000, layers at cuts': cutByPackets(LAYERS_AT_SHARES),
     'JPEG 2000, layers elsewhere': cutByPackets([share / 2 ** 0.25 for share in LAYERS_AT_SHARES]),
+    'HTJ2K cut': htj2k,
     'JPEG 2000 9/7': irreversible,
     'JPEG': jpeg,
 }

@@ -32,6 +32,13 @@ class Image:
     def shape(self):
         return self.pixelBytes, self.bits, self.width, self.height
 
+    def samples(self):
+        """As an array, for codecs that take such."""
+        import numpy
+        channels = (3,) if self.pixelBytes == 3 else ()
+        kind = '<u2' if self.pixelBytes == 2 else 'u1'
+        return numpy.fromfile(self.raw, kind).reshape(self.height, self.width, *channels)
+
     def swapped(self, raster):
         """Anymaps have the most significant byte first, raw files the least."""
         if self.pixelBytes != 2:

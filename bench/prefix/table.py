@@ -6,8 +6,8 @@ usage: bench/prefix/table.py IMAGES TEKO
 
 IMAGES has a line for each image, as scripts/bench makes it; TEKO is the program. Prints a table, fields separated by
 tabs: the peak signal-to-noise ratio over the declared bits for each share of the bytes of the image's lossless teko
-file, the bytes that each codec used, and the means by kind of image. n/a: the codec does not take such an image, or
-makes no file that small. inf: lossless."""
+file, the bytes that each codec used, and the means by kind of image. n/a: the codec does not take such an image, makes
+no file that small, or is not installed. inf: lossless."""
 import pathlib
 import sys
 import tempfile

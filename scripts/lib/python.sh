@@ -21,17 +21,17 @@ needPython() {
     canBuildWithPython || need python3-venv python3-dev
 }
 
-# enterEnvironment: makes the environment of this interpreter's version where it is not there, with what
-# python/requirements asks for, and puts its commands first.
+# enterEnvironment NAME: makes the environment of that name and of this interpreter's version where it is not there, with
+# what python/requirements/NAME.txt asks for, and puts its commands first.
 enterEnvironment() {
-    local version environment wanted
+    local name=$1 version environment wanted
     version=$("$python" -c 'import sys; print("%d.%d" % sys.version_info[:2])')
-    environment=$PWD/build/python/environment-$version
+    environment=$PWD/build/python/$name-$version
     wanted=$(cat python/requirements/*.txt)
     if [ "$(cat "$environment/wanted" 2>/dev/null)" != "$wanted" ]; then
         rm -rf "$environment"
         "$python" -m venv "$environment"
-        quietly "$environment/bin/pip" install --disable-pip-version-check -r python/requirements/test.txt
+        quietly "$environment/bin/pip" install --disable-pip-version-check -r "python/requirements/$name.txt"
         printf '%s\n' "$wanted" >"$environment/wanted"
     fi
     export PATH=$environment/bin:$PATH
