@@ -52,6 +52,14 @@ def test_prints_what_stands_there(ran: tuple[pathlib.Path, list[tuple[str | None
         assert printed_text.rstrip("\n") == (expected or "").rstrip("\n")
 
 
+@pytest.mark.parametrize("page", ["README.md", "python/README.md"])
+def test_code_of_readmes_runs(page: str) -> None:
+    blocks = list(BLOCK.finditer((DOCS.parent / page).read_text()))
+    assert len(blocks) == 1
+    with contextlib.redirect_stdout(io.StringIO()):
+        exec(compile(blocks[0]["code"], page, "exec"), {})
+
+
 def test_makes_the_pictures_that_are_there(ran: tuple[pathlib.Path, list[tuple[str | None, str]]]) -> None:
     folder, _ = ran
     shown = re.findall(r"\(pictures/(.*?)\)", PAGE.read_text())
