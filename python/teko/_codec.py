@@ -9,7 +9,7 @@ import numpy as np
 import numpy.typing as npt
 
 from teko import _core
-from teko._arrays import Array, check_bits, check_sides, full_bits, pixels_of, samples_of
+from teko._arrays import Array, check_bits, check_sides, full_bits, pixels_of, repeats, samples_of
 from teko._errors import DamageWarning, DataError, Error, ImageError, IncompleteError, InexactError, LimitError
 
 if TYPE_CHECKING:
@@ -17,6 +17,8 @@ if TYPE_CHECKING:
 
 SMALLEST_FILE = 14
 HALVINGS = range(6)
+
+_SHARED = "samples of out share memory with each other or with the file, or are interlaced"
 
 
 def _problem(status: int) -> Exception:
@@ -192,6 +194,8 @@ def _target_of(out: Array | None, shape: tuple[int, ...], dtype: "np.dtype[Any]"
         )
     if not pixels.flags.writeable:
         raise ImageError("out cannot be written to")
+    if repeats(pixels):
+        raise ImageError(_SHARED)
     return pixels
 
 
@@ -199,7 +203,7 @@ def _judge(status: int, complete: bool, size: int) -> None:
     """Raise, or warn, for a status that was not plain success."""
     if status < 0:
         if status == _core.ERROR_ARGUMENT:
-            raise ImageError("samples of out share memory with each other or with the file, or are interlaced")
+            raise ImageError(_SHARED)
         raise _problem(status)
     if status == _core.CUT and complete:
         raise IncompleteError(f"the file ends after {size} bytes, before its image is complete")
