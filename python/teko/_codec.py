@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Images to bytes and back."""
 
+import sys
 import warnings
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
@@ -88,7 +89,7 @@ def encode(
     check_sides(pixels)
     significant = check_bits(pixels, bits)
     if max_bytes is not None:
-        status, data = _core.encode(pixels, significant, _core.TO_BYTES, max_bytes, 0.0)
+        status, data = _core.encode(pixels, significant, _core.TO_BYTES, min(max_bytes, sys.maxsize), 0.0)
     elif rate is not None:
         status, data = _core.encode(pixels, significant, _core.TO_RATE, 0, rate)
     else:
@@ -298,7 +299,7 @@ def cut(data: "Buffer", max_bytes: int | None = None, *, rate: float | None = No
         raise TypeError("how much is to be kept: max_bytes or rate")
     if max_bytes < SMALLEST_FILE:
         raise ValueError(f"rate={rate} is too small: an image takes {SMALLEST_FILE} bytes at least")
-    status, kept = _core.cut(data, max_bytes)
+    status, kept = _core.cut(data, min(max_bytes, sys.maxsize))
     if status != _core.OK:
         raise _problem(status)
     return bytes(memoryview(data).cast("B")[:kept])
