@@ -30,7 +30,7 @@ PixelBuffer::PixelBuffer(nb::handle object, Access access)
     }
     // The library takes 0 for the packed pitch.
     for (int axis = 0; axis < view.ndim; ++axis) {
-        if (side(axis) > 1 && view.strides[axis] == 0) {
+        if (view.len > 0 && side(axis) > 1 && view.strides[axis] == 0) {
             throw nb::type_error("samples that repeat along an axis have to be copied");
         }
     }

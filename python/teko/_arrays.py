@@ -58,6 +58,16 @@ def _check_channels(array: Array) -> None:
     raise ImageError(f"{found}; {cure}")
 
 
+def _check_size(pixels: Array) -> None:
+    """Refuse images that are larger than any file's, before anything is copied."""
+    height, width = pixels.shape[:2]
+    if max(height, width) > LONGEST_SIDE or height * width > 2**31 - 1:
+        raise ImageError(
+            f"an image of {height} rows and {width} columns is too large: a file holds {LONGEST_SIDE} each, and "
+            "2^31 - 1 samples a channel; code it in tiles"
+        )
+
+
 def pixels_of(array: Array) -> Array:
     """Return a view of an image of which the last axis is that of the colours, if there are any.
 
@@ -65,27 +75,26 @@ def pixels_of(array: Array) -> Array:
     """
     _check_type(array.dtype)
     _check_channels(array)
-    if array.ndim == 3 and array.shape[-1] != 3:
-        return np.moveaxis(array, 0, -1)
-    return array
+    pixels = np.moveaxis(array, 0, -1) if array.ndim == 3 and array.shape[-1] != 3 else array
+    _check_size(pixels)
+    return pixels
+
+
+def repeats(pixels: Array) -> bool:
+    """Whether samples stand for several pixels or channels, as numpy.broadcast_to makes them."""
+    axes = zip(pixels.strides, pixels.shape, strict=True)
+    return pixels.size > 0 and any(stride == 0 and side > 1 for stride, side in axes)
 
 
 def samples_of(image: npt.ArrayLike) -> Array:
     """Return the pixels of anything that NumPy takes for an array; a copy only where samples repeat in memory."""
     pixels = pixels_of(np.asarray(image))
-    if any(stride == 0 and side > 1 for stride, side in zip(pixels.strides, pixels.shape, strict=True)):
-        return np.ascontiguousarray(pixels)
-    return pixels
+    return np.ascontiguousarray(pixels) if repeats(pixels) else pixels
 
 
 def check_sides(pixels: Array) -> None:
-    """Refuse images that have no place in a file."""
+    """Refuse images one sample wide or high, which have no place in a file."""
     height, width = pixels.shape[:2]
-    if max(height, width) > LONGEST_SIDE or height * width > 2**31 - 1:
-        raise ImageError(
-            f"an image of {height} rows and {width} columns is too large: a file holds {LONGEST_SIDE} each, and "
-            "2^31 - 1 samples a channel; code it in tiles"
-        )
     if 1 in (height, width):
         raise ImageError(
             f"an image of {height} rows and {width} columns cannot be coded: both have to be 2 at least, and 4 to come "

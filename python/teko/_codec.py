@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Images to bytes and back."""
 
+import sys
 import warnings
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
@@ -9,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from teko import _core
-from teko._arrays import Array, check_bits, check_sides, full_bits, pixels_of, samples_of
+from teko._arrays import Array, check_bits, check_sides, full_bits, pixels_of, repeats, samples_of
 from teko._errors import DamageWarning, DataError, Error, ImageError, IncompleteError, InexactError, LimitError
 
 if TYPE_CHECKING:
@@ -17,6 +18,8 @@ if TYPE_CHECKING:
 
 SMALLEST_FILE = 14
 HALVINGS = range(6)
+
+_SHARED = "samples of out share memory with each other or with the file, or are interlaced"
 
 
 def _problem(status: int) -> Exception:
@@ -86,7 +89,7 @@ def encode(
     check_sides(pixels)
     significant = check_bits(pixels, bits)
     if max_bytes is not None:
-        status, data = _core.encode(pixels, significant, _core.TO_BYTES, max_bytes, 0.0)
+        status, data = _core.encode(pixels, significant, _core.TO_BYTES, min(max_bytes, sys.maxsize), 0.0)
     elif rate is not None:
         status, data = _core.encode(pixels, significant, _core.TO_RATE, 0, rate)
     else:
@@ -192,6 +195,8 @@ def _target_of(out: Array | None, shape: tuple[int, ...], dtype: "np.dtype[Any]"
         )
     if not pixels.flags.writeable:
         raise ImageError("out cannot be written to")
+    if repeats(pixels):
+        raise ImageError(_SHARED)
     return pixels
 
 
@@ -199,7 +204,7 @@ def _judge(status: int, complete: bool, size: int) -> None:
     """Raise, or warn, for a status that was not plain success."""
     if status < 0:
         if status == _core.ERROR_ARGUMENT:
-            raise ImageError("samples of out share memory with each other or with the file, or are interlaced")
+            raise ImageError(_SHARED)
         raise _problem(status)
     if status == _core.CUT and complete:
         raise IncompleteError(f"the file ends after {size} bytes, before its image is complete")
@@ -294,7 +299,7 @@ def cut(data: "Buffer", max_bytes: int | None = None, *, rate: float | None = No
         raise TypeError("how much is to be kept: max_bytes or rate")
     if max_bytes < SMALLEST_FILE:
         raise ValueError(f"rate={rate} is too small: an image takes {SMALLEST_FILE} bytes at least")
-    status, kept = _core.cut(data, max_bytes)
+    status, kept = _core.cut(data, min(max_bytes, sys.maxsize))
     if status != _core.OK:
         raise _problem(status)
     return bytes(memoryview(data).cast("B")[:kept])

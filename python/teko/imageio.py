@@ -72,8 +72,10 @@ class TekoPlugin(PluginV3):
             if len(ndimage) != 1:
                 raise ValueError(f"a teko file holds one image, and these are {len(ndimage)}")
             ndimage = ndimage[0]
+        # Before the file is opened, which empties it: a refusal leaves what is there.
+        data = _codec.encode(ndimage, **options)
         file = self._request.get_file()
-        file.write(_codec.encode(ndimage, **options))
+        file.write(data)
         if self._request._uri_type == URI_BYTES:
             file.seek(0)
             written: bytes = file.read()

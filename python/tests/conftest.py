@@ -1,14 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the tests share."""
+"""How the tests run: the same examples each time, and more of them with --hypothesis-profile=thorough."""
 
-import pathlib
+import hypothesis
 
-import pytest
-
-GOLDEN = pathlib.Path(__file__).parents[2] / "tests" / "golden"
-
-
-@pytest.fixture(scope="session")
-def golden() -> pathlib.Path:
-    """Folder of the stored files that every part of the project is tested with."""
-    return GOLDEN
+hypothesis.settings.register_profile("default", derandomize=True, deadline=None, max_examples=60, database=None)
+hypothesis.settings.register_profile("thorough", deadline=None, max_examples=1000)
+hypothesis.settings.load_profile("default")
