@@ -4,6 +4,7 @@
 #include "codec/byteBudget.hpp"
 #include "codec/imageDecoder.hpp"
 #include "library/bounds.hpp"
+#include "library/statuses.hpp"
 #include "library/trials.hpp"
 
 #include <algorithm>
@@ -14,24 +15,6 @@
 namespace teko::library {
 
 namespace {
-
-constexpr std::size_t smallestFile = FileHeader::bytes + 4;
-
-teko_status statusOf(Status status) {
-    switch (status) {
-    case Status::ok:
-        return TEKO_OK;
-    case Status::tooThin:
-    case Status::tooLarge:
-        return TEKO_ERROR_SHAPE;
-    case Status::outOfRange:
-        return TEKO_ERROR_RANGE;
-    case Status::outOfMemory:
-        return TEKO_ERROR_OUT_OF_MEMORY;
-    default:
-        return TEKO_ERROR_ARGUMENT;
-    }
-}
 
 std::size_t addressableOr(std::uint64_t bytes, std::size_t otherwise) {
     return bytes > std::numeric_limits<std::ptrdiff_t>::max() ? otherwise : static_cast<std::size_t>(bytes);
