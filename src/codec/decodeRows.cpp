@@ -13,19 +13,20 @@ SplitSamples<Row> samplesOf(const SplitRow<Row>& row) {
     return {row.even, row.odd};
 }
 
-// The next row of a channel, its gain taken out.
-template <typename Row>
-const SplitRow<Row>& withoutGain(const SplitRow<Row>& row, const RawRowForm& form) {
+// The next row of a channel, of samples T, its gain taken out.
+template <typename T>
+const SplitRow<RowSample<T>>& withoutGain(const SplitRow<RowSample<T>>& row, const RawRowForm& form) {
     if (form.halvings > 0) {
-        removeGain(row.even, (form.width + 1) / 2, form.halvings);
-        removeGain(row.odd, form.width / 2, form.halvings);
+        const auto unscale = rowKernels<T>(form.target).unscale;
+        unscale(row.even, (form.width + 1) / 2, timesScaled(form.halvings));
+        unscale(row.odd, form.width / 2, timesScaled(form.halvings));
     }
     return row;
 }
 
-template <typename Row, typename Join, typename Clamp>
-void joinRow(const SplitRow<Row>& row, const RawRowForm& form, Join join, Clamp clamp, unsigned char* raw) {
-    withoutGain(row, form);
+template <typename T, typename Join, typename Clamp>
+void joinRow(const SplitRow<RowSample<T>>& row, const RawRowForm& form, Join join, Clamp clamp, unsigned char* raw) {
+    withoutGain<T>(row, form);
     if (form.limit != 0) {
         clamp(row.even, (form.width + 1) / 2, form.limit);
         clamp(row.odd, form.width / 2, form.limit);
@@ -35,9 +36,10 @@ void joinRow(const SplitRow<Row>& row, const RawRowForm& form, Join join, Clamp 
 
 void joinColours(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, const JoinRawRows& join,
                  unsigned char* raw) {
-    const SplitSamples<std::int16_t> channels[3] = {samplesOf(withoutGain(decoder.channel(0).next(), form)),
-                                                    samplesOf(withoutGain(decoder.channel(1).next(), form)),
-                                                    samplesOf(withoutGain(decoder.channel(2).next(), form))};
+    const SplitSamples<std::int16_t> channels[3] = {
+        samplesOf(withoutGain<std::int16_t>(decoder.channel(0).next(), form)),
+        samplesOf(withoutGain<std::int16_t>(decoder.channel(1).next(), form)),
+        samplesOf(withoutGain<std::int16_t>(decoder.channel(2).next(), form))};
     if (form.limit != 0) {
         join.coloursBelow(channels, form.width, form.limit, raw);
     } else {
@@ -65,8 +67,9 @@ bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int c
     if (form.channels == 3) {
         return putRows(count, rows, [&](unsigned char* raw) { joinColours(decoder, form, join, raw); });
     }
-    return putRows(count, rows,
-                   [&](unsigned char* raw) { joinRow(decoder.channel(0).next(), form, join.bytes, join.clamp, raw); });
+    return putRows(count, rows, [&](unsigned char* raw) {
+        joinRow<std::int16_t>(decoder.channel(0).next(), form, join.bytes, join.clamp, raw);
+    });
 }
 
 bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
@@ -74,9 +77,9 @@ bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int c
     return putRows(count, rows, [&](unsigned char* raw) {
         const AnySplitRow row = decoder.channel(0).next();
         if (row.small != nullptr) {
-            joinRow(*row.small, form, join.smallWords, join.clamp, raw);
+            joinRow<SmallLong>(*row.small, form, join.smallWords, join.clamp, raw);
         } else {
-            joinRow(*row.wide, form, join.words, join.clampWide, raw);
+            joinRow<std::int64_t>(*row.wide, form, join.words, join.clampWide, raw);
         }
     });
 }

@@ -14,20 +14,17 @@ constexpr int reducedSide(int side, int halvings) {
 }
 
 // An approximation has been scaled twice in each level, along rows and down columns.
-template <typename T>
-constexpr T withoutGain(T sample, int halvings) {
-    Wide<T> value = sample;
-    for (int i = 0; i < 2 * halvings; ++i) {
-        value = unscale(value);
-    }
-    return static_cast<T>(value);
+constexpr int timesScaled(int halvings) {
+    return 2 * halvings;
 }
 
 template <typename T>
-void removeGain(T* samples, int n, int halvings) {
-    for (int i = 0; i < n; ++i) {
-        samples[i] = withoutGain(samples[i], halvings);
+constexpr T withoutGain(T sample, int halvings) {
+    Wide<T> value = sample;
+    for (int i = 0; i < timesScaled(halvings); ++i) {
+        value = unscale(value);
     }
+    return static_cast<T>(value);
 }
 
 // What reduced samples are kept below, as those of a cut stream are below theirs: approximations of an image reach

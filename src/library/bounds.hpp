@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// The most that a file and a call can take, from an image's shape alone. docs/bounds.md has the proofs.
+// The least that a file can take, and the most that a file and a call can, from an image's shape alone. docs/bounds.md
+// has the proofs.
 #pragma once
 
+#include "codec/fileHeader.hpp"
 #include "library/imageLayout.hpp"
 #include "target/target.hpp"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace teko::library {
+
+// Bytes of the shortest file that there is: a header, and one word of the stream.
+constexpr std::size_t smallestFile = FileHeader::bytes + 4;
 
 // Bytes of a complete file, whatever the samples are.
 std::uint64_t fileBound(const ImageLayout& layout);

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
 namespace teko::library {
 
@@ -37,6 +38,19 @@ private:
     void* (*givePlace)(void*, std::size_t) = nullptr;
     void* user = nullptr;
 };
+
+// Runs what returns a status, with the memory of its call.
+template <typename Work>
+teko_status inMemoryOf(CallerMemory& memory, Work work) noexcept {
+    const MemoryScope scope(memory.provider());
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    } catch (...) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+}
 
 struct CallOptions {
     teko_goal goal;

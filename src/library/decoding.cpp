@@ -3,6 +3,7 @@
 
 #include "codec/reduction.hpp"
 #include "library/bounds.hpp"
+#include "library/statuses.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
@@ -12,24 +13,6 @@
 namespace teko::library {
 
 namespace {
-
-constexpr std::size_t smallestFile = FileHeader::bytes + 4;
-
-teko_status statusOf(Status status) {
-    switch (status) {
-    case Status::ok:
-    case Status::cut:
-        return TEKO_OK;
-    case Status::tooLarge:
-        return TEKO_ERROR_SHAPE;
-    case Status::noStream:
-        return TEKO_ERROR_TOO_SHORT;
-    case Status::outOfMemory:
-        return TEKO_ERROR_OUT_OF_MEMORY;
-    default:
-        return TEKO_ERROR_ARGUMENT;
-    }
-}
 
 // The image as it is in the file, packed.
 ImageLayout layoutIn(const FileHeader& header) {

@@ -2,164 +2,15 @@
 // The functions of <teko/teko.h>: arguments are checked, the memory of the call is named, and nothing is thrown.
 #include <teko/teko.h>
 
-#include "codec/reduction.hpp"
+#include "library/arguments.hpp"
 #include "library/bounds.hpp"
 #include "library/comparison.hpp"
-#include "library/decoding.hpp"
-#include "library/encoding.hpp"
-#include "library/structures.hpp"
+#include "library/handles.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
-#include <limits>
-#include <memory>
-#include <new>
-#include <optional>
-
-namespace teko::library {
-
-namespace {
-
-// Runs what returns a status, with the memory of its call.
-template <typename Work>
-teko_status inMemoryOf(CallerMemory& memory, Work work) noexcept {
-    const MemoryScope scope(memory.provider());
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return TEKO_ERROR_OUT_OF_MEMORY;
-    } catch (...) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-}
-
-// A handle: it lies in memory of the caller whose functions it holds.
-template <typename Handle>
-struct DestroyHandle {
-    void operator()(Handle* handle) const {
-        CallerMemory memory = handle->memory;
-        MemoryProvider* const provider = memory.provider();
-        handle->~Handle();
-        provider != nullptr ? provider->release(handle, sizeof(Handle), alignof(Handle)) : ::operator delete(handle);
-    }
-};
-template <typename Handle>
-using OwnedHandle = std::unique_ptr<Handle, DestroyHandle<Handle>>;
-
-// Null where there is no memory.
-template <typename Handle>
-OwnedHandle<Handle> makeHandle(CallerMemory memory, const ImageLayout& layout) {
-    MemoryProvider* const provider = memory.provider();
-    void* const place = provider != nullptr ? provider->allocate(sizeof(Handle), alignof(Handle))
-                                            : ::operator new(sizeof(Handle), std::nothrow);
-    return OwnedHandle<Handle>(place != nullptr ? new (place) Handle{memory, layout, std::nullopt} : nullptr);
-}
-
-bool isMissing(const ImageLayout& layout, const void* samples) {
-    return samples == nullptr && !layout.isEmpty();
-}
-
-// Sets a caller's number where there is one to be set.
-teko_status give(std::uint64_t value, std::size_t* to) {
-    if (to == nullptr) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    *to = static_cast<std::size_t>(std::min<std::uint64_t>(value, std::numeric_limits<std::size_t>::max()));
-    return TEKO_OK;
-}
-
-struct EncodeCall {
-    ImageLayout layout;
-    CallOptions options;
-
-    teko_status from(const teko_image* image, const teko_options* given) {
-        teko_status status = ImageLayout::from(image, layout);
-        if (status == TEKO_OK) {
-            status = CallOptions::from(given, options);
-        }
-        return status == TEKO_OK ? Encoding::check(layout, options) : status;
-    }
-};
-
-struct DecodeCall {
-    FileHeader header;
-    ImageLayout layout;
-    CallOptions options;
-
-    teko_status from(const void* file, std::size_t size, const teko_image* image, const teko_options* given) {
-        if (file == nullptr) {
-            return TEKO_ERROR_ARGUMENT;
-        }
-        teko_status status = readHeader(file, size, header);
-        if (status == TEKO_OK) {
-            status = ImageLayout::from(image, layout, ImageLayout::Bits::ofTheFile);
-        }
-        if (status == TEKO_OK) {
-            status = CallOptions::from(given, options);
-        }
-        return status == TEKO_OK ? Decoding::check(header, size, layout, options) : status;
-    }
-};
-
-bool takesFile(const teko_buffer* file) {
-    return file != nullptr && hasSize(file);
-}
-
-teko_status giveUsed(std::size_t used, teko_outcome* outcome) {
-    if (outcome != nullptr) {
-        giveStructure(teko_outcome{sizeof(teko_outcome), used}, outcome);
-    }
-    return TEKO_OK;
-}
-
-bool isOutcome(const teko_outcome* outcome) {
-    return outcome == nullptr || hasSize(outcome);
-}
-
-// The next call of an encoder or a decoder, unless one before it has failed.
-template <typename Handle, typename Work>
-teko_status whileUsable(Handle* handle, Work work) {
-    if (handle == nullptr || !handle->isUsable) {
-        return handle == nullptr ? TEKO_ERROR_ARGUMENT : TEKO_ERROR_ORDER;
-    }
-    const teko_status status = work();
-    handle->isUsable = status >= 0;
-    return status;
-}
-
-// A buffer of the caller's, of his size, and back.
-template <typename Work>
-teko_status withBuffer(teko_buffer* file, Work work) {
-    teko_buffer own;
-    if (!takeStructure(file, own)) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    own.size = 0;
-    const teko_status status = work(own);
-    giveStructure(own, file);
-    return status;
-}
-
-} // namespace
-
-} // namespace teko::library
 
 using namespace teko::library;
-
-// What a caller holds of an image that he pushes, or pulls. What it allocates comes from its own copy of his functions.
-struct teko_encoder {
-    CallerMemory memory;
-    ImageLayout layout;
-    std::optional<Encoding> encoding;
-    bool isUsable = true;
-};
-
-struct teko_decoder {
-    CallerMemory memory;
-    ImageLayout layout;
-    std::optional<Decoding> decoding;
-    bool isUsable = true;
-};
 
 extern "C" {
 
@@ -269,7 +120,7 @@ teko_status teko_encode(const teko_image* image, const void* samples, teko_buffe
         return TEKO_ERROR_ARGUMENT;
     }
     return withBuffer(file, [&](teko_buffer& own) {
-        EncodeCall call;
+        EncodeArguments call;
         const teko_status status = call.from(image, options);
         if (status != TEKO_OK) {
             return status;
@@ -301,7 +152,7 @@ void teko_release(teko_buffer* file, const teko_options* options) noexcept {
 
 teko_status teko_decode(const void* file, size_t size, const teko_image* image, void* samples,
                         const teko_options* options, teko_outcome* outcome) noexcept {
-    DecodeCall call;
+    DecodeArguments call;
     teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
     if (status != TEKO_OK) {
         return status;
@@ -329,11 +180,10 @@ teko_status teko_cut(const void* file, size_t size, size_t bytes, size_t* kept) 
     }
     teko::FileHeader header;
     const teko_status status = readHeader(file, size, header);
-    constexpr size_t smallest = teko::FileHeader::bytes + 4;
-    if (status != TEKO_OK || size < smallest) {
+    if (status != TEKO_OK || size < smallestFile) {
         return status != TEKO_OK ? status : TEKO_ERROR_TOO_SHORT;
     }
-    if (bytes < smallest) {
+    if (bytes < smallestFile) {
         return TEKO_ERROR_BUDGET;
     }
     const size_t most = std::min(size, bytes);
@@ -374,7 +224,7 @@ teko_status teko_compare(const teko_image* image, const void* samples, const tek
 }
 
 teko_status teko_encode_memory(const teko_image* image, const teko_options* options, uint64_t* bytes) noexcept {
-    EncodeCall call;
+    EncodeArguments call;
     if (bytes == nullptr) {
         return TEKO_ERROR_ARGUMENT;
     }
@@ -410,7 +260,7 @@ teko_status teko_encoder_create(const teko_image* image, const teko_options* opt
         return TEKO_ERROR_ARGUMENT;
     }
     *encoder = nullptr;
-    EncodeCall call;
+    EncodeArguments call;
     const teko_status status = call.from(image, options);
     if (status != TEKO_OK) {
         return status;
@@ -467,7 +317,7 @@ teko_status teko_decoder_create(const void* file, size_t size, const teko_image*
         return TEKO_ERROR_ARGUMENT;
     }
     *decoder = nullptr;
-    DecodeCall call;
+    DecodeArguments call;
     const teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
     if (status != TEKO_OK) {
         return status;

@@ -86,10 +86,6 @@ Image thinned(const Image& image, int step) {
     return result;
 }
 
-std::int64_t unscaled(std::int64_t y) {
-    return static_cast<std::int64_t>((__int128{128} * y + (y >= 0 ? 64 : -64)) / 152);
-}
-
 // The inverse transform without its last `reduce` levels, and without their gain.
 Image reducedImage(const Image& coefficients, int reduce, Samples samples) {
     Image image = coefficients;
@@ -109,7 +105,7 @@ Image reducedImage(const Image& coefficients, int reduce, Samples samples) {
     for (Plane& plane : image.planes) {
         for (std::int64_t& value : plane) {
             for (int i = 0; i < 2 * reduce; ++i) {
-                value = unscaled(value);
+                value = reference::unscaled(value);
             }
         }
     }

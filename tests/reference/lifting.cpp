@@ -4,11 +4,21 @@
 namespace teko::reference {
 namespace {
 
-// Room for every intermediate result before it is cut to the width that the codec gives it.
-using Wide = __int128;
+// Sums and products are kept modulo 2^64, and signed only when they are complete: unsigned numbers wrap without harm.
+struct Wide {
+    std::uint64_t bits;
+
+    Wide(std::int64_t value) : bits(static_cast<std::uint64_t>(value)) {}
+
+    friend Wide operator+(Wide a, Wide b) { return cut(a.bits + b.bits); }
+    friend Wide operator-(Wide a, Wide b) { return cut(a.bits - b.bits); }
+    friend Wide operator*(Wide a, Wide b) { return cut(a.bits * b.bits); }
+
+    static std::int64_t cut(std::uint64_t bits) { return static_cast<std::int64_t>(bits); }
+};
 
 std::int64_t cut(Wide value) {
-    return static_cast<std::int64_t>(value);
+    return Wide::cut(value.bits);
 }
 
 // Division by m, halves away from zero.
@@ -22,10 +32,6 @@ std::int64_t half(std::int64_t a) {
 
 std::int64_t scaled(std::int64_t v) {
     return cut(Wide{v} * 152 + (v >= 0 ? 64 : -64)) / 128;
-}
-
-std::int64_t unscaled(std::int64_t y) {
-    return cut(Wide{y} * 128 + (y >= 0 ? 64 : -64)) / 152;
 }
 
 // The sample at any position of a signal that is mirrored about its first and its last sample for ever.
@@ -71,6 +77,10 @@ WidthRule inPlaceRule(Samples samples) {
 }
 
 } // namespace
+
+std::int64_t unscaled(std::int64_t y) {
+    return cut(Wide{y} * 128 + (y >= 0 ? 64 : -64)) / 152;
+}
 
 WidthRule forwardKernelRule(Samples samples) {
     const bool wraps = samples == Samples::sixteenBit;

@@ -26,6 +26,9 @@ WidthRule inverseKernelRule(Samples samples);
 WidthRule forwardDriverRule(Samples samples, std::size_t count);
 WidthRule inverseDriverRule(Samples samples, std::size_t count);
 
+// A low-pass sample without the gain that the filter gives it; the product with 128 keeps its low 64 bits.
+std::int64_t unscaled(std::int64_t y);
+
 // Low-pass results at even positions, high-pass results at odd ones; signals of fewer than two samples come
 // back as they are.
 Signal filtered(const Signal& signal, WidthRule rule);

@@ -77,7 +77,7 @@ Image extremes(int width, int height, Random& random) {
 
 template <typename T>
 class TransformOf : public testing::Test {};
-using SampleTypes = testing::Types<short, long>;
+using SampleTypes = testing::Types<short, std::int64_t>;
 TYPED_TEST_SUITE(TransformOf, SampleTypes);
 
 TYPED_TEST(TransformOf, smallImagesEqualTheReference) {
@@ -118,7 +118,7 @@ TEST(Transform, ofWideLongSamplesEqualsTheReference) {
     Random random(14);
     for (const int bits : {17, 30, 32, 33, 47, 52}) {
         for (const int side : {4, 7, 33, 70}) {
-            expectSameTransform<long>(signedNoise(side, side + 3, 1, bits, random));
+            expectSameTransform<std::int64_t>(signedNoise(side, side + 3, 1, bits, random));
         }
     }
 }
@@ -129,7 +129,7 @@ TEST(Transform, ofCoefficientsUpToTheHighestPlaneEqualsTheReference) {
     for (const reference::Content content : {reference::Content::sparse, reference::Content::dense}) {
         for (const auto& [width, height] :
              {std::pair{4, 4}, {14, 2}, {2, 14}, {40, 38}, {41, 37}, {70, 64}, {520, 516}}) {
-            expectSameTransform<long>(reference::coefficientImage(content, width, height, 1, 61, random));
+            expectSameTransform<std::int64_t>(reference::coefficientImage(content, width, height, 1, 61, random));
         }
     }
 }
@@ -209,8 +209,8 @@ TEST(Pipeline, samplesToBytesEqualsTheReferenceAndComesBack) {
             expectSameBytesAndRoundTrip<short>(reference::noiseImage(width, height, 3, 8, random));
             expectSameBytesAndRoundTrip<short>(reference::sceneImage(width, height, 1, 8, random));
             expectSameBytesAndRoundTrip<short>(reference::sceneImage(width, height, 3, 8, random));
-            expectSameBytesAndRoundTrip<long>(reference::noiseImage(width, height, 1, 16, random));
-            expectSameBytesAndRoundTrip<long>(reference::sceneImage(width, height, 1, 12, random));
+            expectSameBytesAndRoundTrip<std::int64_t>(reference::noiseImage(width, height, 1, 16, random));
+            expectSameBytesAndRoundTrip<std::int64_t>(reference::sceneImage(width, height, 1, 12, random));
         }
     }
 }
@@ -218,7 +218,7 @@ TEST(Pipeline, samplesToBytesEqualsTheReferenceAndComesBack) {
 TEST(Pipeline, imagesWithBlockedColumnsGoTheWholeWay) {
     Random random(19);
     expectSameBytesAndRoundTrip<short>(reference::sceneImage(520, 516, 3, 8, random));
-    expectSameBytesAndRoundTrip<long>(reference::sceneImage(515, 523, 1, 16, random));
+    expectSameBytesAndRoundTrip<std::int64_t>(reference::sceneImage(515, 523, 1, 16, random));
 }
 
 } // namespace

@@ -80,6 +80,22 @@ protected:
         }
     }
 
+    // In place, and with nothing behind the row touched.
+    void checkUnscaling(decltype(Kernels::unscale) kernel, Magnitudes range) {
+        for (const int n : rowLengths()) {
+            for (const int times : {1, 2, 10}) {
+                Buffer row = buffer(n, range);
+                Buffer wanted = row;
+                for (int i = 0; i < n * times; ++i) {
+                    Row& sample = wanted[size(i % n)];
+                    sample = static_cast<Row>(unscale<Wide<T>>(sample));
+                }
+                kernel(row.row(), n, times);
+                ASSERT_TRUE(row.agreesWith(wanted, 0)) << "length " << n << ", " << times << " times";
+            }
+        }
+    }
+
     // Both steps along rows of every length that a level may have, mirrored about their ends.
     void checkBothAlong(void (*kernel)(Row*, Row*, int), void (*steps)(std::vector<T>&), Magnitudes evens,
                         Magnitudes odds) {
@@ -200,6 +216,14 @@ TYPED_TEST(RowLifting, UntransformsRowsOfEveryMagnitude) {
                              TestFixture::unupdateOdds);
         this->checkBothAlong(kernels.untransformAlongExact, this->untransformPlainly, TestFixture::anyBack,
                              TestFixture::anyBack);
+    });
+}
+
+TYPED_TEST(RowLifting, UnscalesSamples) {
+    this->forAllTargets([this](const auto& kernels) {
+        this->checkUnscaling(kernels.unscale, TestFixture::unupdateEvens);
+        this->checkUnscaling(kernels.unscale, Magnitudes{1000});
+        this->checkUnscaling(kernels.unscale, TestFixture::restored);
     });
 }
 

@@ -41,6 +41,13 @@ constexpr int mostForUpdate = 24575;
 constexpr int mostForUnupdate = 21841;
 constexpr int mostToAdd = 16383;
 
+int withoutScale(int sample, int times) {
+    for (int i = 0; i < times; ++i) {
+        sample = unscale(sample);
+    }
+    return sample;
+}
+
 SampleRange rangeOf(int least, int largest) {
     SampleRange range;
     range.add(least);
@@ -102,6 +109,23 @@ TEST_P(RowRange, UnscalesEveryNumber) {
         kernels.unupdate(row.data(), odds.data(), odds.data(), lengthOf(row));
         for (std::size_t i = 0; i < row.size(); ++i) {
             ASSERT_EQ(row[i], unupdated<short>(all[i], rdiv<4>(2 * odd))) << all[i] << " and " << odd;
+        }
+    }
+}
+
+// Beyond what unupdate takes, too, and next to larger ones or not.
+TEST_P(RowRange, UnscalesEveryNumberAsOftenAsAsked) {
+    for (const int most : {mostForUnupdate, 32767}) {
+        for (int times = 0; times <= 10; ++times) {
+            const std::vector<short> all = numbers(-most - most % 2, most);
+            std::vector<short> row = all;
+            std::vector<short> smallLongRow = all;
+            kernels.unscale(row.data(), lengthOf(row), times);
+            smallLongKernels.unscale(smallLongRow.data(), lengthOf(row), times);
+            for (std::size_t i = 0; i < row.size(); ++i) {
+                ASSERT_EQ(row[i], withoutScale(all[i], times)) << all[i] << ", " << times << " times";
+                ASSERT_EQ(smallLongRow[i], row[i]) << all[i] << ", " << times << " times";
+            }
         }
     }
 }

@@ -9,7 +9,8 @@
 //
 // Rows are compact: short for short samples, int for long ones, and short again for small long ones. Each kernel says
 // for which values it gives what filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row.
-// Kernels other than merge and the exact ones may write up to a vector of 32 samples beyond n: rows have that room.
+// Kernels other than merge, unscale and the exact ones may write up to a vector of 32 samples beyond n: rows have that
+// room.
 #pragma once
 
 #include "target/target.hpp"
@@ -120,6 +121,9 @@ struct RowKernels {
     // For even up to 21841 and odd up to 16383, and any.
     void (*untransformAlong)(Row* even, Row* odd, int n);
     void (*untransformAlongExact)(Row* even, Row* odd, int n);
+
+    // x = unscale(x), that many times; any values, of int rows any that are restored.
+    void (*unscale)(Row* x, int n, int times);
 };
 
 // What "any values" are for int rows, so that no sum leaves 32 bits: on the way forward; on the way back, for samples

@@ -129,10 +129,23 @@ void updateRow(Row* __restrict even, const Row* before, const Row* after, int n)
 }
 
 template <typename Row>
+constexpr int unscaledSample(Row y) {
+    return divideSymmetric<int>(y, 16 * y, 8, 19);
+}
+
+template <typename Row>
 void unupdateRow(Row* __restrict even, const Row* before, const Row* after, int n) {
     for (int i = 0; i < n; ++i) {
-        even[i] = static_cast<Row>(divideSymmetric<int>(even[i], 16 * even[i], 8, 19) -
-                                   roundedShift<2>(before[i] + after[i]));
+        even[i] = static_cast<Row>(unscaledSample(even[i]) - roundedShift<2>(before[i] + after[i]));
+    }
+}
+
+template <typename Row>
+void unscaleRow(Row* x, int n, int times) {
+    for (int time = 0; time < times; ++time) {
+        for (int i = 0; i < n; ++i) {
+            x[i] = static_cast<Row>(unscaledSample(x[i]));
+        }
     }
 }
 
@@ -213,5 +226,6 @@ constexpr RowKernels<T> genericRowKernels() {
             unupdateRow<Row>,
             unupdateRow<Row>,
             untransformRowAlong<Row, Wrapped>,
-            untransformRowAlong<Row, Wrapped>};
+            untransformRowAlong<Row, Wrapped>,
+            unscaleRow<Row>};
 }

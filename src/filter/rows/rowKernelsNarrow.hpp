@@ -92,6 +92,22 @@ inline void unupdateNarrow(std::int16_t* even, const std::int16_t* before, const
     });
 }
 
+// Samples larger than what unscaled takes are rare: hardly any but damaged streams have them.
+inline void unscaleNarrow(std::int16_t* x, int n, int times) {
+    constexpr std::int64_t largestForUnscaled = 21841;
+    int i = 0;
+    if (largestInRow<std::int16_t>(x, n) <= largestForUnscaled) {
+        for (; i + Lanes::count <= n; i += Lanes::count) {
+            Lanes y = Lanes::load(x + i);
+            for (int time = 0; time < times; ++time) {
+                y = unscaled(y);
+            }
+            y.store(x + i);
+        }
+    }
+    unscaleRow<std::int16_t>(x + i, n - i, times);
+}
+
 // Two vectors of neighbouring samples become one of the even and one of the odd places, and back.
 inline std::int64_t splitNarrow(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd) {
     Lanes bits = Lanes::all(0);
@@ -139,5 +155,6 @@ constexpr RowKernels<std::int16_t> narrowRowKernels() {
     kernels.update = updateNarrow;
     kernels.unpredict = unpredictNarrow;
     kernels.unupdate = unupdateNarrow;
+    kernels.unscale = unscaleNarrow;
     return kernels;
 }

@@ -146,5 +146,6 @@ constexpr RowKernels<SmallLong> smallLongRowKernels() {
     kernels.unupdateExact = unupdateNarrow;
     kernels.untransformAlong = untransformInLanes<Lanes, predictionInParts>;
     kernels.untransformAlongExact = untransformInLanes<Lanes, predictionInParts>;
+    kernels.unscale = unscaleNarrow;
     return kernels;
 }
