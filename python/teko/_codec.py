@@ -11,7 +11,16 @@ import numpy.typing as npt
 
 from teko import _core
 from teko._arrays import Array, check_bits, check_sides, full_bits, pixels_of, repeats, samples_of
-from teko._errors import DamageWarning, DataError, Error, ImageError, IncompleteError, InexactError, LimitError
+from teko._errors import (
+    DamageWarning,
+    DataError,
+    Error,
+    ImageError,
+    ImageTypeError,
+    IncompleteError,
+    InexactError,
+    LimitError,
+)
 
 if TYPE_CHECKING:
     from typing_extensions import Buffer
@@ -57,6 +66,7 @@ def encode(
 
     Args:
         array: uint8, uint16 or int16 of shape (h, w), or uint8 of shape (h, w, 3) or (3, h, w), RGB; rows from the top.
+            Sides are 2 to 65535, and 4 and more come back exactly; both may be 0.
             Any strides and byte order; nothing is copied, but where samples repeat in memory. Samples of int16 are
             coded with their sign bit flipped, which the file does not say.
         bits: significant bits of a sample, all of the type by default. The file keeps the number, and what decodes
@@ -186,6 +196,8 @@ def _target_of(out: Array | None, shape: tuple[int, ...], dtype: "np.dtype[Any]"
     """Return where the samples go, with the colours last."""
     if out is None:
         return np.empty(shape, dtype)
+    if not isinstance(out, np.ndarray):
+        raise ImageTypeError(f"out is a {type(out).__name__}, and has to be an array: numpy.frombuffer makes one of it")
     pixels = pixels_of(out)
     if pixels.shape != shape or full_bits(pixels) != 8 * dtype.itemsize:
         planar = f" or {(3, *shape[:2])}" if len(shape) == 3 else ""
@@ -193,6 +205,8 @@ def _target_of(out: Array | None, shape: tuple[int, ...], dtype: "np.dtype[Any]"
             f"out is an array of {out.dtype} of shape {out.shape}, "
             f"and the image is one of {dtype} of shape {shape}{planar}"
         )
+    if dtype.kind == "i" and pixels.dtype.kind != "i":
+        raise ImageError(f"signed samples do not go into an array of {out.dtype}")
     if not pixels.flags.writeable:
         raise ImageError("out cannot be written to")
     if repeats(pixels):
@@ -245,7 +259,7 @@ def decode(
         DataError: no teko file, or fewer than 14 bytes of one; IncompleteError, one of it, if the file was cut and
             complete was asked for.
         LimitError: a larger image.
-        ImageError: an out that does not fit.
+        ImageError, ImageTypeError: an out that does not fit.
         ValueError: more halvings than the image has levels.
         MemoryError: no memory.
 
@@ -265,8 +279,6 @@ def decode(
         raise ValueError(f"reduce={reduce} is out of range: this image has {found.levels} levels")
     if signed and found.dtype.itemsize != 2:
         raise ImageError("samples of 8 bits are never signed")
-    if out is not None and signed and out.dtype.kind != "i":
-        raise ImageError(f"signed samples do not go into an array of {out.dtype}")
     _check_size(data, found, reduce, max_pixels)
     dtype = np.dtype(np.int16) if signed else found.dtype
     pixels = _target_of(out, found.reduced_shape(reduce), dtype)
@@ -277,6 +289,8 @@ def decode(
 
 def cut(data: "Buffer", max_bytes: int | None = None, *, rate: float | None = None) -> bytes:
     """Shorten a file: a copy of its first bytes, as many as a decoder uses of the budget.
+
+    Bytes that follow a complete file are not told from it.
 
     Args:
         data: the file, or a part of it from its first byte on: any contiguous buffer.

@@ -38,9 +38,12 @@ class TekoDecoder(ImageFile.PyDecoder):
         assert self.fd is not None
         (reduce,) = self.args
         data = self.fd.read()
-        found = _codec.info(data)
-        # Pillow has judged the number of pixels on opening.
-        pixels = _codec.decode(data, reduce=reduce, max_pixels=found.width * found.height)
+        try:
+            found = _codec.info(data)
+            # Pillow has judged the number of pixels on opening.
+            pixels = _codec.decode(data, reduce=reduce, max_pixels=found.width * found.height)
+        except _errors.DataError as error:
+            raise OSError(str(error)) from error
         self.set_as_raw(pixels.astype(pixels.dtype.newbyteorder("<"), copy=False).tobytes())
         return -1, 0
 

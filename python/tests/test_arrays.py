@@ -8,10 +8,11 @@ import mmap
 import hypothesis.strategies as st
 import numpy as np
 import pytest
-import teko
 from hypothesis import given
 from layouts import Layout, layouts
 from pictures import KINDS, dtype_of, noise, shape_of, waves
+
+import teko
 
 kinds = st.sampled_from(KINDS)
 sides = st.integers(4, 40)

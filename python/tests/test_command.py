@@ -9,8 +9,9 @@ import sys
 
 import numpy as np
 import pytest
-import teko
 from pictures import KINDS, noise, waves
+
+import teko
 from teko.__main__ import main
 
 

@@ -12,8 +12,9 @@ import warnings
 
 import numpy as np
 import pytest
-import teko
 from pictures import KINDS, noise, waves
+
+import teko
 
 FILES = 1000
 MOST_PIXELS = 2**20

@@ -6,8 +6,9 @@ import warnings
 
 import numpy as np
 import pytest
-import teko
 from stored import FIXTURES, GOLDEN, digest, names, raw_bytes, raw_image, table
+
+import teko
 
 ENCODED = GOLDEN / "encode.tsv"
 CUT = GOLDEN / "cut.tsv"

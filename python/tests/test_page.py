@@ -42,8 +42,10 @@ def test_prints_what_stands_there(ran: tuple[pathlib.Path, list[tuple[str | None
         printed = iter(results)
         PAGE.write_text(
             BLOCK.sub(
-                lambda block: f"```python\n{block['code']}```\n"
-                + (f"```text\n{text}```\n" if (text := next(printed)[1].rstrip("\n") + "\n") != "\n" else ""),
+                lambda block: (
+                    f"```python\n{block['code']}```\n"
+                    + (f"```text\n{text}```\n" if (text := next(printed)[1].rstrip("\n") + "\n") != "\n" else "")
+                ),
                 PAGE.read_text(),
             )
         )

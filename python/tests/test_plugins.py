@@ -7,11 +7,12 @@ import struct
 import imageio.v3 as iio
 import numpy as np
 import pytest
+from pictures import noise, waves
+from PIL import Image, ImageFile, UnidentifiedImageError
+
 import teko
 import teko.imageio
 import teko.pillow
-from pictures import noise, waves
-from PIL import Image, ImageFile, UnidentifiedImageError
 
 MODES = {"L": "grey8", "I;16": "grey16", "RGB": "rgb8"}
 GREY = waves("grey8", 120, 200)

@@ -4,9 +4,10 @@
 import hypothesis.strategies as st
 import numpy as np
 import pytest
-import teko
 from hypothesis import given
 from pictures import KINDS, dtype_of, noise, shape_of, waves
+
+import teko
 
 HEADER = 10
 SHORTEST = 14

@@ -10,8 +10,9 @@ import tracemalloc
 
 import numpy as np
 import pytest
-import teko
 from pictures import noise, waves
+
+import teko
 
 GREY = noise("grey8", 20, 30)
 DEEP = noise("grey16", 20, 30)

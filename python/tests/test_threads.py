@@ -7,8 +7,9 @@ from concurrent.futures import ThreadPoolExecutor
 
 import numpy as np
 import pytest
-import teko
 from pictures import KINDS, noise, waves
+
+import teko
 
 LARGE = waves("grey16", 1200, 1600)
 FILE = teko.encode(LARGE)
