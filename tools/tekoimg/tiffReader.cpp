@@ -65,8 +65,7 @@ TiffReader::TiffReader(Source& source)
     if (static_cast<std::size_t>(bytes) > std::max(anyway, 8 * stored * described.packedBytes())) {
         throw Failure("has strips or tiles far larger than the image; make it again");
     }
-    piece.resize(static_cast<std::size_t>(bytes));
-    band.resize(rowBytes() * std::min<std::size_t>(bandRows, described.height));
+    pieceBytes = static_cast<std::size_t>(bytes);
 }
 
 std::uint32_t TiffReader::field(std::uint32_t tag, std::uint32_t otherwise) const {
@@ -179,6 +178,8 @@ void TiffReader::read(std::byte* to) {
 }
 
 void TiffReader::readBand() {
+    piece.resize(pieceBytes);
+    band.resize(rowBytes() * std::min<std::size_t>(bandRows, described.height));
     const std::size_t planes = isPlanar ? described.channels() : 1;
     for (std::uint16_t plane = 0; plane < planes; ++plane) {
         isTiled ? readTiles(plane) : readStrip(plane);
