@@ -37,8 +37,8 @@ private:
     std::size_t bandRows = 0; // of a strip or of the tiles of a row
     std::size_t pieceBytes = 0;
     std::size_t row = 0;
-    std::vector<std::byte> band;  // the rows that are read together, as they are given
-    std::vector<std::byte> piece; // a strip or a tile
+    Room band;  // the rows that are read together, as they are given
+    Room piece; // a strip or a tile
 };
 
 } // namespace tekoimg
