@@ -125,7 +125,7 @@ for arguments in '' 'frobnicate' 'encode' 'encode --nonsense x' 'encode x --byte
     # shellcheck disable=SC2086 # words
     run $arguments
     expect "'$arguments' is refused" ended 2
-    expect "'$arguments' is refused by a line" complains 'see tekoimg --help'
+    expect "'$arguments' is refused by a line" complains 'see tekoimg '
 done
 run cut whole.tk -o no.tk
 expect 'cutting needs a size' complains 'give --bytes or --percent'
@@ -133,6 +133,8 @@ run compare whole.tk whole.tif
 expect 'what cannot be compared has status 2' ended 2
 run compare whole.tk missing.png
 expect 'what is not there has status 2' ended 2
+run cut whole.tk
+expect 'what an option is wrong for is named' complains 'see tekoimg cut --help'
 for command in '' encode decode info cut compare thumbnail; do
     # shellcheck disable=SC2086 # a word or none
     run $command --help
