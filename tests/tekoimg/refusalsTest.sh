@@ -96,6 +96,14 @@ refused damaged.png 'libpng'
 make tiff-16 60 50 whole.tif
 head -c 4000 whole.tif >cut.tif
 refused cut.tif 'libtiff'
+# field NUMBER VALUE: a field of 16 bits of a TIFF, for text
+field() {
+    printf '\\%03o\\%03o\\003\\000\\001\\000\\000\\000\\%03o\\%03o\\000\\000' \
+        $(($1 & 255)) $(($1 >> 8)) $(($2 & 255)) $(($2 >> 8))
+}
+text channels.tif "II*\\000\\010\\000\\000\\000\\011\\000$(field 256 1000)$(field 257 1000)$(field 258 8)$(field 259 5
+    )$(field 262 1)$(field 273 8)$(field 277 60000)$(field 278 1000)$(field 279 8)\\000\\000\\000\\000" \
+    'far larger than the image'
 
 # .tk files
 run encode whole.png -o whole.tk
