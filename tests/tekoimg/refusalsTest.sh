@@ -93,6 +93,8 @@ head -c 5 whole.png >stub.png
 refused stub.png 'no image that tekoimg knows'
 sed 's/IDAT/IDAU/' whole.png >damaged.png
 refused damaged.png 'libpng'
+text chunk.png '\211PNG\015\012\032\012\000\000\000\015IHDR\000\000\000\002\000\000\000\002\010\002\000\000\000\375\324\232sL\000\000\003tEXta' \
+    'tEXt: chunk data is too large'
 make tiff-16 60 50 whole.tif
 head -c 4000 whole.tif >cut.tif
 refused cut.tif 'libtiff'
