@@ -49,9 +49,10 @@ static library, and the files by which CMake and pkg-config find them.")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME teko)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "codec for still images, program
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "codec for still images, programs
 ${aboutTeko}
 
-This package has the program, which compresses, decompresses and compares raw
-files, and the definition of the format.")
+This package has two programs, teko for raw files and tekoimg for PNG, TIFF,
+PNM, PAM and .npy, which compress, decompress and compare, and the definition
+of the format.")
 include(CPack)

@@ -51,7 +51,7 @@ expect 'quiet counts failures' lastLineIs 'tekoimg: 2 of 3 images encoded, 1 fai
 # existing files
 echo mine >a.tk
 run encode a.png c.pgm
-expect 'existing files are kept' complains 'a.tk exists already and is kept; --force replaces it'
+expect 'existing files are kept' complains 'a.tk exists already and is kept; choose another name behind -o, or --force replaces it'
 expect 'the status tells' ended 1
 expect 'kept as they are' [ "$(cat a.tk)" = mine ]
 run encode a.png --force
@@ -79,6 +79,11 @@ run cut out1/a.tk -o out1/a.tk --bytes 100 --force
 expect 'nor with cut' complains 'is the input'
 run encode in -o a.png
 expect 'many files need a folder' complains 'is a file'
+run encode in/a.png -o other.png
+expect 'a .tk has no ending of another format' complains 'other.png would be a .tk under the ending of another format'
+expect 'and none is made' absent other.png
+run encode in/a.png other.tk
+expect 'outputs are behind -o' complains 'other.tk: cannot be opened: No such file or directory; check the name, or put'
 run encode in -o -
 expect 'a pipe takes one' complains 'takes one image'
 run encode - -o out1

@@ -110,10 +110,13 @@ run encode meta.png
 expect 'losses of PNG are named' complains 'a .tk does not hold it: alpha, gamma, resolution, text'
 run decode meta.tk -o meta.ppm
 expect 'alpha is left out' same meta.ppm expected
+make png-rgb-chunks 50 40 chunks.png
+run encode chunks.png
+expect 'chunks that libpng does not know are named' complains 'does not hold it: animation, the chunk teSt'
 make tiff-rgb-alpha-meta-pages 50 40 meta.tif
 run encode meta.tif -o tiff.tk --force
 expect 'losses of TIFF are named' complains \
-    'alpha or other channels behind the third, orientation, colour profile, resolution, 1 further image of the file'
+    'alpha or other channels behind the third, orientation, colour profile, resolution, the tag Software, 1 further'
 expect 'channels behind the third are left out' same tiff.tk meta.tk
 run encode meta.tif --strict -o no.tk
 expect '--strict names them' complains 'does not hold: alpha'

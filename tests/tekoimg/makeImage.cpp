@@ -100,6 +100,12 @@ void setPngExtras(const Wanted& wanted, png_structp png, png_infop info) {
         png_set_pHYs(png, info, 3000, 3000, PNG_RESOLUTION_METER);
         png_set_text(png, info, &text, 1);
     }
+    if (wanted.is("chunks")) {
+        png_byte some[1] = {};
+        png_unknown_chunk chunks[2] = {{"acTL", some, 1, PNG_HAVE_IHDR}, {"teSt", some, 1, PNG_HAVE_IHDR}};
+        png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, nullptr, 0);
+        png_set_unknown_chunks(png, info, chunks, 2);
+    }
 }
 
 void makePng(const Wanted& wanted, const std::string& path) {
@@ -162,6 +168,7 @@ void setTiffFields(const Wanted& wanted, TIFF* tiff, unsigned further) {
         TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_RIGHTTOP);
         TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 300.0);
         TIFFSetField(tiff, TIFFTAG_ICCPROFILE, 4, "fake");
+        TIFFSetField(tiff, TIFFTAG_SOFTWARE, "a test");
     }
 }
 

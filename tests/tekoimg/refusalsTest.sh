@@ -93,9 +93,19 @@ head -c 5 whole.png >stub.png
 refused stub.png 'no image that tekoimg knows'
 sed 's/IDAT/IDAU/' whole.png >damaged.png
 refused damaged.png 'libpng'
+text chunk.png '\211PNG\015\012\032\012\000\000\000\015IHDR\000\000\000\002\000\000\000\002\010\002\000\000\000\375\324\232sL\000\000\003tEXta' \
+    'tEXt: chunk data is too large'
 make tiff-16 60 50 whole.tif
 head -c 4000 whole.tif >cut.tif
 refused cut.tif 'libtiff'
+# field NUMBER VALUE: a field of 16 bits of a TIFF, for text
+field() {
+    printf '\\%03o\\%03o\\003\\000\\001\\000\\000\\000\\%03o\\%03o\\000\\000' \
+        $(($1 & 255)) $(($1 >> 8)) $(($2 & 255)) $(($2 >> 8))
+}
+text channels.tif "II*\\000\\010\\000\\000\\000\\011\\000$(field 256 1000)$(field 257 1000)$(field 258 8)$(field 259 5
+    )$(field 262 1)$(field 273 8)$(field 277 60000)$(field 278 1000)$(field 279 8)\\000\\000\\000\\000" \
+    'far larger than the image'
 
 # .tk files
 run encode whole.png -o whole.tk
@@ -125,7 +135,7 @@ for arguments in '' 'frobnicate' 'encode' 'encode --nonsense x' 'encode x --byte
     # shellcheck disable=SC2086 # words
     run $arguments
     expect "'$arguments' is refused" ended 2
-    expect "'$arguments' is refused by a line" complains 'see tekoimg --help'
+    expect "'$arguments' is refused by a line" complains 'see tekoimg '
 done
 run cut whole.tk -o no.tk
 expect 'cutting needs a size' complains 'give --bytes or --percent'
@@ -133,6 +143,8 @@ run compare whole.tk whole.tif
 expect 'what cannot be compared has status 2' ended 2
 run compare whole.tk missing.png
 expect 'what is not there has status 2' ended 2
+run cut whole.tk
+expect 'what an option is wrong for is named' complains 'see tekoimg cut --help'
 for command in '' encode decode info cut compare thumbnail; do
     # shellcheck disable=SC2086 # a word or none
     run $command --help

@@ -37,6 +37,13 @@ says() { grep -qF -- "$1" "$work/out"; }
 lastLineIs() { [ "$(tail -n 1 "$work/err")" = "$1" ]; }
 same() { cmp -s "$1" "$2"; }
 absent() { [ ! -e "$1" ]; }
+# isWholeAs FOLDER REFERENCE: what has a name in the folder has it in the reference as well, with the same bytes
+isWholeAs() {
+    (cd "$1" && find . -type f ! -name '*.part') | while read -r name; do
+        cmp -s "$1/$name" "$2/$name" || exit 1
+    done
+}
+noParts() { [ -z "$(find "$1" -name '*.part')" ]; }
 # no file but these in the folder
 holds() {
     local folder=$1

@@ -16,14 +16,21 @@ constexpr int trouble = 2; // the command line is refused, or images cannot be c
 const char* const about = "Images with headers to .tk files and back: PNM, PAM, PNG, TIFF, .npy.\n"
                           "A folder stands for the images in it, - for standard input and output.";
 const char* const statuses = "Status: 0 all is well, 1 an image failed, 2 the command line was refused.";
+const char* const examples = "tekoimg encode photo.png                     makes photo.tk\n"
+                             "tekoimg info photo.tk\n"
+                             "tekoimg cut photo.tk --percent 5 -o small.tk\n"
+                             "tekoimg decode small.tk -o small.png\n"
+                             "tekoimg compare photo.png small.png\n"
+                             "tekoimg thumbnail photo.tk                   makes photo.thumbnail.png\n\n"
+                             "tekoimg SUBCOMMAND --help tells the options, man tekoimg the rest.\n";
 
 void addInputs(CLI::App& command, Settings& settings, const char* what) {
     command.add_option("inputs", settings.inputs, what)->required()->option_text("FILE|FOLDER ...");
 }
 
-void addOutput(CLI::App& command, Settings& settings) {
-    command.add_option("-o,--output", settings.output, "a file, or a folder for more than one image; - for a pipe")
-        ->option_text("NAME");
+void addOutput(CLI::App& command, Settings& settings,
+               const char* what = "a file, or a folder for more than one image; - for a pipe; else beside the inputs") {
+    command.add_option("-o,--output", settings.output, what)->option_text("NAME");
     command.add_flag("-f,--force", settings.isForced, "replace existing files");
     command.add_option("-j,--jobs", settings.jobs, "images at a time; 0: as many as there are processors")
         ->check(CLI::Range(0U, 256U))
@@ -98,9 +105,9 @@ CLI::App& addInfo(CLI::App& app, Settings& settings) {
 }
 
 CLI::App& addCut(CLI::App& app, Settings& settings) {
-    CLI::App& command = *app.add_subcommand("cut", "cut .tk files to a size");
+    CLI::App& command = *app.add_subcommand("cut", "cut .tk files to --bytes or --percent, as --output");
     addInputs(command, settings, ".tk");
-    addOutput(command, settings);
+    addOutput(command, settings, "a file, or a folder for more than one image; - for a pipe");
     command.get_option("--output")->required();
     CLI::Option* const bytes = addBytes(command, settings, "keep at most so many bytes");
     command.add_option("-p,--percent", settings.percent, "keep at most this part of the file")
@@ -139,7 +146,9 @@ CLI::App& addThumbnail(CLI::App& app, Settings& settings) {
 // Help and version go to standard output, refusals to standard error.
 int say(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-        std::cerr << "tekoimg: " << error.what() << "; see tekoimg --help\n";
+        const auto chosen = app.get_subcommands();
+        std::cerr << "tekoimg: " << error.what() << "; see tekoimg "
+                  << (chosen.empty() ? "" : chosen.front()->get_name() + " ") << "--help\n";
         return trouble;
     }
     app.exit(error);
@@ -158,7 +167,7 @@ Request parse(int argc, char** argv) {
     CLI::App app(about, "tekoimg");
     app.set_version_flag("--version", std::string("tekoimg " TEKO_PROJECT_VERSION));
     app.require_subcommand(1);
-    app.footer(statuses);
+    app.footer(statuses); // of the subcommands, too
     const struct {
         CLI::App& (*add)(CLI::App&, Settings&);
         int (*run)(const Settings&);
@@ -170,6 +179,7 @@ Request parse(int argc, char** argv) {
             request.status = command.run == compare ? trouble : failed;
         });
     }
+    app.footer(std::string(examples) + statuses);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

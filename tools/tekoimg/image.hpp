@@ -54,6 +54,12 @@ struct Picture {
     std::uint32_t maxval = 0; // 2^bits - 1, or less
 };
 
+// Memory that takes none until it is written to: a short file may claim to hold a large image.
+using Room = std::unique_ptr<std::byte[]>;
+inline Room roomOf(std::size_t bytes) {
+    return Room(new std::byte[bytes]);
+}
+
 class ImageWriter {
 public:
     virtual ~ImageWriter() = default;

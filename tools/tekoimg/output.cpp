@@ -22,7 +22,7 @@ namespace {
 }
 
 [[noreturn]] void failAsExisting(const std::string& path) {
-    throw Failure(path + " exists already and is kept; --force replaces it");
+    throw Failure(path + " exists already and is kept; choose another name behind -o, or --force replaces it");
 }
 
 // Nothing there, or what may be replaced.

@@ -202,6 +202,9 @@ Plan planInputs(const Settings& settings, const Naming& naming) {
 Plan planOutputs(const Settings& settings, const Naming& naming) {
     Search search = searched(settings, naming);
     const bool intoFolder = !settings.output.empty() && goesIntoFolder(settings, search);
+    if (!intoFolder && naming.ending == ".tk" && isImageExtension(extensionOf(settings.output))) {
+        throw Failure(settings.output + " would be a .tk under the ending of another format; name it .tk");
+    }
     std::vector<std::string> outputs;
     for (const Found& found : search.found) {
         outputs.push_back(found.failure.empty() ? outputOf(found, settings, naming, intoFolder) : "");

@@ -5,6 +5,7 @@
 #include "failure.hpp"
 
 #include <csetjmp>
+#include <cstring>
 #include <exception>
 #include <png.h>
 #include <string>
@@ -23,6 +24,10 @@ inline void keepPngError(png_structp png, png_const_charp text) {
     png_longjmp(png, 1);
 }
 inline void keepPngWarning(png_structp png, png_const_charp text) {
+    // Behind this warning libpng takes as much memory as the chunk claims to need, and clears it.
+    if (std::strstr(text, "chunk data is too large") != nullptr) {
+        keepPngError(png, text);
+    }
     auto* const errors = static_cast<PngErrors*>(png_get_error_ptr(png));
     if (errors->warning.empty()) {
         errors->warning = text;

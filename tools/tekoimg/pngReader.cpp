@@ -19,6 +19,19 @@ void giveBytes(png_structp png, png_bytep bytes, std::size_t count) {
     });
 }
 
+// Of a chunk that libpng does not know. One that the image needs is an error.
+int keepName(png_structp png, png_unknown_chunkp chunk) {
+    const bool isNeeded = (chunk->name[0] & 0x20) == 0;
+    if (isNeeded) {
+        return -1;
+    }
+    withinPng(png, [&] {
+        auto* const names = static_cast<std::set<std::string>*>(png_get_user_chunk_ptr(png));
+        names->emplace(reinterpret_cast<const char*>(chunk->name));
+    });
+    return 1;
+}
+
 struct Chunk {
     png_uint_32 valid;
     const char* what;
@@ -40,6 +53,11 @@ constexpr Chunk lostChunks[] = {
     {PNG_INFO_pCAL, "calibration"},
     {PNG_INFO_hIST, "histogram"},
     {PNG_INFO_sPLT, "suggested palette"},
+#ifdef PNG_INFO_cICP
+    {PNG_INFO_cICP, "colour space (cICP)"},
+    {PNG_INFO_mDCV, "colours of the display"},
+    {PNG_INFO_cLLI, "light levels"},
+#endif
 };
 
 } // namespace
@@ -66,7 +84,7 @@ void PngReader::describe() {
     callPng(png, cure, [this] {
         png_set_read_fn(png, &source, giveBytes);
         png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-        png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, 0);
+        png_set_read_user_chunk_fn(png, &unknownChunks, keepName);
         png_read_info(png, info);
     });
     const int depth = png_get_bit_depth(png, info);
@@ -104,11 +122,11 @@ void PngReader::setTransformations() {
 }
 
 void PngReader::readInterlaced() {
-    whole.resize(rowBytes() * described.height);
+    whole = roomOf(rowBytes() * described.height);
     callPng(png, cure, [this] {
         for (int pass = 0; pass < passes; ++pass) {
             for (std::size_t y = 0; y < described.height; ++y) {
-                png_read_row(png, reinterpret_cast<png_bytep>(whole.data() + y * rowBytes()), nullptr);
+                png_read_row(png, reinterpret_cast<png_bytep>(whole.get() + y * rowBytes()), nullptr);
             }
         }
     });
@@ -119,10 +137,10 @@ void PngReader::read(std::byte* to) {
         callPng(png, cure, [this, to] { png_read_row(png, reinterpret_cast<png_bytep>(to), nullptr); });
         return;
     }
-    if (whole.empty()) {
+    if (!whole) {
         readInterlaced();
     }
-    std::memcpy(to, whole.data() + row++ * rowBytes(), rowBytes());
+    std::memcpy(to, whole.get() + row++ * rowBytes(), rowBytes());
 }
 
 void PngReader::finish() {
@@ -142,6 +160,14 @@ void PngReader::nameLosses() {
     }
     if (png_get_text(png, info, nullptr, nullptr) > 0) {
         lose("text");
+    }
+    if (unknownChunks.erase("acTL") != 0) {
+        lose("animation");
+        unknownChunks.erase("fcTL");
+        unknownChunks.erase("fdAT");
+    }
+    for (const std::string& chunk : unknownChunks) {
+        lose("the chunk " + chunk);
     }
     if (!errors.warning.empty()) {
         lose("what libpng warns of (" + errors.warning + ")");

@@ -6,6 +6,8 @@
 #include "pngCalls.hpp"
 #include "source.hpp"
 
+#include <set>
+
 namespace tekoimg {
 
 class PngReader final : public ImageReader {
@@ -30,8 +32,9 @@ private:
     PngErrors errors;
     png_structp png = nullptr;
     png_infop info = nullptr;
+    std::set<std::string> unknownChunks; // by their names
     int passes = 1;
-    std::vector<std::byte> whole; // of interlaced images
+    Room whole; // of interlaced images
     std::size_t row = 0;
 };
 

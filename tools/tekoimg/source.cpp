@@ -59,7 +59,9 @@ void writeFully(int descriptor, const void* bytes, std::size_t count) {
 Source::Source(const std::string& path) : buffer(bufferBytes) {
     descriptor = path == pipeName ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
-        throw Failure("cannot be opened: " + systemReason(errno));
+        const int error = errno;
+        throw Failure("cannot be opened: " + systemReason(error) +
+                      (error == ENOENT ? ", or put -o before it if it is an output" : ""));
     }
     struct stat status {};
     isRegular = path != pipeName && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);

@@ -61,12 +61,12 @@ TiffReader::TiffReader(Source& source)
     if (bandRows == 0 || bytes <= 0) {
         throw Failure("has strips or tiles of no size; make it again");
     }
+    // A short file may claim any number of further channels, and libtiff fills with zeros what it does not find.
     constexpr std::size_t anyway = 1U << 28;
-    if (static_cast<std::size_t>(bytes) > std::max(anyway, 8 * stored * described.packedBytes())) {
+    if (static_cast<std::size_t>(bytes) > std::max(anyway, 8 * described.packedBytes())) {
         throw Failure("has strips or tiles far larger than the image; make it again");
     }
-    piece.resize(static_cast<std::size_t>(bytes));
-    band.resize(rowBytes() * std::min<std::size_t>(bandRows, described.height));
+    pieceBytes = static_cast<std::size_t>(bytes);
 }
 
 std::uint32_t TiffReader::field(std::uint32_t tag, std::uint32_t otherwise) const {
@@ -168,25 +168,38 @@ void TiffReader::nameLosses() {
             lose(tag.what);
         }
     }
+    for (int i = 0; i < TIFFGetTagListCount(tiff.get()); ++i) {
+        const std::uint32_t number = TIFFGetTagListEntry(tiff.get(), i);
+        const auto isIt = [number](const Tag& tag) { return tag.number == number; };
+        const TIFFField* const unnamed = std::none_of(std::begin(lostTags), std::end(lostTags), isIt)
+                                             ? TIFFFieldWithTag(tiff.get(), number)
+                                             : nullptr;
+        if (unnamed != nullptr) {
+            lose(std::string("the tag ") + TIFFFieldName(unnamed));
+        }
+    }
 }
 
 void TiffReader::read(std::byte* to) {
     if (row % bandRows == 0) {
         readBand();
     }
-    std::memcpy(to, band.data() + row % bandRows * rowBytes(), rowBytes());
+    std::memcpy(to, band.get() + row % bandRows * rowBytes(), rowBytes());
     ++row;
 }
 
 void TiffReader::readBand() {
+    if (!band) {
+        piece = roomOf(pieceBytes);
+        band = roomOf(rowBytes() * std::min<std::size_t>(bandRows, described.height));
+    }
     const std::size_t planes = isPlanar ? described.channels() : 1;
     for (std::uint16_t plane = 0; plane < planes; ++plane) {
         isTiled ? readTiles(plane) : readStrip(plane);
     }
     if (isInverted) {
-        for (std::byte& byte : band) {
-            byte = ~byte;
-        }
+        std::transform(band.get(), band.get() + rowBytes() * std::min(bandRows, described.height - row), band.get(),
+                       [](std::byte byte) { return ~byte; });
     }
 }
 
@@ -194,23 +207,23 @@ void TiffReader::readStrip(std::uint16_t plane) {
     const std::uint32_t strip = TIFFComputeStrip(tiff.get(), static_cast<std::uint32_t>(row), plane);
     const std::size_t pitch = described.width * described.bytesPerSample() * (isPlanar ? 1 : stored);
     const std::size_t rows = std::min(bandRows, described.height - row);
-    const tmsize_t got = TIFFReadEncodedStrip(tiff.get(), strip, piece.data(), static_cast<tmsize_t>(rows * pitch));
+    const tmsize_t got = TIFFReadEncodedStrip(tiff.get(), strip, piece.get(), static_cast<tmsize_t>(rows * pitch));
     if (got < 0 || static_cast<std::size_t>(got) < rows * pitch) {
         fail("strip " + std::to_string(strip));
     }
-    place(piece.data(), pitch, 0, described.width, plane);
+    place(piece.get(), pitch, 0, described.width, plane);
 }
 
 void TiffReader::readTiles(std::uint16_t plane) {
     const std::size_t width = field(TIFFTAG_TILEWIDTH, 1);
     const std::size_t pitch = width * described.bytesPerSample() * (isPlanar ? 1 : stored);
     for (std::size_t x = 0; x < described.width; x += width) {
-        const tmsize_t got = TIFFReadTile(tiff.get(), piece.data(), static_cast<std::uint32_t>(x),
+        const tmsize_t got = TIFFReadTile(tiff.get(), piece.get(), static_cast<std::uint32_t>(x),
                                           static_cast<std::uint32_t>(row), 0, plane);
         if (got < 0 || static_cast<std::size_t>(got) < bandRows * pitch) {
             fail("the tile at " + std::to_string(x) + ", " + std::to_string(row));
         }
-        place(piece.data(), pitch, x, std::min<std::size_t>(width, described.width - x), plane);
+        place(piece.get(), pitch, x, std::min<std::size_t>(width, described.width - x), plane);
     }
 }
 
@@ -224,7 +237,7 @@ void TiffReader::place(const std::byte* from, std::size_t fromPitch, std::size_t
     const std::size_t taken = isPlanar ? bytes : channels * bytes;
     for (std::size_t y = 0; y < rows; ++y) {
         const std::byte* pixel = from + y * fromPitch;
-        std::byte* to = band.data() + y * rowBytes() + x * channels * bytes + (isPlanar ? plane * bytes : 0);
+        std::byte* to = band.get() + y * rowBytes() + x * channels * bytes + (isPlanar ? plane * bytes : 0);
         if (step == channels * bytes && taken == step) {
             std::memcpy(to, pixel, columns * step);
             continue;

@@ -35,9 +35,10 @@ private:
     bool isInverted = false;  // white is 0
     std::size_t stored = 1;   // channels in the file
     std::size_t bandRows = 0; // of a strip or of the tiles of a row
+    std::size_t pieceBytes = 0;
     std::size_t row = 0;
-    std::vector<std::byte> band; // the rows that are read together, as they are given
-    std::vector<std::byte> piece;
+    Room band;  // the rows that are read together, as they are given
+    Room piece; // a strip or a tile
 };
 
 } // namespace tekoimg
