@@ -35,6 +35,8 @@ done
 refused "no preset 'nonsense'" test nonsense
 refused "no preset ''" test ''
 refused 'one preset at a time' test debug release
+refused 'one part at a time' test core library
+refused 'with the preset release alone' test sanitize python
 refused "no machine 'nonsense'" otherMachines nonsense
 refused 'SECONDS' fuzz
 refused 'SECONDS' fuzz 0
