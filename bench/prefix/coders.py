@@ -95,20 +95,26 @@ def irreversible(image):
 
 
 def htj2k(image):
-    """Lossless, cut at any byte. OpenJPH writes one layer, its resolutions one after another."""
+    """Lossless, cut at any byte. OpenJPH writes one layer, its resolutions one after another. What a cut file decodes
+    to may be out of range, where imagecodecs would wrap it: samples go through it signed, about zero, and are clipped
+    here. That is what OpenJPH's own command makes of them."""
     if imagecodecs is None:
         return lambda budget: None
-    samples = image.samples()
-    coded = imagecodecs.htj2k_encode(samples, reversible=True)
-    if not numpy.array_equal(imagecodecs.htj2k_decode(coded), samples):
+    samples, middle = image.samples(), 1 << image.bits - 1
+    coded = imagecodecs.htj2k_encode((samples.astype(int) - middle).astype(numpy.int16), reversible=True)
+
+    def decoded(data, **options):
+        centred = imagecodecs.htj2k_decode(data, **options).astype(int)
+        return numpy.clip(centred + middle, 0, 2 * middle - 1).astype(samples.dtype)
+
+    if not numpy.array_equal(decoded(coded), samples):
         raise SystemExit(f'{image.name}: HTJ2K is not lossless')
 
     def code(budget):
         try:
-            decoded = imagecodecs.htj2k_decode(coded[:budget], resilient=True)
+            return image.psnr(decoded(coded[:budget], resilient=True).tobytes()), min(budget, len(coded))
         except imagecodecs.Htj2kError:
             return None
-        return image.psnr(decoded.tobytes()), min(budget, len(coded))
     return code
 
 
