@@ -77,9 +77,9 @@ def create_array(
 
     >>> import numpy, teko.zarr
     >>> array = teko.zarr.create_array({}, shape=(9, 500, 500), dtype="uint16", chunks=(1, 250, 250), bits=12)
-    >>> array[3] = numpy.arange(500)
+    >>> array[3] = numpy.add.outer(numpy.arange(500), numpy.arange(500))
     >>> int(array[3, 7, 42])
-    42
+    49
     """
     for name in _OURS:
         if name in zarr_kwargs:
