@@ -3,6 +3,7 @@
 
 import json
 import pathlib
+import types
 
 import jsonschema
 import numpy as np
@@ -123,6 +124,34 @@ def test_refused_by_zarr_itself(options, error, text):
     with pytest.raises(error, match=text):
         zarr.create_array(store, shape=place["chunks"], serializer=TekoCodec(**options), compressors=None, **place)
     assert store._store_dict == {}
+
+
+@pytest.mark.parametrize(
+    ("chunks", "colour"), [((2, 64), None), ((1, 64, 64), "last"), ((64, 64, 3), None), ((16384, 4, 4), None)]
+)
+def test_chunks_within_shards_are_refused_by_zarr_itself(chunks, colour):
+    # Zarr 3.1 judges them when they are written, later ones at creation.
+    store = MemoryStore()
+    with pytest.raises(teko.ImageError):
+        zarr.create_array(
+            store,
+            data=np.ones(chunks, np.uint8),
+            chunks=chunks,
+            shards=chunks,
+            serializer=TekoCodec(colour=colour),
+            compressors=None,
+        )
+    assert not [key for key in store._store_dict if key != "zarr.json"]
+
+
+def test_chunks_of_several_shapes():
+    edges = {"chunk_shapes": ((16, 20), 30)}
+    dtype = zarr.dtype.parse_dtype("uint8", zarr_format=3)
+    TekoCodec().validate(shape=(36, 60), dtype=dtype, chunk_grid=types.SimpleNamespace(**edges))
+    for wrong in [((16, 2, 16), 30), ((16, 70000), 30), ((16, 20), 3)]:
+        grid = types.SimpleNamespace(chunk_shapes=wrong)
+        with pytest.raises(teko.ImageError):
+            TekoCodec().validate(shape=(36, 60), dtype=dtype, chunk_grid=grid)
 
 
 def test_arrays_may_be_smaller_than_chunks_and_larger_than_images():
