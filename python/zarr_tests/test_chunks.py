@@ -19,7 +19,7 @@ from zarr.storage import MemoryStore
 GREY = waves((64, 96), np.uint16)
 
 
-def chunk_spec(array):
+def described(array):
     """Return what zarr tells a codec of a chunk."""
     dtype = parse_dtype(array.dtype, zarr_format=3)
     prototype = default_buffer_prototype()
@@ -44,13 +44,13 @@ def put(store, data):
 
 @pytest.mark.parametrize("codec", [TekoCodec(), TekoCodec(rate=0.2), TekoCodec(on_inexact="store_raw")])
 def test_sync_and_async_are_the_same(codec):
-    spec = chunk_spec(GREY)
-    samples = spec.prototype.nd_buffer.from_numpy_array(GREY)
-    sync = codec._encode_sync(samples, spec)
-    (other,) = asyncio.run(_listed(codec.encode([(samples, spec)])))
+    chunk = described(GREY)
+    samples = chunk.prototype.nd_buffer.from_numpy_array(GREY)
+    sync = codec._encode_sync(samples, chunk)
+    (other,) = asyncio.run(_listed(codec.encode([(samples, chunk)])))
     assert sync.to_bytes() == other.to_bytes()
-    (decoded,) = asyncio.run(_listed(codec.decode([(other, spec)])))
-    assert np.array_equal(codec._decode_sync(sync, spec).as_numpy_array(), decoded.as_numpy_array())
+    (decoded,) = asyncio.run(_listed(codec.decode([(other, chunk)])))
+    assert np.array_equal(codec._decode_sync(sync, chunk).as_numpy_array(), decoded.as_numpy_array())
 
 
 async def _listed(results):
@@ -116,30 +116,30 @@ def test_a_file_of_another_image():
 @pytest.mark.parametrize("options", [{}, {"rate": 0.5}])
 def test_with_a_prefix_a_cut_chunk_is_an_approximation(options, pipeline):
     samples = waves((64, 96), np.int16)
-    spec = chunk_spec(samples)
+    chunk = described(samples)
     data = TekoCodec(**options).encode_chunk(samples)
     quality = []
     for prefix in (14, 200, 1000, 4000):
         codec = TekoCodec(prefix=prefix, **options)
         assert not codec.is_fixed_size
-        found = codec._decode_sync(buffer_of(data[:prefix]), spec).as_numpy_array()
+        found = codec._decode_sync(buffer_of(data[:prefix]), chunk).as_numpy_array()
         assert found.dtype == np.int16
         quality.append(psnr(samples, found))
         with pytest.raises(teko.IncompleteError):
-            codec._decode_sync(buffer_of(data[: prefix - 1]), spec)
+            codec._decode_sync(buffer_of(data[: prefix - 1]), chunk)
     assert quality == sorted(quality)
     assert quality[-1] > 30
     # The whole is exact whatever was asked for.
     whole = TekoCodec().encode_chunk(samples)
     for prefix in (14, len(whole), len(whole) + 1):
         codec = TekoCodec(prefix=prefix)
-        assert np.array_equal(codec._decode_sync(buffer_of(whole), spec).as_numpy_array(), samples)
+        assert np.array_equal(codec._decode_sync(buffer_of(whole), chunk).as_numpy_array(), samples)
 
 
 def test_with_a_prefix_nothing_is_written():
-    spec = chunk_spec(GREY)
+    chunk = described(GREY)
     with pytest.raises(ValueError, match="cannot be written"):
-        TekoCodec(prefix=100)._encode_sync(spec.prototype.nd_buffer.from_numpy_array(GREY), spec)
+        TekoCodec(prefix=100)._encode_sync(chunk.prototype.nd_buffer.from_numpy_array(GREY), chunk)
 
 
 @pytest.mark.parametrize("shards", [None, (128, 128)])
@@ -153,7 +153,7 @@ def test_chunks_of_fixed_size(shards, options, pipeline):
     assert sizes == ({409} if shards is None else {4 * 409 + 4 * 16 + 4})
     codec = TekoCodec(**options)
     assert codec.is_fixed_size
-    assert codec.compute_encoded_size(8192, chunk_spec(samples[:64, :64])) == 409
+    assert codec.compute_encoded_size(8192, described(samples[:64, :64])) == 409
     found = array[:]
     assert np.array_equal(found[:64, :64], samples[:64, :64])
     assert psnr(samples, found) > 25
@@ -181,7 +181,7 @@ def test_zeros_behind_a_complete_file():
 def test_sizes_differ_without_a_budget():
     assert not TekoCodec().is_fixed_size
     with pytest.raises(NotImplementedError):
-        TekoCodec().compute_encoded_size(1, chunk_spec(GREY))
+        TekoCodec().compute_encoded_size(1, described(GREY))
 
 
 @pytest.mark.parametrize("colour", [None, "last", "first"])
@@ -218,7 +218,7 @@ def test_samples_as_they_are(dtype, monkeypatch):
     with pytest.raises(teko.IncompleteError, match=f"{len(data) - 2} of its {len(data)} bytes"):
         array[:]
     with pytest.raises(teko.IncompleteError, match="without a prefix"):
-        TekoCodec(prefix=100)._decode_sync(buffer_of(data[:100]), chunk_spec(samples))
+        TekoCodec(prefix=100)._decode_sync(buffer_of(data[:100]), described(samples))
 
 
 def test_damage_is_an_error():
