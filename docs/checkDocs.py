@@ -18,7 +18,7 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-DOCUMENTS = sorted(ROOT.glob('*.md')) + sorted(ROOT.glob('docs/*.md'))
+DOCUMENTS = sorted(ROOT.glob('*.md')) + sorted(ROOT.glob('docs/**/*.md'))
 LINK = re.compile(r'\[[^\]]*\]\(([^)\s]+)\)')
 
 

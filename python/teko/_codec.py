@@ -308,7 +308,7 @@ def cut(data: "Buffer", max_bytes: int | None = None, *, rate: float | None = No
     """
     _check_budget(max_bytes, rate)
     if rate is not None:
-        max_bytes = _budget(info(data), rate)
+        max_bytes = budget_of(info(data), rate)
     if max_bytes is None:
         raise TypeError("how much is to be kept: max_bytes or rate")
     if max_bytes < SMALLEST_FILE:
@@ -319,7 +319,8 @@ def cut(data: "Buffer", max_bytes: int | None = None, *, rate: float | None = No
     return bytes(memoryview(data).cast("B")[:kept])
 
 
-def _budget(found: Info, rate: float) -> int:
+def budget_of(found: Info, rate: float) -> int:
+    """Bytes that a rate leaves of an image."""
     kind = _core.GREY16 if found.dtype.itemsize == 2 else _core.RGB8 if found.channels == 3 else _core.GREY8
     status, budget = _core.budget(kind, found.width, found.height, rate)
     if status != _core.OK:
