@@ -647,16 +647,35 @@ class PrefixStore(WrapperStore[Store]):
     async def _get_of_shard(
         self, key: str, shard: _Shard, wanted: int | None, byte_range: ByteRequest | None
     ) -> bytes | None:
-        index = shard.index(key)
-        if byte_range in (RangeByteRequest(0, shard.index_size), SuffixByteRequest(shard.index_size)):
-            asked = 0 if isinstance(byte_range, RangeByteRequest) else -shard.index_size
-            if index.start == asked:
-                (data,) = await self._read([index], None)
-                return data
+        ends = SuffixByteRequest(shard.index_size), RangeByteRequest(0, shard.index_size)
+        if byte_range == ends[shard.at_start]:
+            return await self._get_index(key, shard)
         if isinstance(byte_range, RangeByteRequest):
             (data,) = await self._get_inner_ranges(key, shard, wanted, [byte_range], 0)
             return data
         return _range_of(await self._get_whole_shard(key, shard, wanted), byte_range)
+
+    def _kept_shard(self, key: str) -> bytes | None:
+        """Return a shard that was read whole, and is in the cache."""
+        kept = self._shared.peek(_Piece(key))
+        return kept.data if kept is not None and kept.complete else None
+
+    async def _get_index(self, key: str, shard: _Shard) -> bytes | None:
+        whole = self._kept_shard(key)
+        if whole is not None:
+            self.stats._add(hits=1)
+            return whole[: shard.index_size] if shard.at_start else whole[-shard.index_size :]
+        (index,) = await self._read([shard.index(key)], None)
+        return index
+
+    async def _read_inner(self, pieces: list[_Piece], wanted: int | None, gap: int) -> list[bytes | None]:
+        """Read the first bytes of inner chunks of one shard."""
+        whole = self._kept_shard(pieces[0].key) if pieces else None
+        if whole is None:
+            return await self._read(pieces, wanted, gap)
+        self.stats._add(hits=len(pieces))
+        entries = [_Entry(whole[piece.start : piece.start + (piece.size or 0)], True) for piece in pieces]
+        return [entry.first(wanted) for entry in entries]
 
     async def _get_inner(
         self,
@@ -677,11 +696,7 @@ class PrefixStore(WrapperStore[Store]):
         self, key: str, shard: _Shard, wanted: int | None, requests: Sequence[RangeByteRequest], gap: int
     ) -> list[bytes | None]:
         """Read ranges of a shard: inner chunks are cut, others not."""
-        whole = self._shared.peek(_Piece(key))
-        if whole is not None and whole.complete:
-            self.stats._add(hits=len(requests))
-            return [_cut_range(whole.data, request, wanted) for request in requests]
-        (index,) = await self._read([shard.index(key)], None)
+        index = await self._get_index(key, shard)
         if index is None:
             return [None] * len(requests)
         inner = {(offset, offset + length) for offset, length in shard.parse(index, key)}
@@ -694,7 +709,7 @@ class PrefixStore(WrapperStore[Store]):
             for request in requests
             if request not in found
         }
-        found.update(zip(pieces, await self._read(list(pieces.values()), wanted, gap), strict=True))
+        found.update(zip(pieces, await self._read_inner(list(pieces.values()), wanted, gap), strict=True))
         return [found[request] for request in requests]
 
     async def _get_whole_shard(self, key: str, shard: _Shard, wanted: int | None) -> bytes | None:
@@ -702,11 +717,7 @@ class PrefixStore(WrapperStore[Store]):
         if wanted is None and await self._recall(shard.index(key)) is None:
             (whole,) = await self._read([_Piece(key)], None)
             return whole
-        kept = self._shared.peek(_Piece(key))
-        if kept is not None and kept.complete:
-            self.stats._add(hits=1)
-            return kept.data
-        (index,) = await self._read([shard.index(key)], None)
+        index = await self._get_index(key, shard)
         if index is None:
             return None
         pieces = [
@@ -714,7 +725,7 @@ class PrefixStore(WrapperStore[Store]):
             for offset, length in shard.parse(index, key)
         ]
         stored = [piece for piece in pieces if piece is not None]
-        chunks = dict(zip(stored, await self._read(stored, wanted, self._max_gap_bytes), strict=True))
+        chunks = dict(zip(stored, await self._read_inner(stored, wanted, self._max_gap_bytes), strict=True))
         return shard.build([None if piece is None else chunks[piece] for piece in pieces])
 
     # The cache, and requests.
@@ -1080,11 +1091,6 @@ def _range_of(data: bytes | None, request: ByteRequest | None) -> bytes | None:
     if isinstance(request, SuffixByteRequest):
         return data[max(0, len(data) - request.suffix) :]
     raise ValueError(f"Unexpected byte_range, got {request}.")
-
-
-def _cut_range(data: bytes, request: RangeByteRequest, wanted: int | None) -> bytes:
-    end = request.end if wanted is None else min(request.end, request.start + wanted)
-    return data[request.start : end]
 
 
 def _cache_key(piece: _Piece) -> str:
