@@ -5,6 +5,7 @@ import asyncio
 import contextlib
 import functools
 import http.server
+import itertools
 import pathlib
 import re
 import shutil
@@ -12,14 +13,16 @@ import socket
 import subprocess
 import threading
 import time
+import urllib.request
 
 import numpy as np
 import pytest
 import teko.zarr
 import zarr
-from zarr.abc.store import RangeByteRequest, SuffixByteRequest
+from zarr.abc.store import RangeByteRequest
 from zarr.storage import FsspecStore, LocalStore, MemoryStore, ObjectStore, WrapperStore, ZipStore
 
+_numbers = itertools.count()
 NGINX = shutil.which("nginx") or shutil.which("/usr/sbin/nginx")
 
 
@@ -233,7 +236,9 @@ def obstore_s3(folder, fill):
     server.start()
     try:
         address = f"http://127.0.0.1:{server._port}"
-        urllib_put(f"{address}/arrays")
+        # The server's state outlives it.
+        bucket = f"arrays{next(_numbers)}"
+        urllib.request.urlopen(urllib.request.Request(f"{address}/{bucket}", method="PUT")).close()
         options = {
             "endpoint": address,
             "access_key_id": "test",
@@ -241,16 +246,10 @@ def obstore_s3(folder, fill):
             "region": "us-east-1",
             "client_options": {"allow_http": True},
         }
-        fill(ObjectStore(obstore.store.S3Store("arrays", **options)))
-        yield ObjectStore(obstore.store.S3Store("arrays", **options), read_only=True)
+        fill(ObjectStore(obstore.store.S3Store(bucket, **options)))
+        yield ObjectStore(obstore.store.S3Store(bucket, **options), read_only=True)
     finally:
         server.stop()
-
-
-def urllib_put(address):
-    import urllib.request
-
-    urllib.request.urlopen(urllib.request.Request(address, method="PUT")).close()
 
 
 @contextlib.contextmanager
@@ -264,5 +263,3 @@ def icechunk_snapshot(folder, fill):
 
 
 ORIGINS = [memory, local, zipped, over_http, obstore_local, obstore_s3, icechunk_snapshot]
-
-__all__ = ["ORIGINS", "SuffixByteRequest"]

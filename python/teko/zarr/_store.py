@@ -15,12 +15,13 @@ from typing import Any, Self
 
 import google_crc32c
 import numpy as np
-from teko._chunks import RAW_MARK
-from teko._errors import Error
 from zarr.abc.store import ByteRequest, OffsetByteRequest, RangeByteRequest, Store, SuffixByteRequest
 from zarr.core.buffer import Buffer, BufferPrototype, default_buffer_prototype
 from zarr.core.sync import sync
 from zarr.storage import MemoryStore, WrapperStore
+
+from teko._chunks import RAW_MARK
+from teko._errors import Error
 
 _HEADER = 10  # bytes of a file before its words
 _WORD = 4
@@ -170,6 +171,10 @@ class _Entry:
 
     def first(self, wanted: int | None) -> bytes:
         return self.data if self.is_raw else self.data[:wanted]
+
+
+def _first(entry: _Entry | None, wanted: int | None) -> bytes | None:
+    return None if entry is None else entry.first(wanted)
 
 
 _Flight = Future[_Entry | None]
@@ -345,7 +350,7 @@ class PrefixStore(WrapperStore[Store]):
         self._shared = _Shared(cache_bytes)
 
     @classmethod
-    async def open(cls, *args: Any, **kwargs: Any) -> Self:  # type: ignore[override]
+    async def open(cls, *args: Any, **kwargs: Any) -> Self:
         """Make a store, as the class does, and open the one below."""
         store = cls(*args, **kwargs)
         await store._ensure_open()
@@ -394,7 +399,7 @@ class PrefixStore(WrapperStore[Store]):
 
     def _like_this(self, **changes: Any) -> Self:
         other = object.__new__(type(self))
-        vars(other).update(vars(self), **changes)
+        other.__dict__.update(vars(self), **changes)
         return other
 
     # What makes it a store.
@@ -431,7 +436,7 @@ class PrefixStore(WrapperStore[Store]):
         """Start with an empty cache."""
         shared = _Shared(state["_cache_bytes"])
         shared.layouts.update(state["_shared"])
-        vars(self).update(state, _shared=shared)
+        self.__dict__.update(state, _shared=shared)
 
     def __str__(self) -> str:
         """Name the store below."""
@@ -492,14 +497,15 @@ class PrefixStore(WrapperStore[Store]):
         """
         try:
             layout = await self._layout_of(key)
-            if layout.shard is not None and not self._is_passed(layout):
-                found = await self._get_inner(key, layout.shard, self._wanted(layout, key), byte_ranges, max_gap_bytes)
-                if None in found:
-                    raise FileNotFoundError(key)
-                yield [(place, prototype.buffer.from_bytes(data or b"")) for place, data in enumerate(found)]
-                return
+            is_ours = layout.ours and not self._is_passed(layout)
+            found = await self._get_several(key, layout, byte_ranges, max_gap_bytes) if is_ours else []
+            if None in found:
+                raise FileNotFoundError(key)
         except Exception as problem:
             raise ExceptionGroup(f"ranges of {key} could not be read", [problem]) from None
+        if is_ours:
+            yield [(place, prototype.buffer.from_bytes(data or b"")) for place, data in enumerate(found)]
+            return
         given = {
             "max_concurrency": max_concurrency,
             "max_gap_bytes": max_gap_bytes,
@@ -531,15 +537,18 @@ class PrefixStore(WrapperStore[Store]):
             batches = self.get_ranges(key, byte_ranges, prototype=prototype, **merging)
             return [pair async for batch in batches for pair in batch]
 
-        return sync(all_of_them())
+        found: list[tuple[int, Buffer | None]] = sync(all_of_them())
+        return found
 
     async def getsize(self, key: str) -> int:
         """Return the size of what is stored, which is not cut."""
-        return await self._store.getsize(key)
+        size: int = await self._store.getsize(key)
+        return size
 
     async def getsize_prefix(self, prefix: str) -> int:
         """Return the size of all that is stored below a path."""
-        return await self._store.getsize_prefix(prefix)
+        size: int = await self._store.getsize_prefix(prefix)
+        return size
 
     # Metadata.
 
@@ -677,20 +686,17 @@ class PrefixStore(WrapperStore[Store]):
         entries = [_Entry(whole[piece.start : piece.start + (piece.size or 0)], True) for piece in pieces]
         return [entry.first(wanted) for entry in entries]
 
-    async def _get_inner(
-        self,
-        key: str,
-        shard: _Shard,
-        wanted: int | None,
-        byte_ranges: Sequence[ByteRequest | None],
-        max_gap_bytes: int | None,
+    async def _get_several(
+        self, key: str, layout: _Layout, byte_ranges: Sequence[ByteRequest | None], max_gap_bytes: int | None
     ) -> list[bytes | None]:
-        if not all(isinstance(request, RangeByteRequest) for request in byte_ranges):
-            tasks = (self._get_of_shard(key, shard, wanted, request) for request in byte_ranges)
-            return await asyncio.gather(*tasks)
-        gap = self._max_gap_bytes if max_gap_bytes is None else min(max_gap_bytes, self._max_gap_bytes)
+        """Read several ranges of a chunk or a shard."""
         requests = [request for request in byte_ranges if isinstance(request, RangeByteRequest)]
-        return await self._get_inner_ranges(key, shard, wanted, requests, gap)
+        if layout.shard is not None and len(requests) == len(byte_ranges):
+            gap = self._max_gap_bytes if max_gap_bytes is None else min(max_gap_bytes, self._max_gap_bytes)
+            return await self._get_inner_ranges(key, layout.shard, self._wanted(layout, key), requests, gap)
+        prototype = default_buffer_prototype()
+        buffers = await asyncio.gather(*(self.get(key, prototype, request) for request in byte_ranges))
+        return [None if buffer is None else buffer.to_bytes() for buffer in buffers]
 
     async def _get_inner_ranges(
         self, key: str, shard: _Shard, wanted: int | None, requests: Sequence[RangeByteRequest], gap: int
@@ -739,14 +745,14 @@ class PrefixStore(WrapperStore[Store]):
             found.update(hits)
             if mine:
                 entries = await self._lead(mine, wanted, gap)
-                found.update((piece, entry and entry.first(wanted)) for piece, entry in entries.items())
+                found.update({piece: _first(entry, wanted) for piece, entry in entries.items()})
             for piece, flight in others.items():
                 try:
                     entry = await asyncio.wrap_future(flight)
                 except _GaveUp:
                     continue
                 if entry is None or entry.suffices(wanted):
-                    found[piece] = entry and entry.first(wanted)
+                    found[piece] = _first(entry, wanted)
             self.stats._add(hits=len(hits) + sum(piece in found for piece in others))
             missing = [piece for piece in missing if piece not in found]
         return [found[piece] for piece in pieces]
@@ -960,7 +966,7 @@ def _parents(key: str) -> Iterator[str]:
 def _array_paths(key: str) -> list[str]:
     """Return where the array may be that a key is a chunk of, the likeliest first."""
     parts = key.split("/")
-    paths = []
+    paths: list[str] = []
     while parts and _CHUNK_KEY.fullmatch(parts[-1]):
         # Keys of zarr 3 begin with a c; those of zarr 2, which it has kept, with a number.
         likely = parts.pop().startswith("c")
@@ -1076,9 +1082,13 @@ def _request_for(piece: _Piece, known: bytes, wanted: int | None) -> ByteRequest
 
 
 def _size_of(request: ByteRequest | None) -> int | None:
+    """Return how many bytes a request asks for, None if that is all there are behind its start."""
+    size: int | None = None
     if isinstance(request, RangeByteRequest):
-        return request.end - request.start
-    return request.suffix if isinstance(request, SuffixByteRequest) else None
+        size = request.end - request.start
+    elif isinstance(request, SuffixByteRequest):
+        size = request.suffix
+    return size
 
 
 def _range_of(data: bytes | None, request: ByteRequest | None) -> bytes | None:
