@@ -1,12 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 """Zarr's own tests of stores, the half of them that reads; and stores, arrays and rates that are made at random."""
 
+import asyncio
+import functools
+import inspect
 import math
 
 import hypothesis
 import numpy as np
 import pytest
-import pytest_asyncio
 from hypothesis import strategies as some
 from store_origins import Counting, read, smooth, write
 from teko.zarr._store import PrefixStore
@@ -39,12 +41,12 @@ class Reads(StoreTests):
     def open_kwargs(self, store_kwargs):
         return store_kwargs
 
-    @pytest_asyncio.fixture
-    async def store(self, open_kwargs):
-        return await self.store_cls.open(**open_kwargs)
+    @pytest.fixture
+    def store(self, open_kwargs):
+        return asyncio.run(self.store_cls.open(**open_kwargs))
 
-    @pytest_asyncio.fixture
-    async def store_not_open(self, store_kwargs):
+    @pytest.fixture
+    def store_not_open(self, store_kwargs):
         return self.store_cls(**store_kwargs)
 
     def test_store_repr(self, store):
@@ -92,23 +94,25 @@ LEFT_OUT = {
 }
 
 
-def _left_out(reason):
-    @pytest.mark.skip(reason=reason)
-    def test(self):
-        """Nothing."""
+def _run(test):
+    """Make a test of a coroutine, with its parameters."""
 
-    return test
+    @functools.wraps(test)
+    def run(*args, **kwargs):
+        asyncio.run(test(*args, **kwargs))
+
+    return run
 
 
-@pytest.mark.asyncio
-@pytest.mark.filterwarnings("ignore:.*is marked with '@pytest.mark.asyncio' but it is not an async function.*")
 class TestReads(Reads):
     pass
 
 
-for _name, _reason in LEFT_OUT.items():
-    if hasattr(StoreTests, _name):
-        setattr(TestReads, _name, _left_out(_reason))
+for _name, _test in inspect.getmembers(Reads, inspect.isfunction):
+    if _name in LEFT_OUT:
+        setattr(TestReads, _name, pytest.mark.skip(reason=LEFT_OUT[_name])(_run(_test)))
+    elif _name.startswith("test_") and inspect.iscoroutinefunction(_test):
+        setattr(TestReads, _name, _run(_test))
 
 
 @pytest.mark.parametrize("prefix", ["", "foo", "foo/"])

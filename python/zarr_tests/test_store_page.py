@@ -10,10 +10,6 @@ import os
 import pathlib
 import re
 
-import pytest
-
-pytest.importorskip("skimage")
-
 PAGE = pathlib.Path(__file__).parents[2] / "docs" / "zarr" / "prefix-store.md"
 BLOCK = re.compile(r"```python\n(?P<code>.*?)```\n(?:```text\n(?P<printed>.*?)```\n)?", re.DOTALL)
 
