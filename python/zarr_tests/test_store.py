@@ -579,7 +579,6 @@ def test_chunks_that_are_stored_as_they_are_come_whole(shards):
     assert store.stats.requests <= requests + 3
 
 
-@pytest.mark.filterwarnings("ignore::zarr.errors.UnstableSpecificationWarning", "ignore::zarr.errors.ZarrUserWarning")
 def test_says_that_arrays_of_the_old_format_are_whole():
     memory = MemoryStore()
     document = {
