@@ -157,10 +157,11 @@ class _Handler(http.server.SimpleHTTPRequestHandler):
     def do_GET(self):
         file = pathlib.Path(self.translate_path(self.path))
         data = file.read_bytes() if file.is_file() else None
-        asked = re.fullmatch(r"bytes=(\d+)-(\d*)", self.headers.get("Range", ""))
+        asked = re.fullmatch(r"bytes=(\d*)-(\d*)", self.headers.get("Range", ""))
         status = 404 if data is None else 200
         if data is not None and asked and self.server.has_ranges:
-            start, end = int(asked[1]), int(asked[2] or len(data)) + 1
+            start = int(asked[1]) if asked[1] else max(0, len(data) - int(asked[2]))
+            end = int(asked[2]) + 1 if asked[1] and asked[2] else len(data)
             status, data = (206, data[start:end]) if start < len(data) else (416, b"")
         self.send_response(status)
         self.send_header("Content-Length", str(len(data or b"")))

@@ -190,8 +190,10 @@ def test_reads_indexes_as_the_metadata_say(location, endian, checksum):
     coarse = read(store)
     assert not coarse[128:].any()
     assert not coarse[:128, 192:].any()
-    assert counting.received(documents=False) == 3 * prefix_size(0.02, 64 * 64 * 2) + 8 * 16 + 4 * checksum
+    expected = 3 * prefix_size(0.02, 64 * 64 * 2) + 8 * 16 + 4 * checksum
+    assert counting.received(documents=False) == expected
     assert np.array_equal(read(store, selection=(slice(10, 20), slice(60, 70))), coarse[10:20, 60:70])
+    assert counting.received(documents=False) == expected
     assert np.array_equal(read(store.refined())[:64, :192], IMAGE[:64, :192])
 
 
@@ -203,6 +205,18 @@ def test_makes_valid_shards():
     sync(copy.set("zarr.json", PROTOTYPE.buffer.from_bytes(get(store, "zarr.json"))))
     sync(copy.set("c/0/0", PROTOTYPE.buffer.from_bytes(shard)))
     assert np.array_equal(read(copy), read(store))
+
+
+def test_refuses_indexes_that_are_damaged():
+    memory = filled((512, 512))
+    shard = bytearray(memory._store_dict["c/0/0"].to_bytes())
+    shard[-10] ^= 1
+    memory._store_dict["c/0/0"] = PROTOTYPE.buffer.from_bytes(bytes(shard))
+    with pytest.raises(PrefixError, match="the index of a shard is damaged"):
+        read(PrefixStore(memory, 0.1))
+    memory._store_dict["c/0/0"] = PROTOTYPE.buffer.from_bytes(b"short")
+    with pytest.raises(PrefixError, match="the index of a shard has 5 bytes and not the 260"):
+        read(PrefixStore(memory, 0.1))
 
 
 def test_merges_requests_where_told():
@@ -286,6 +300,19 @@ def test_a_reader_that_gives_up_leaves_no_one_waiting():
         return len(await asyncio.wait_for(second, 5))
 
     assert asyncio.run(run()) == prefix_size(0.02)
+
+
+def test_one_who_waits_and_gives_up_disturbs_nobody():
+    store = PrefixStore(Slow(filled()), 0.02)
+
+    async def run():
+        await store.get("zarr.json", PROTOTYPE)
+        tasks = [asyncio.create_task(store.get("c/0/0", PROTOTYPE)) for _ in range(3)]
+        await asyncio.sleep(0.01)
+        tasks[1].cancel()
+        return [len(await asyncio.wait_for(tasks[place], 5)) for place in (0, 2)]
+
+    assert asyncio.run(run()) == [prefix_size(0.02)] * 2
 
 
 def test_readers_at_the_same_time_fail_together():
@@ -552,7 +579,6 @@ def test_chunks_that_are_stored_as_they_are_come_whole(shards):
     assert store.stats.requests <= requests + 3
 
 
-@pytest.mark.filterwarnings("ignore::zarr.errors.UnstableSpecificationWarning", "ignore::zarr.errors.ZarrUserWarning")
 def test_says_that_arrays_of_the_old_format_are_whole():
     memory = MemoryStore()
     document = {

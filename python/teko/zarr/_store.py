@@ -2,6 +2,7 @@
 """A zarr store that reads the first bytes of each chunk: the whole array, coarser."""
 
 import asyncio
+import functools
 import json
 import math
 import re
@@ -96,15 +97,6 @@ class _Shard:
     def index(self, key: str) -> "_Piece":
         return _Piece(key, 0 if self.at_start else -self.index_size, self.index_size)
 
-    def parse(self, data: bytes, key: str) -> list[tuple[int, int]]:
-        """Return offset and length of each inner chunk."""
-        if len(data) != self.index_size:
-            raise PrefixError(f"the index of the shard {key} has {len(data)} bytes and not {self.index_size}")
-        if self.checksum and google_crc32c.value(data[:-4]) != int.from_bytes(data[-4:], "little"):
-            raise PrefixError(f"the index of the shard {key} is damaged: its checksum is another")
-        table = np.frombuffer(data, f"{self.order}u8", 2 * self.count).tolist()
-        return list(zip(table[::2], table[1::2], strict=True))
-
     def build(self, chunks: Sequence[bytes | None]) -> bytes:
         """Return a shard of these inner chunks, None for those that are empty."""
         offset = self.index_size if self.at_start else 0
@@ -117,6 +109,31 @@ class _Shard:
             index += google_crc32c.value(index).to_bytes(4, "little")
         body = b"".join(chunk for chunk in chunks if chunk is not None)
         return index + body if self.at_start else body + index
+
+
+@dataclass(frozen=True)
+class _Index:
+    """Where the inner chunks of a shard are.
+
+    Attributes:
+        places: offset and length of each.
+        spans: start and end of those that are stored.
+    """
+
+    places: tuple[tuple[int, int], ...]
+    spans: frozenset[tuple[int, int]]
+
+
+# Readers of inner chunks come one by one, each with the same index.
+@functools.lru_cache(maxsize=64)
+def _parsed_index(shard: _Shard, data: bytes) -> _Index:
+    if len(data) != shard.index_size:
+        raise PrefixError(f"the index of a shard has {len(data)} bytes and not the {shard.index_size} of the metadata")
+    if shard.checksum and google_crc32c.value(data[:-4]) != int.from_bytes(data[-4:], "little"):
+        raise PrefixError("the index of a shard is damaged: its checksum is another")
+    table = np.frombuffer(data, f"{shard.order}u8", 2 * shard.count).tolist()
+    places = tuple(zip(table[::2], table[1::2], strict=True))
+    return _Index(places, frozenset((start, start + size) for start, size in places if start != _EMPTY))
 
 
 @dataclass(frozen=True)
@@ -705,7 +722,7 @@ class PrefixStore(WrapperStore[Store]):
         index = await self._get_index(key, shard)
         if index is None:
             return [None] * len(requests)
-        inner = {(offset, offset + length) for offset, length in shard.parse(index, key)}
+        inner = _parsed_index(shard, index).spans
         found: dict[RangeByteRequest, bytes | None] = {}
         for request in requests:
             if (request.start, request.end) not in inner:
@@ -728,7 +745,7 @@ class PrefixStore(WrapperStore[Store]):
             return None
         pieces = [
             None if (offset, length) == (_EMPTY, _EMPTY) else _Piece(key, offset, length)
-            for offset, length in shard.parse(index, key)
+            for offset, length in _parsed_index(shard, index).places
         ]
         stored = [piece for piece in pieces if piece is not None]
         chunks = dict(zip(stored, await self._read_inner(stored, wanted, self._max_gap_bytes), strict=True))
