@@ -17,10 +17,11 @@ import urllib.request
 
 import numpy as np
 import pytest
-import teko.zarr
 import zarr
 from zarr.abc.store import RangeByteRequest
 from zarr.storage import FsspecStore, LocalStore, MemoryStore, ObjectStore, WrapperStore, ZipStore
+
+import teko.zarr
 
 _numbers = itertools.count()
 NGINX = shutil.which("nginx") or shutil.which("/usr/sbin/nginx")

@@ -6,15 +6,16 @@ import asyncio
 import google_crc32c
 import numpy as np
 import pytest
-import teko
-import teko.zarr
 import zarr
 from samples import inexact, psnr, waves
-from teko.zarr import TekoCodec
 from zarr.core.array_spec import ArrayConfig, ArraySpec
 from zarr.core.buffer import default_buffer_prototype
 from zarr.dtype import parse_dtype
 from zarr.storage import MemoryStore
+
+import teko
+import teko.zarr
+from teko.zarr import TekoCodec
 
 GREY = waves((64, 96), np.uint16)
 

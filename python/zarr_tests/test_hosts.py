@@ -6,10 +6,11 @@ import sys
 
 import numpy as np
 import pytest
-import teko.zarr
 import xarray as xr
 import zarr
 from samples import waves
+
+import teko.zarr
 
 NEVER = "import sys; assert 'teko' not in sys.modules; "
 READERS = {

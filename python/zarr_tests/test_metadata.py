@@ -8,12 +8,13 @@ import types
 import jsonschema
 import numpy as np
 import pytest
-import teko
-import teko.zarr
 import zarr
 from samples import waves
-from teko.zarr import TekoCodec
 from zarr.storage import MemoryStore
+
+import teko
+import teko.zarr
+from teko.zarr import TekoCodec
 
 REGISTRY = pathlib.Path(__file__).parents[2] / "docs" / "zarr" / "codec"
 SCHEMA = json.loads((REGISTRY / "schema.json").read_text())

@@ -8,11 +8,12 @@ import sys
 import numcodecs
 import numpy as np
 import pytest
-import teko
 import zarr
 from samples import inexact, waves
-from teko.numcodecs import Teko
 from zarr.storage import MemoryStore
+
+import teko
+from teko.numcodecs import Teko
 
 GREY = waves((40, 60), np.uint16)
 

@@ -7,13 +7,14 @@ import pickle
 
 import numpy as np
 import pytest
-import teko.zarr
 import zarr
 from conftest import BATCHED, FUSED, HAS_FUSED, pipeline_named
 from hypothesis import given
 from hypothesis import strategies as st
 from samples import waves
 from zarr.storage import MemoryStore
+
+import teko.zarr
 
 DTYPES = ["|u1", "<u2", ">u2", "<i2", ">i2"]
 PIPELINES = [BATCHED, FUSED] if HAS_FUSED else [BATCHED]

@@ -10,13 +10,13 @@ import numpy as np
 import pytest
 import zarr
 from store_origins import Careless, Counting, Slow, Strict, read, smooth, stored, write
-from teko.zarr import TekoCodec
-from teko.zarr._store import ChangedError, OverReadError, PrefixError, PrefixStore
 from zarr.abc.store import OffsetByteRequest, RangeByteRequest, SuffixByteRequest
 from zarr.codecs import BytesCodec, Crc32cCodec, ShardingCodec, ZstdCodec
 from zarr.core.buffer import default_buffer_prototype
 from zarr.core.sync import sync
 from zarr.storage import LocalStore, MemoryStore
+
+from teko.zarr import ChangedError, OverReadError, PrefixError, PrefixStore, TekoCodec
 
 PROTOTYPE = default_buffer_prototype()
 IMAGE = smooth()

@@ -11,12 +11,13 @@ import numpy as np
 import pytest
 from hypothesis import strategies as some
 from store_origins import Counting, read, smooth, write
-from teko.zarr._store import PrefixStore
 from zarr.abc.store import OffsetByteRequest, RangeByteRequest, SuffixByteRequest
 from zarr.core.buffer import cpu, default_buffer_prototype
 from zarr.core.sync import sync
 from zarr.storage import MemoryStore
 from zarr.testing.store import StoreTests
+
+from teko.zarr import PrefixStore
 
 WRITES = "the test writes by the store, and this one reads only"
 

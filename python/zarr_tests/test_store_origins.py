@@ -6,8 +6,9 @@ import pytest
 import zarr
 from conftest import BATCHED, FUSED, HAS_FUSED, pipeline_named
 from store_origins import ORIGINS, Counting, over_http, python_server, read, smooth, write
-from teko.zarr._store import OverReadError, PrefixStore
 from zarr.storage import FsspecStore, LocalStore, MemoryStore
+
+from teko.zarr import OverReadError, PrefixStore
 
 IMAGE = smooth()
 SIZE = 10 + 4 * 164  # 2 % of 128 * 128 * 2 bytes: 655, and so 164 words

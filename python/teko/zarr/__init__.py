@@ -12,7 +12,20 @@ Whoever reads such an array needs this package installed, and need not import it
 
 from teko.zarr._codec import TekoCodec
 from teko.zarr._create import codecs, create_array
+from teko.zarr._store import ChangedError, OverReadError, PrefixError, PrefixStats, PrefixStore
 
-__all__ = ["TekoCodec", "codecs", "create_array"]
+__all__ = [
+    "ChangedError",
+    "OverReadError",
+    "PrefixError",
+    "PrefixStats",
+    "PrefixStore",
+    "TekoCodec",
+    "codecs",
+    "create_array",
+]
 
-TekoCodec.__module__ = "teko.zarr"
+# Where they are to be found, in messages and in documents.
+for _class in (ChangedError, OverReadError, PrefixError, PrefixStats, PrefixStore, TekoCodec):
+    _class.__module__ = "teko.zarr"
+del _class
