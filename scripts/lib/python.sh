@@ -37,6 +37,12 @@ enterEnvironment() {
     export PATH=$environment/bin:$PATH
 }
 
+# testPackage TESTS: of the package that is installed where $PATH begins, without those of what needs zarr
+testPackage() {
+    python -m pytest -q -p no:cacheprovider --doctest-modules --ignore-glob='*/teko/zarr' \
+        --ignore-glob='*/teko/numcodecs.py' --pyargs teko "$1"
+}
+
 # installPackage: builds the wheel, in a folder that is kept for the next time, and installs it
 installPackage() {
     quietly pip install --disable-pip-version-check --no-build-isolation --no-deps --force-reinstall .
