@@ -11,6 +11,7 @@ import re
 import shutil
 import socket
 import subprocess
+import sys
 import threading
 import time
 import urllib.request
@@ -121,18 +122,21 @@ http {{
     access_log {folder}/access.log sent;
     client_body_temp_path {folder}/body; proxy_temp_path {folder}/proxy; fastcgi_temp_path {folder}/fastcgi;
     uwsgi_temp_path {folder}/uwsgi; scgi_temp_path {folder}/scgi;
-    server {{ listen 127.0.0.1:{port}; root {root}; }}
+    server {{ listen {host}:{port}; root {root}; }}
 }}
 """
 
 
 @contextlib.contextmanager
-def nginx(root, folder):
-    """Serve a folder; yield the address, and what the access log says: (method, path, status, bytes)."""
+def nginx(root, folder, host="127.0.0.1", at=()):
+    """Serve a folder; yield the address, and what the access log says: (method, path, status, bytes).
+
+    `at` goes in front of the command, so that the server may run in another network namespace.
+    """
     port = free_port()
     configuration = folder / "nginx.conf"
-    configuration.write_text(_NGINX_CONFIGURATION.format(folder=folder, root=root, port=port))
-    server = subprocess.Popen([NGINX, "-e", folder / "error.log", "-c", configuration, "-p", folder])
+    configuration.write_text(_NGINX_CONFIGURATION.format(folder=folder, root=root, host=host, port=port))
+    server = subprocess.Popen([*at, NGINX, "-e", folder / "error.log", "-c", configuration, "-p", folder])
 
     def log():
         time.sleep(0.2)
@@ -141,10 +145,10 @@ def nginx(root, folder):
 
     try:
         for _ in range(100):
-            with contextlib.suppress(OSError), socket.create_connection(("127.0.0.1", port), 1):
+            with contextlib.suppress(OSError), socket.create_connection((host, port), 1):
                 break
             time.sleep(0.05)
-        yield f"http://127.0.0.1:{port}", log
+        yield f"http://{host}:{port}", log
     finally:
         server.terminate()
         server.wait(10)
@@ -231,27 +235,47 @@ def obstore_local(folder, fill):
 
 
 @contextlib.contextmanager
-def obstore_s3(folder, fill):
-    obstore = pytest.importorskip("obstore")
-    moto = pytest.importorskip("moto.server")
-    server = moto.ThreadedMotoServer("127.0.0.1", free_port(), verbose=False)
-    server.start()
+def moto_server(host="127.0.0.1", at=()):
+    """Run moto's server of S3 in a process of its own; yield its address.
+
+    `at` goes in front of the command, so that the server may run in another network namespace.
+    """
+    pytest.importorskip("moto.server")
+    port = free_port()
+    command = [*at, sys.executable, "-m", "moto.server", "-H", host, "-p", str(port)]
+    server = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        address = f"http://127.0.0.1:{server._port}"
-        # The server's state outlives it.
-        bucket = f"arrays{next(_numbers)}"
-        urllib.request.urlopen(urllib.request.Request(f"{address}/{bucket}", method="PUT")).close()
-        options = {
-            "endpoint": address,
-            "access_key_id": "test",
-            "secret_access_key": "test",
-            "region": "us-east-1",
-            "client_options": {"allow_http": True},
-        }
-        fill(ObjectStore(obstore.store.S3Store(bucket, **options)))
-        yield ObjectStore(obstore.store.S3Store(bucket, **options), read_only=True)
+        for _ in range(400):
+            with contextlib.suppress(OSError), socket.create_connection((host, port), 1):
+                break
+            time.sleep(0.05)
+        yield f"http://{host}:{port}"
     finally:
-        server.stop()
+        server.terminate()
+        server.wait(10)
+
+
+def bucket_maker(address):
+    """Create a bucket on a server of S3; return what makes stores of it."""
+    obstore = pytest.importorskip("obstore")
+    bucket = f"arrays{next(_numbers)}"
+    urllib.request.urlopen(urllib.request.Request(f"{address}/{bucket}", method="PUT")).close()
+    options = {
+        "endpoint": address,
+        "access_key_id": "test",
+        "secret_access_key": "test",
+        "region": "us-east-1",
+        "client_options": {"allow_http": True},
+    }
+    return lambda **kwargs: ObjectStore(obstore.store.S3Store(bucket, **options), **kwargs)
+
+
+@contextlib.contextmanager
+def obstore_s3(folder, fill):
+    with moto_server() as address:
+        store_of = bucket_maker(address)
+        fill(store_of())
+        yield store_of(read_only=True)
 
 
 @contextlib.contextmanager

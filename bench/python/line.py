@@ -1,0 +1,192 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""A large array read over a narrow line: all of it by its first bytes, then more, then whole, and the same in zstd.
+
+usage: bench/python/line.py FOLDER [--side 20480] [--megabits 100] [--rounds 3]
+
+Makes the mosaic of examples/mosaic.py in FOLDER where it is not there, in chunks and in shards of teko and in chunks of
+zstd, and serves it through a line between two network namespaces: by nginx, whose log says what was sent, and by moto's
+server of S3. Needs root, nginx, and ip and tc of iproute2. Prints a table of tab-separated columns."""
+
+import argparse
+import contextlib
+import functools
+import statistics
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import numpy as np
+import zarr
+from zarr.storage import FsspecStore, LocalStore
+from zarr.testing.store import LatencyStore
+
+from teko.zarr import PrefixStore, codecs
+
+HERE = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(HERE / "python" / "zarr_tests"))
+from shaped_line import shaped_line  # noqa: E402
+from store_origins import bucket_maker, moto_server, nginx  # noqa: E402
+
+RATE = 0.02
+CHUNK, SHARD = 1024, 4096
+
+
+def show(*fields):
+    print(*(f"{field:.4g}" if isinstance(field, float) else field for field in fields), sep="\t", flush=True)
+
+
+def make(folder, side):
+    """Make the arrays: the mosaic's finest level, and it again in shards and in zstd."""
+    if not (folder / "mosaic" / "zarr.json").exists():
+        command = [sys.executable, HERE / "examples" / "mosaic.py", folder / "mosaic", "--side", str(side)]
+        subprocess.run([*command, "--report", folder / "report"], check=True, stdout=subprocess.DEVNULL)
+    chunked = zarr.open_array(LocalStore(folder / "mosaic"), path="0", mode="r")
+    kinds = {"shards": {"shards": (SHARD, SHARD), **codecs()}, "zstd": {}}
+    for name, options in kinds.items():
+        if (folder / name / "zarr.json").exists():
+            continue
+        options = {"shape": chunked.shape, "dtype": chunked.dtype, "chunks": (CHUNK, CHUNK), **options}
+        copy = zarr.create_array(LocalStore(folder / name), **options)
+        for y in range(0, side, SHARD):
+            copy[y : y + SHARD] = chunked[y : y + SHARD]
+    return {"chunks": folder / "mosaic" / "0", "shards": folder / "shards", "zstd": folder / "zstd"}
+
+
+def sizes_of(place, inner):
+    """Sizes of the chunks below a folder, which in shards are the inner ones."""
+    files = [file for file in (place / "c").rglob("*") if file.is_file()]
+    if not inner:
+        return [file.stat().st_size for file in files]
+    sizes = []
+    for file in files:
+        index = np.frombuffer(file.read_bytes()[-4 - 16 * inner : -4], "<u8").reshape(-1, 2)
+        sizes += [int(size) for _, size in index if size != 2**64 - 1]
+    return sizes
+
+
+def predicted(place, rate):
+    """What is to be sent of all chunks: the first bytes of each, and of shards their indexes."""
+    metadata = zarr.open_array(LocalStore(place), mode="r")
+    inner = (SHARD // CHUNK) ** 2 if metadata.shards else 0
+    words = max(1, -(-int(round(rate * 2 * CHUNK**2 * 2**20)) // (4 * 2**20)))
+    count = sum(min(10 + 4 * words, size) for size in sizes_of(place, inner))
+    shards = len([file for file in (place / "c").rglob("*") if file.is_file()]) if inner else 0
+    return count + shards * (16 * inner + 4)
+
+
+class Road:
+    """One way to a folder of arrays, and what witnesses there are of what came."""
+
+    def __init__(self, name, store_of, line, log):
+        self.name, self.store_of, self._line, self._log = name, store_of, line, log
+        self._before = (0, 0)
+
+    def measured(self, read):
+        """Return seconds, bytes that the server sent as chunks, bytes on the line, and what was read."""
+        sent, received = self._sent(), self._line.received()
+        start = time.perf_counter()
+        result = read()
+        seconds = time.perf_counter() - start
+        return seconds, self._sent() - sent if self._log else "", self._line.received() - received, result
+
+    def _sent(self):
+        return sum(size for _, path, _, size in self._log() if "/c/" in path) if self._log else 0
+
+
+def whole(store):
+    return np.asarray(zarr.open_array(store, mode="r")[:])
+
+
+def read_all(road, layout, place, rounds):
+    """Read at 2 %, and go on from there to 10 % and to the whole; return the median time of the first."""
+    raw = zarr.open_array(LocalStore(place), mode="r").nbytes
+    expected = predicted(place, RATE)
+    times = []
+    for _ in range(rounds):
+        store = PrefixStore(road.store_of(layout), RATE)
+        seconds, sent, on_line, _ = road.measured(functools.partial(whole, store))
+        times.append(seconds)
+        show(road.name, layout, "2 %", seconds, expected, sent, store.stats.bytes_received, on_line, expected / raw)
+    image = None
+    for name, step in (("then 10 %", store.refined(0.1)), ("then all", store.refined())):
+        before = store.stats.bytes_received
+        seconds, sent, on_line, image = road.measured(functools.partial(whole, step))
+        show(road.name, layout, name, seconds, "", sent, store.stats.bytes_received - before, on_line, "")
+    total = sum(file.stat().st_size for file in (place / "c").rglob("*") if file.is_file())
+    show(road.name, layout, "all three", "", total, "", store.stats.bytes_received, "", store.stats.bytes_received / total)
+    if not np.array_equal(image, zarr.open_array(LocalStore(place), mode="r")[:]):
+        raise SystemExit("the array did not come back")
+    return statistics.median(times)
+
+
+def read_plain(road, layout, place):
+    raw = zarr.open_array(LocalStore(place), mode="r").nbytes
+    seconds, sent, on_line, _ = road.measured(lambda: whole(road.store_of(layout)))
+    total = sum(file.stat().st_size for file in (place / "c").rglob("*") if file.is_file())
+    show(road.name, layout, "whole", seconds, total, sent, "", on_line, total / raw)
+    return seconds
+
+
+@contextlib.contextmanager
+def by_nginx(folder, places, line):
+    with nginx(folder, folder, line.address, line.far) as (address, log):
+        url = {name: f"{address}/{place.relative_to(folder)}" for name, place in places.items()}
+        yield Road("nginx", lambda name: FsspecStore.from_url(url[name], read_only=True), line, log)
+
+
+@contextlib.contextmanager
+def by_moto(places, line):
+    with moto_server(line.address, line.far) as address:
+        stores = {}
+        for name, place in places.items():
+            stores[name] = bucket_maker(address)
+            target = stores[name]()
+            for file in place.rglob("*"):
+                if file.is_file():
+                    key = str(file.relative_to(place))
+                    target.store.put(key, file)
+        yield Road("S3", lambda name: stores[name](read_only=True), line, None)
+
+
+def measure_road(road, places, rounds):
+    first = {layout: read_all(road, layout, places[layout], rounds) for layout in ("chunks", "shards")}
+    plain = {layout: read_plain(road, layout, places[layout]) for layout in ("chunks", "zstd")}
+    for layout, seconds in first.items():
+        show(road.name, layout, "zstd whole / teko 2 %, times sooner", plain["zstd"] / seconds)
+
+
+def measure_latency(places):
+    """Each request takes 50 ms more; nothing else limits."""
+    for layout in ("chunks", "shards"):
+        inner = LatencyStore(LocalStore(places[layout], read_only=True), get_latency=0.05)
+        start = time.perf_counter()
+        whole(PrefixStore(inner, RATE))
+        show("latency of 50 ms", layout, "2 %", time.perf_counter() - start)
+    inner = LatencyStore(LocalStore(places["zstd"], read_only=True), get_latency=0.05)
+    start = time.perf_counter()
+    whole(inner)
+    show("latency of 50 ms", "zstd", "whole", time.perf_counter() - start)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("folder", type=Path)
+    parser.add_argument("--side", type=int, default=20480)
+    parser.add_argument("--megabits", type=int, default=100)
+    parser.add_argument("--rounds", type=int, default=3)
+    options = parser.parse_args()
+    folder = options.folder.resolve()
+    folder.mkdir(parents=True, exist_ok=True)
+    places = make(folder, options.side)
+    show("road", "layout", "read", "seconds", "predicted", "sent", "received", "on the line", "share")
+    measure_latency(places)
+    with shaped_line(options.megabits) as line, by_nginx(folder, places, line) as road:
+        measure_road(road, places, options.rounds)
+    with shaped_line(options.megabits) as line, by_moto(places, line) as road:
+        measure_road(road, places, options.rounds)
+
+
+if __name__ == "__main__":
+    main()

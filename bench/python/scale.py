@@ -1,0 +1,109 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""What examples/mosaic.py takes with more workers, and what engines cost beyond the work itself.
+
+usage: bench/python/scale.py FOLDER [--side 20480] [--rounds 3]
+
+Runs it as a loop without an engine, as two such loops side by side, with one and with two processes of Dask, and with two
+of Cubed, in turn, as many rounds as asked for. Prints the median seconds of each step, the share that two workers reach
+of the speed of two independent loops, and the memory of the process that asks and of the largest worker: a table of
+tab-separated columns."""
+
+import argparse
+import json
+import shutil
+import statistics
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+import psutil
+
+EXAMPLE = Path(__file__).resolve().parents[2] / "examples" / "mosaic.py"
+RUNS = {
+    "loop": [("--engine", "loop")],
+    "two loops": [("--engine", "loop")] * 2,
+    "Dask, 1": [("--engine", "dask", "--workers", "1")],
+    "Dask, 2": [("--engine", "dask", "--workers", "2")],
+    "Cubed, 2": [("--engine", "cubed", "--workers", "2")],
+}
+
+
+class Memory(threading.Thread):
+    """Watches how much the children of a process have in memory, each for itself."""
+
+    def __init__(self, process):
+        super().__init__(daemon=True)
+        self.largest = 0
+        self._process = psutil.Process(process)
+
+    def run(self):
+        while self._process.is_running() and self._process.status() != psutil.STATUS_ZOMBIE:
+            for child in self._children():
+                try:
+                    self.largest = max(self.largest, child.memory_info().rss)
+                except psutil.Error:
+                    continue
+            time.sleep(0.1)
+
+    def _children(self):
+        try:
+            return self._process.children(recursive=True)
+        except psutil.Error:
+            return []
+
+
+def run(folder, side, variants):
+    """Run the example in each variant at the same time; return their reports."""
+    started = []
+    for number, variant in enumerate(variants):
+        place = folder / str(number)
+        options = [*variant, "--side", str(side), "--report", folder / f"report{number}"]
+        process = subprocess.Popen([sys.executable, EXAMPLE, place, *options], stdout=subprocess.DEVNULL)
+        memory = Memory(process.pid)
+        memory.start()
+        started.append((process, memory, folder / f"report{number}"))
+    reports = []
+    for process, memory, report in started:
+        if process.wait() != 0:
+            raise SystemExit("the example failed")
+        memory.join()
+        reports.append({**json.loads((report / "report.json").read_text()), "worker": memory.largest})
+    for number in range(len(variants)):
+        shutil.rmtree(folder / str(number))
+    return reports
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("folder", type=Path)
+    parser.add_argument("--side", type=int, default=20480)
+    parser.add_argument("--rounds", type=int, default=3)
+    options = parser.parse_args()
+    options.folder.mkdir(parents=True, exist_ok=True)
+    found = {name: [] for name in RUNS}
+    for _ in range(options.rounds):
+        for name, variants in RUNS.items():
+            found[name].append(run(options.folder, options.side, variants))
+    steps = list(found["loop"][0][0]["seconds"])
+    print("run", *steps, "all", "MB it grew by", "MB of a worker", sep="\t")
+    total = {}
+    for name, rounds in found.items():
+        # Of two that run side by side, the later one ends the round.
+        times = [[max(one["seconds"][step] for one in reports) for step in steps] for reports in rounds]
+        total[name] = [sum(row) for row in times]
+        medians = [statistics.median(column) for column in zip(*times, strict=True)]
+        reports = [one for reports in rounds for one in reports]
+        growth, worker = (max(one[what] for one in reports) / 1e6 for what in ("clientGrowth", "worker"))
+        figures = [*medians, statistics.median(total[name]), growth, worker]
+        print(name, *(f"{figure:.1f}" for figure in figures), sep="\t", flush=True)
+    for engine in ("Dask, 2", "Cubed, 2"):
+        # Two loops side by side do twice the work.
+        shares = [two / (2 * one) for two, one in zip(total["two loops"], total[engine], strict=True)]
+        print(f"{engine}: share of two loops' speed", f"{statistics.median(shares):.2f}", sep="\t")
+
+
+if __name__ == "__main__":
+    main()
