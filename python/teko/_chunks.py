@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any, Literal
 import numpy as np
 
 from teko._arrays import LONGEST_SIDE, Array, check_bits
-from teko._codec import SMALLEST_FILE, Info, budget_of, decode, encode, info
+from teko._codec import SMALLEST_FILE, Info, budget_of, check_budget, decode, encode, info
 from teko._errors import DataError, ImageError, ImageTypeError, IncompleteError, InexactError
 
 if TYPE_CHECKING:
@@ -104,14 +104,9 @@ class Chunks:
         self._check_budget()
 
     def _check_budget(self) -> None:
-        if self.rate is not None and self.max_bytes is not None:
-            raise TypeError("max_bytes and rate are two ways to say the same: give one of them")
         if self.rate is not None and (isinstance(self.rate, bool) or not isinstance(self.rate, (int, float))):
             raise TypeError(f"rate is a number, not {self.rate!r}")
-        if self.rate is not None and not 0 < self.rate <= 1:
-            raise ValueError(f"rate={self.rate} is out of range: it is a share of the raw size, above 0 and up to 1")
-        if self.max_bytes is not None and self.max_bytes < SMALLEST_FILE:
-            raise ValueError(f"max_bytes={self.max_bytes} is too small: a chunk takes {SMALLEST_FILE} bytes at least")
+        check_budget(self.max_bytes, self.rate, of="a chunk")
         if self.has_budget and self.on_inexact != "raise":
             raise ValueError("on_inexact is for chunks that are exact, which rate and max_bytes do not promise")
 
@@ -252,12 +247,17 @@ class Chunks:
         return chunk.reshape(shape), np.moveaxis(planes, 0, -1)
 
 
-def _check_match(data: "Buffer", image: Tall, dtype: "np.dtype[Any]") -> None:
-    """Refuse a file of another image than the chunk's."""
+def info_of_chunk(data: "Buffer") -> Info:
+    """Describe a chunk by its file."""
     size = memoryview(data).nbytes
     if size < SMALLEST_FILE:
         raise IncompleteError(f"a chunk was cut: of its file there are {size} bytes, and {SMALLEST_FILE} are the least")
-    found = info(data)
+    return info(data)
+
+
+def _check_match(data: "Buffer", image: Tall, dtype: "np.dtype[Any]") -> None:
+    """Refuse a file of another image than the chunk's."""
+    found = info_of_chunk(data)
     if found.shape != image.shape or found.dtype.itemsize != dtype.itemsize:
         raise DataError(
             f"a chunk holds an image of {found.dtype} of shape {found.shape}, and the array's metadata ask for one of "
