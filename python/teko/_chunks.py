@@ -17,11 +17,15 @@ if TYPE_CHECKING:
 RAW_MARK = b"TKRW"
 """What a chunk starts with that holds its samples as they are."""
 
+CURE_OF_CUT = "write or copy it again"
+
 SHORTEST_SIDE = 4
 ON_INEXACT = ("raise", "store_raw")
 
 # Of the axis of the colours, from the end.
 _PLACES = {"last": -1, "first": -3}
+
+_CURE_BY_DECODING = f"{CURE_OF_CUT}; teko.decode gives an approximation of what is there"
 
 _CAST = "zarr's filters scale_offset and cast_value in front make integers of them, where zarr has them; else"
 _CURES = {
@@ -228,13 +232,15 @@ class Chunks:
         _check_match(data, image, dtype)
         wanted = None if cut else self.size(shape, dtype)
         if wanted is not None and size < wanted:
-            raise IncompleteError(f"a chunk was cut: it has {size} of its {wanted} bytes")
+            raise IncompleteError(f"a chunk was cut: it has {size} of its {wanted} bytes; {_CURE_BY_DECODING}")
         chunk, pixels = self._target(image, shape, dtype)
         complete = not cut and wanted is None
         try:
             decode(data, out=pixels, complete=complete, max_pixels=image.shape[0] * image.width)
         except IncompleteError as error:
-            raise IncompleteError(f"a chunk was cut: it ends after {size} bytes, before it is complete") from error
+            raise IncompleteError(
+                f"a chunk was cut: it ends after {size} bytes, before it is complete; {_CURE_BY_DECODING}"
+            ) from error
         return chunk
 
     def _target(self, image: Tall, shape: tuple[int, ...], dtype: "np.dtype[Any]") -> tuple[Array, Array]:
@@ -251,7 +257,9 @@ def info_of_chunk(data: "Buffer") -> Info:
     """Describe a chunk by its file."""
     size = memoryview(data).nbytes
     if size < SMALLEST_FILE:
-        raise IncompleteError(f"a chunk was cut: of its file there are {size} bytes, and {SMALLEST_FILE} are the least")
+        raise IncompleteError(
+            f"a chunk was cut: of its file there are {size} bytes, and {SMALLEST_FILE} are the least; {CURE_OF_CUT}"
+        )
     return info(data)
 
 
@@ -271,6 +279,6 @@ def _raw_chunk(data: "Buffer", shape: tuple[int, ...], dtype: "np.dtype[Any]") -
     if samples.nbytes != wanted:
         raise IncompleteError(
             f"a chunk of samples as they are has {len(samples) + len(RAW_MARK)} of its {wanted + len(RAW_MARK)} bytes; "
-            "a part of it is no approximation of the whole: read it without a prefix"
+            f"a part of it is no approximation of the whole: read it without a prefix; if it was cut, {CURE_OF_CUT}"
         )
     return np.frombuffer(samples, dtype.newbyteorder("<")).reshape(shape).astype(dtype)

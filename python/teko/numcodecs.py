@@ -16,7 +16,7 @@ from numcodecs.abc import Codec
 from numcodecs.compat import ensure_contiguous_ndarray, ndarray_copy
 
 from teko._arrays import Array
-from teko._chunks import RAW_MARK, Chunks, info_of_chunk
+from teko._chunks import CURE_OF_CUT, RAW_MARK, Chunks, info_of_chunk
 from teko._errors import ImageError, ImageTypeError, IncompleteError
 
 if TYPE_CHECKING:
@@ -113,7 +113,9 @@ class Teko(Codec):  # type: ignore[misc,unused-ignore]
             return samples
         dtype = np.dtype(self.dtype)
         if samples.nbytes % dtype.itemsize:
-            raise IncompleteError(f"a chunk was cut: {data.nbytes} bytes do not end with a sample of {dtype}")
+            raise IncompleteError(
+                f"a chunk was cut: {data.nbytes} bytes do not end with a sample of {dtype}; {CURE_OF_CUT}"
+            )
         little: Array = samples.view(dtype.newbyteorder("<"))
         return little.astype(dtype)
 

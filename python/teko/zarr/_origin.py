@@ -176,8 +176,8 @@ class Origin:
         self.shared.count(over_read=count)
         if count and self.strict:
             raise OverReadError(
-                f"the store below sent {count} bytes more than were asked for: its server ignores ranges; "
-                "strict=False lets that pass"
+                f"the store below sent {count} bytes more than were asked for: its server ignores ranges; serve the "
+                "array by one that answers them with status 206, or let it pass by strict=False"
             )
 
 
