@@ -48,7 +48,7 @@ _version = _core.version()
 __version__ = f"{_version >> 16}.{_version >> 8 & 255}.{_version & 255}"
 
 # Where they are to be found, in messages and in documents.
-for _class in (DamageWarning, DataError, Error, ImageError, ImageTypeError, IncompleteError, InexactError, LimitError):
-    _class.__module__ = "teko"
-Info.__module__ = "teko"
-del _class, _version
+for _name in __all__:
+    if isinstance(vars()[_name], type):
+        vars()[_name].__module__ = "teko"
+del _name, _version

@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any, Literal
 import numpy as np
 
 from teko._arrays import LONGEST_SIDE, Array, check_bits
-from teko._codec import SMALLEST_FILE, Info, budget_of, decode, encode, info
+from teko._codec import SMALLEST_FILE, Info, budget_of, check_budget, decode, encode, info
 from teko._errors import DataError, ImageError, ImageTypeError, IncompleteError, InexactError
 
 if TYPE_CHECKING:
@@ -17,11 +17,15 @@ if TYPE_CHECKING:
 RAW_MARK = b"TKRW"
 """What a chunk starts with that holds its samples as they are."""
 
+CURE_OF_CUT = "write or copy it again"
+
 SHORTEST_SIDE = 4
 ON_INEXACT = ("raise", "store_raw")
 
 # Of the axis of the colours, from the end.
 _PLACES = {"last": -1, "first": -3}
+
+_CURE_BY_DECODING = f"{CURE_OF_CUT}; teko.decode gives an approximation of what is there"
 
 _CAST = "zarr's filters scale_offset and cast_value in front make integers of them, where zarr has them; else"
 _CURES = {
@@ -104,14 +108,9 @@ class Chunks:
         self._check_budget()
 
     def _check_budget(self) -> None:
-        if self.rate is not None and self.max_bytes is not None:
-            raise TypeError("max_bytes and rate are two ways to say the same: give one of them")
         if self.rate is not None and (isinstance(self.rate, bool) or not isinstance(self.rate, (int, float))):
             raise TypeError(f"rate is a number, not {self.rate!r}")
-        if self.rate is not None and not 0 < self.rate <= 1:
-            raise ValueError(f"rate={self.rate} is out of range: it is a share of the raw size, above 0 and up to 1")
-        if self.max_bytes is not None and self.max_bytes < SMALLEST_FILE:
-            raise ValueError(f"max_bytes={self.max_bytes} is too small: a chunk takes {SMALLEST_FILE} bytes at least")
+        check_budget(self.max_bytes, self.rate, of="a chunk")
         if self.has_budget and self.on_inexact != "raise":
             raise ValueError("on_inexact is for chunks that are exact, which rate and max_bytes do not promise")
 
@@ -233,13 +232,15 @@ class Chunks:
         _check_match(data, image, dtype)
         wanted = None if cut else self.size(shape, dtype)
         if wanted is not None and size < wanted:
-            raise IncompleteError(f"a chunk was cut: it has {size} of its {wanted} bytes")
+            raise IncompleteError(f"a chunk was cut: it has {size} of its {wanted} bytes; {_CURE_BY_DECODING}")
         chunk, pixels = self._target(image, shape, dtype)
         complete = not cut and wanted is None
         try:
             decode(data, out=pixels, complete=complete, max_pixels=image.shape[0] * image.width)
         except IncompleteError as error:
-            raise IncompleteError(f"a chunk was cut: it ends after {size} bytes, before it is complete") from error
+            raise IncompleteError(
+                f"a chunk was cut: it ends after {size} bytes, before it is complete; {_CURE_BY_DECODING}"
+            ) from error
         return chunk
 
     def _target(self, image: Tall, shape: tuple[int, ...], dtype: "np.dtype[Any]") -> tuple[Array, Array]:
@@ -252,12 +253,19 @@ class Chunks:
         return chunk.reshape(shape), np.moveaxis(planes, 0, -1)
 
 
-def _check_match(data: "Buffer", image: Tall, dtype: "np.dtype[Any]") -> None:
-    """Refuse a file of another image than the chunk's."""
+def info_of_chunk(data: "Buffer") -> Info:
+    """Describe a chunk by its file."""
     size = memoryview(data).nbytes
     if size < SMALLEST_FILE:
-        raise IncompleteError(f"a chunk was cut: of its file there are {size} bytes, and {SMALLEST_FILE} are the least")
-    found = info(data)
+        raise IncompleteError(
+            f"a chunk was cut: of its file there are {size} bytes, and {SMALLEST_FILE} are the least; {CURE_OF_CUT}"
+        )
+    return info(data)
+
+
+def _check_match(data: "Buffer", image: Tall, dtype: "np.dtype[Any]") -> None:
+    """Refuse a file of another image than the chunk's."""
+    found = info_of_chunk(data)
     if found.shape != image.shape or found.dtype.itemsize != dtype.itemsize:
         raise DataError(
             f"a chunk holds an image of {found.dtype} of shape {found.shape}, and the array's metadata ask for one of "
@@ -271,6 +279,6 @@ def _raw_chunk(data: "Buffer", shape: tuple[int, ...], dtype: "np.dtype[Any]") -
     if samples.nbytes != wanted:
         raise IncompleteError(
             f"a chunk of samples as they are has {len(samples) + len(RAW_MARK)} of its {wanted + len(RAW_MARK)} bytes; "
-            "a part of it is no approximation of the whole: read it without a prefix"
+            f"a part of it is no approximation of the whole: read it without a prefix; if it was cut, {CURE_OF_CUT}"
         )
     return np.frombuffer(samples, dtype.newbyteorder("<")).reshape(shape).astype(dtype)

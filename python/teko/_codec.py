@@ -43,13 +43,19 @@ def _problem(status: int) -> Exception:
     return Error(text)
 
 
-def _check_budget(max_bytes: int | None, rate: float | None) -> None:
+def check_rate(rate: float | None) -> None:
+    """Refuse a rate that is none."""
+    if rate is not None and not 0 < rate <= 1:
+        raise ValueError(f"rate={rate} is out of range: it is a share of the raw size, above 0 and up to 1")
+
+
+def check_budget(max_bytes: int | None, rate: float | None, *, of: str = "an image") -> None:
+    """Refuse both, and either out of range."""
     if max_bytes is not None and rate is not None:
         raise TypeError("max_bytes and rate are two ways to say the same: give one of them")
     if max_bytes is not None and max_bytes < SMALLEST_FILE:
-        raise ValueError(f"max_bytes={max_bytes} is too small: an image takes {SMALLEST_FILE} bytes at least")
-    if rate is not None and not 0 < rate <= 1:
-        raise ValueError(f"rate={rate} is out of range: it is a share of the raw size, above 0 and up to 1")
+        raise ValueError(f"max_bytes={max_bytes} is too small: {of} takes {SMALLEST_FILE} bytes at least")
+    check_rate(rate)
 
 
 def encode(
@@ -94,7 +100,7 @@ def encode(
     >>> len(teko.encode(image, max_bytes=500)), len(teko.encode(image, rate=0.05))
     (500, 480)
     """
-    _check_budget(max_bytes, rate)
+    check_budget(max_bytes, rate)
     pixels = samples_of(array)
     check_sides(pixels)
     significant = check_bits(pixels, bits)
@@ -306,7 +312,7 @@ def cut(data: "Buffer", max_bytes: int | None = None, *, rate: float | None = No
     >>> len(teko.cut(data, 1000)), len(teko.cut(data, rate=0.01))
     (998, 198)
     """
-    _check_budget(max_bytes, rate)
+    check_budget(max_bytes, rate)
     if rate is not None:
         max_bytes = budget_of(info(data), rate)
     if max_bytes is None:

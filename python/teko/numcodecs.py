@@ -16,8 +16,7 @@ from numcodecs.abc import Codec
 from numcodecs.compat import ensure_contiguous_ndarray, ndarray_copy
 
 from teko._arrays import Array
-from teko._chunks import RAW_MARK, Chunks
-from teko._codec import SMALLEST_FILE, info
+from teko._chunks import CURE_OF_CUT, RAW_MARK, Chunks, info_of_chunk
 from teko._errors import ImageError, ImageTypeError, IncompleteError
 
 if TYPE_CHECKING:
@@ -100,11 +99,7 @@ class Teko(Codec):  # type: ignore[misc,unused-ignore]
         return chunk if out is None else ndarray_copy(chunk, out)
 
     def _decoded(self, data: Array) -> Array:
-        if data.nbytes < SMALLEST_FILE:
-            raise IncompleteError(
-                f"a chunk was cut: of its file there are {data.nbytes} bytes, and {SMALLEST_FILE} are the least"
-            )
-        found = info(data.data)
+        found = info_of_chunk(data.data)
         dtype = np.dtype(self.dtype or found.dtype.newbyteorder("<"))
         shape = found.shape
         if found.channels == 3 and self._chunks.colour == "first":
@@ -118,7 +113,9 @@ class Teko(Codec):  # type: ignore[misc,unused-ignore]
             return samples
         dtype = np.dtype(self.dtype)
         if samples.nbytes % dtype.itemsize:
-            raise IncompleteError(f"a chunk was cut: {data.nbytes} bytes do not end with a sample of {dtype}")
+            raise IncompleteError(
+                f"a chunk was cut: {data.nbytes} bytes do not end with a sample of {dtype}; {CURE_OF_CUT}"
+            )
         little: Array = samples.view(dtype.newbyteorder("<"))
         return little.astype(dtype)
 

@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Images that the tests make, of every kind that there is."""
+"""Images that the tests make, of every kind that there is, and files that only ask for one."""
+
+import struct
 
 import numpy as np
 
@@ -39,3 +41,8 @@ def waves(kind, height, width, grain=0.02, seed=1):
         wave = wave * np.array([1.0, 0.8, -0.6])
     wave = wave + grain * np.random.default_rng(seed).uniform(-1, 1, wave.shape)
     return np.rint(least + (0.5 + wave) * (most - least)).clip(least, most).astype(dtype_of(kind))
+
+
+def header(width, height, kind=1, bits=8):
+    """Make 14 bytes that ask for an image."""
+    return b"TK10" + bytes([kind, bits]) + struct.pack("<HH", width, height) + bytes(4)

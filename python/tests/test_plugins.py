@@ -2,12 +2,11 @@
 """Teko files in Pillow and in imageio."""
 
 import io
-import struct
 
 import imageio.v3 as iio
 import numpy as np
 import pytest
-from pictures import noise, waves
+from pictures import header, noise, waves
 from PIL import Image, ImageFile, UnidentifiedImageError
 
 import teko
@@ -18,11 +17,6 @@ MODES = {"L": "grey8", "I;16": "grey16", "RGB": "rgb8"}
 GREY = waves("grey8", 120, 200)
 DEEP = waves("grey16", 120, 200)
 COLOUR = waves("rgb8", 120, 200)
-
-
-def header(width, height, kind=1):
-    """Make 14 bytes that ask for an image."""
-    return b"TK10" + bytes([kind, 8]) + struct.pack("<HH", width, height) + bytes(4)
 
 
 def opened(data):

@@ -3,14 +3,13 @@
 
 import pickle
 import resource
-import struct
 import subprocess
 import sys
 import tracemalloc
 
 import numpy as np
 import pytest
-from pictures import noise, waves
+from pictures import header, noise, waves
 
 import teko
 
@@ -18,11 +17,6 @@ GREY = noise("grey8", 20, 30)
 DEEP = noise("grey16", 20, 30)
 COLOUR = noise("rgb8", 20, 30)
 FILE = teko.encode(GREY)
-
-
-def header(width, height, kind=1, bits=8):
-    """Make 14 bytes that ask for an image."""
-    return b"TK10" + bytes([kind, bits]) + struct.pack("<HH", width, height) + bytes(4)
 
 
 def test_the_header_of_these_tests_is_that_of_files():

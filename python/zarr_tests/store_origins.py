@@ -16,43 +16,12 @@ import threading
 import time
 import urllib.request
 
-import numpy as np
 import pytest
-import zarr
 from zarr.abc.store import RangeByteRequest
 from zarr.storage import FsspecStore, LocalStore, MemoryStore, ObjectStore, WrapperStore, ZipStore
 
-import teko.zarr
-
 _numbers = itertools.count()
 NGINX = shutil.which("nginx") or shutil.which("/usr/sbin/nginx")
-
-
-def smooth(shape=(512, 512), dtype="uint16", noise=20, seed=0):
-    """Something like a photograph: smooth, with noise."""
-    dtype = np.dtype(dtype)
-    amplitude = np.iinfo(dtype).max / 4
-    axes = np.meshgrid(*(np.linspace(0, 3 + place, side) for place, side in enumerate(shape)), indexing="ij")
-    waves = sum(np.sin(3 * axis) for axis in axes) / len(shape)
-    grain = np.random.default_rng(seed).normal(0, noise if dtype.itemsize == 2 else noise / 10, shape)
-    return np.clip(amplitude * (1 + waves) + grain, 0, np.iinfo(dtype).max).astype(dtype)
-
-
-def write(store, image, chunks=(128, 128), shards=None, path=None, **options):
-    """Put an image into a store."""
-    array = teko.zarr.create_array(
-        store, shape=image.shape, dtype=image.dtype, chunks=chunks, shards=shards, name=path, **options
-    )
-    array[...] = image
-
-
-def read(store, path=None, selection=...):
-    return np.asarray(zarr.open_array(store, path=path, mode="r")[selection])
-
-
-def stored(store):
-    """Return the sizes of what a store in memory holds, by key."""
-    return {key: len(value) for key, value in store._store_dict.items()}
 
 
 class Counting(WrapperStore):

@@ -64,7 +64,7 @@ def test_a_cut_chunk_is_an_error(kept, pipeline):
     array = teko.zarr.create_array(store, data=GREY, chunks=GREY.shape)
     _, data = stored(store)
     put(store, data[:kept])
-    with pytest.raises(teko.IncompleteError, match=f"{len(data[:kept])} bytes"):
+    with pytest.raises(teko.IncompleteError, match=f"{len(data[:kept])} bytes.*; write or copy it again"):
         array[:]
 
 
@@ -76,8 +76,24 @@ def test_a_cut_chunk_of_fixed_size_is_an_error(options, kept, pipeline):
     _, data = stored(store)
     assert len(data) == 1228
     put(store, data[:kept])
-    with pytest.raises(teko.IncompleteError, match=f"{kept} .*bytes"):
+    with pytest.raises(teko.IncompleteError, match=f"{kept} .*bytes.*; write or copy it again"):
         array[:]
+
+
+@pytest.mark.parametrize("options", [{}, {"rate": 0.2}])
+def test_what_is_left_of_a_cut_chunk_is_an_approximation(options):
+    samples = waves((128, 96), np.uint16)
+    store = MemoryStore()
+    teko.zarr.create_array(store, data=samples, chunks=(64, 96), **options)
+    whole = store._store_dict["c/0/0"].to_bytes()
+    store._store_dict["c/0/0"] = buffer_of(whole[:1001])
+    with pytest.raises(teko.IncompleteError, match=r"teko\.decode gives an approximation"):
+        zarr.open_array(store)[:]
+    coarse = zarr.open_array(teko.zarr.PrefixStore(store, bytes_per_chunk=1001), mode="r")[:]
+    assert psnr(samples, coarse) > 25
+    assert np.array_equal(teko.decode(whole[:1001]), coarse[:64])
+    with pytest.raises(teko.IncompleteError, match=r"1001 .*bytes"):
+        zarr.open_array(teko.zarr.PrefixStore(store, bytes_per_chunk=1006), mode="r")[:]
 
 
 def test_a_cut_chunk_within_a_shard_is_an_error(pipeline):

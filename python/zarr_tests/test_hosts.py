@@ -1,16 +1,20 @@
 # SPDX-License-Identifier: Apache-2.0
 """Processes that never import teko read our arrays, by zarr, xarray and dask; and what they say without the package."""
 
-import subprocess
-import sys
+import pathlib
+import pickle
 
 import numpy as np
 import pytest
 import xarray as xr
 import zarr
+from processes import run
 from samples import waves
+from zarr.storage import LocalStore
 
 import teko.zarr
+
+TRAPS = (pathlib.Path(__file__).parents[2] / "docs" / "zarr" / "README.md").read_text().split("## Traps")[1]
 
 NEVER = "import sys; assert 'teko' not in sys.modules; "
 READERS = {
@@ -24,11 +28,6 @@ READERS = {
         "    found = dask.array.from_zarr(path).compute(scheduler='processes', num_workers=2)"
     ),
 }
-
-
-def run(code, *arguments):
-    """Run code in a process of its own."""
-    return subprocess.run([sys.executable, "-c", code, *map(str, arguments)], capture_output=True, text=True)
 
 
 @pytest.mark.parametrize("shards", [None, (2, 64, 64)])
@@ -58,20 +57,48 @@ def test_written_without_importing(tmp_path):
     assert zarr.open_array(tmp_path / "image").metadata.codecs == (teko.zarr.TekoCodec(bits=7),)
 
 
+HIDDEN = "import pickle, sys, processes; processes.hide_teko(); import zarr; "
+SENT = "No module named 'teko'"
+
+
 def test_without_the_package_zarr_names_the_codec(tmp_path):
     teko.zarr.create_array(tmp_path / "image", data=waves((20, 30), np.uint8), chunks=(20, 30))
-    hide = """
-import importlib.metadata as metadata, sys
-all_of = metadata.Distribution.entry_points.fget
-none = metadata.EntryPoints()
-metadata.Distribution.entry_points = property(lambda found: none if found.name == 'teko' else all_of(found))
-import zarr
-zarr.open_array(sys.argv[1])
+    done = run(f"{HIDDEN}print(zarr.open_array(sys.argv[1])[:])", tmp_path / "image")
+    assert (done.returncode, done.stdout) == (1, "")
+    said = done.stderr.splitlines()[-1]
+    assert "UnknownCodecError" in said
+    assert "'teko'" in said
+    assert "`UnknownCodecError` that names `'teko'`" in TRAPS
+
+
+@pytest.mark.parametrize("rate", [None, 0.1])
+def test_without_the_package_nothing_opened_can_be_received(rate, tmp_path):
+    samples = waves((20, 30), np.uint8)
+    teko.zarr.create_array(tmp_path / "image", data=samples, chunks=(20, 30))
+    store = LocalStore(tmp_path / "image")
+    array = zarr.open_array(store if rate is None else teko.zarr.PrefixStore(store, rate), mode="r")
+    (tmp_path / "array.pickle").write_bytes(pickle.dumps(array))
+    receive = "print(pickle.load(open(sys.argv[1], 'rb'))[:].shape)"
+    done = run(HIDDEN + receive, tmp_path / "array.pickle")
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr.splitlines()[-1].startswith(f"ModuleNotFoundError: {SENT}")
+    assert f"`ModuleNotFoundError: {SENT}`" in TRAPS
+    assert run(f"import pickle, sys; {receive}", tmp_path / "array.pickle").stdout == "(20, 30)\n"
+
+
+def test_a_worker_of_dask_without_the_package_says_so(tmp_path):
+    teko.zarr.create_array(tmp_path / "image", data=waves((20, 30), np.uint8), chunks=(20, 30))
+    code = """
+import sys, dask, dask.array, processes
+if __name__ == "__main__":
+    array = dask.array.from_zarr(sys.argv[1])
+    with dask.config.set({"multiprocessing.initializer": INITIALIZER}):
+        print(array.compute(scheduler="processes", num_workers=1).shape)
 """
-    done = run(hide, tmp_path / "image")
-    assert done.returncode != 0
-    assert "teko" in done.stderr.splitlines()[-1]
-    assert "UnknownCodecError" in done.stderr or "KeyError" in done.stderr
+    done = run(code.replace("INITIALIZER", "processes.hide_teko"), tmp_path / "image")
+    assert (done.returncode, done.stdout) == (1, "")
+    assert f"ModuleNotFoundError: {SENT}" in done.stderr
+    assert run(code.replace("INITIALIZER", "None"), tmp_path / "image").stdout == "(20, 30)\n"
 
 
 @pytest.mark.parametrize("lazy", [False, True])

@@ -118,6 +118,18 @@ def test_refused_at_creation(options, error, text, sharded):
     assert store._store_dict == {}
 
 
+def test_the_cures_of_the_page_cure():
+    shares = waves((20, 30), np.uint16) / np.float64(65535)
+    with pytest.raises(teko.ImageTypeError, match=r"numpy\.rint\(array \* 65535\)\.astype\('uint16'\)"):
+        teko.zarr.create_array({}, data=shares, chunks=shares.shape)
+    scaled = teko.zarr.create_array({}, data=np.rint(shares * 65535).astype("uint16"), chunks=shares.shape)
+    assert np.array_equal(scaled[:] / 65535, shares)
+    flat = waves((3, 64), np.uint8)
+    with pytest.raises(teko.ImageError, match="choose chunks that are larger"):
+        teko.zarr.create_array({}, data=flat, chunks=(3, 64))
+    assert np.array_equal(teko.zarr.create_array({}, data=flat, chunks=(4, 64))[:], flat)
+
+
 @pytest.mark.parametrize(("options", "error", "text"), REFUSED)
 def test_refused_by_zarr_itself(options, error, text):
     options = {"dtype": "uint8", "chunks": (64, 64), **options}

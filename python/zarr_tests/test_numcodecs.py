@@ -2,13 +2,12 @@
 """The codec for Zarr 2."""
 
 import json
-import subprocess
-import sys
 
 import numcodecs
 import numpy as np
 import pytest
 import zarr
+from processes import run
 from samples import inexact, waves
 from zarr.storage import MemoryStore
 
@@ -74,18 +73,11 @@ def test_metadata():
 def test_a_process_that_never_imports_it(tmp_path):
     stored(GREY, Teko(bits=16), tmp_path / "image")
     np.save(tmp_path / "expected.npy", GREY)
-    done = subprocess.run(
-        [
-            sys.executable,
-            "-c",
-            "import sys, numpy, zarr; path, expected = sys.argv[1:]; "
-            "assert 'teko' not in sys.modules; "
-            "assert numpy.array_equal(zarr.open_array(path, mode='r')[:], numpy.load(expected))",
-            tmp_path / "image",
-            tmp_path / "expected.npy",
-        ],
-        capture_output=True,
-        text=True,
+    done = run(
+        "import sys, numpy, zarr; path, expected = sys.argv[1:]; assert 'teko' not in sys.modules; "
+        "assert numpy.array_equal(zarr.open_array(path, mode='r')[:], numpy.load(expected))",
+        tmp_path / "image",
+        tmp_path / "expected.npy",
     )
     assert done.returncode == 0, done.stderr
 

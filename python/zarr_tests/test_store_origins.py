@@ -4,32 +4,25 @@
 import numpy as np
 import pytest
 import zarr
-from conftest import BATCHED, FUSED, HAS_FUSED, pipeline_named
-from store_origins import ORIGINS, Counting, over_http, python_server, read, smooth, write
+from store_arrays import IMAGE, SHARDS, prefix_size, read, stored_chunks, write
+from store_origins import ORIGINS, Counting, over_http, python_server
 from zarr.storage import FsspecStore, LocalStore, MemoryStore
 
 from teko.zarr import OverReadError, PrefixStore
 
-IMAGE = smooth()
-SIZE = 10 + 4 * 164  # 2 % of 128 * 128 * 2 bytes: 655, and so 164 words
+SIZE = prefix_size(0.02)
 PART = (slice(20, 300), slice(130, 140))
 EVERY_KIND = pytest.mark.parametrize("origin", ORIGINS, ids=lambda origin: origin.__name__)
 
 
-@pytest.fixture(params=[BATCHED, pytest.param(FUSED, marks=pytest.mark.skipif(not HAS_FUSED, reason="not in zarr"))])
-def each_pipeline(request):
-    with pipeline_named(request.param):
-        yield
-
-
 @EVERY_KIND
-@pytest.mark.usefixtures("each_pipeline")
-@pytest.mark.parametrize("shards", [None, (256, 256)], ids=["chunks", "shards"])
+@pytest.mark.usefixtures("pipeline")
+@SHARDS
 @pytest.mark.filterwarnings("ignore::UserWarning")
 def test_reads_from_each_kind_of_store(origin, shards, tmp_path):
     reference = MemoryStore()
     write(reference, IMAGE, shards=shards)
-    sizes = [len(value) for key, value in reference._store_dict.items() if not key.endswith("zarr.json")]
+    whole = sum(stored_chunks(reference).values())
     coarse = read(PrefixStore(reference, 0.02))
     assert not np.array_equal(coarse, IMAGE)
     with origin(tmp_path, lambda store: write(store, IMAGE, shards=shards)) as inner:
@@ -42,13 +35,13 @@ def test_reads_from_each_kind_of_store(origin, shards, tmp_path):
         assert counting.received(documents=False) == 16 * SIZE + 2 * index
         assert np.array_equal(read(store.refined(0.1)), read(PrefixStore(reference, 0.1)))
         assert np.array_equal(read(store.refined()), IMAGE)
-        assert counting.received(documents=False) == sum(sizes) + 2 * 4 * 16
-        assert counting.received(documents=False) <= 1.005 * sum(sizes)
+        assert counting.received(documents=False) == whole + 2 * 4 * 16
+        assert counting.received(documents=False) <= 1.005 * whole
         assert counting.others == []
         assert store.stats.over_read == 0
 
 
-@pytest.mark.parametrize("shards", [None, (256, 256)], ids=["chunks", "shards"])
+@SHARDS
 def test_the_servers_log_says_the_same(shards, tmp_path):
     with over_http(tmp_path, lambda store: write(store, IMAGE, shards=shards)) as inner:
         store = PrefixStore(inner, 0.02)

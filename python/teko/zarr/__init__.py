@@ -10,9 +10,11 @@
 Whoever reads such an array needs this package installed, and need not import it.
 """
 
+from teko.zarr._cache import PrefixStats
 from teko.zarr._codec import TekoCodec
 from teko.zarr._create import codecs, create_array
-from teko.zarr._store import ChangedError, OverReadError, PrefixError, PrefixStats, PrefixStore
+from teko.zarr._errors import ChangedError, OverReadError, PrefixError
+from teko.zarr._store import PrefixStore
 
 __all__ = [
     "ChangedError",
@@ -26,6 +28,7 @@ __all__ = [
 ]
 
 # Where they are to be found, in messages and in documents.
-for _class in (ChangedError, OverReadError, PrefixError, PrefixStats, PrefixStore, TekoCodec):
-    _class.__module__ = "teko.zarr"
-del _class
+for _name in __all__:
+    if isinstance(vars()[_name], type):
+        vars()[_name].__module__ = "teko.zarr"
+del _name
