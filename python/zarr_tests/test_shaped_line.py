@@ -6,7 +6,8 @@ import subprocess
 import numpy as np
 import pytest
 from shaped_line import shaped_line
-from store_origins import NGINX, bucket_maker, moto_server, nginx, read, smooth, write
+from store_arrays import read, smooth, write
+from store_origins import NGINX, bucket_maker, moto_server, nginx
 from zarr.storage import FsspecStore, LocalStore
 
 from teko.zarr import PrefixStore

@@ -118,6 +118,20 @@ def test_drops_what_was_used_least_recently():
 
 
 @SHARDS
+def test_refines_an_array_larger_than_the_cache_without_asking_twice(shards):
+    memory = filled(shards)
+    sizes, indexes = chunk_sizes(memory, shards)
+    room = 2 * (indexes + 16 * prefix_size(0.1))
+    assert room < sum(sizes) / 2
+    store = PrefixStore(Counting(memory), 0.02, cache_bytes=room)
+    for step in (store, store.refined(0.1), store.refined()):
+        image = read(step)
+    assert np.array_equal(image, IMAGE)
+    assert store.stats.evictions > 0
+    assert store._store.received(documents=False) == sum(sizes) + indexes + 2 * 4 * 16
+
+
+@SHARDS
 def test_works_without_a_cache(shards):
     store = PrefixStore(filled(shards), 0.02, cache_bytes=0)
     assert np.array_equal(read(store), read(PrefixStore(filled(shards), 0.02)))

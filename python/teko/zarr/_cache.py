@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """What is kept of what was fetched, in memory and in a store; the requests on their way; and the statistics."""
 
+import itertools
 import threading
 from collections import OrderedDict
-from collections.abc import Iterable
+from collections.abc import Iterable, Iterator
 from concurrent.futures import Future
 
 from zarr.abc.store import Store
@@ -53,6 +54,51 @@ class GaveUp(Exception):
     """The task that was to fetch a piece was cancelled."""
 
 
+class _Entries:
+    """First bytes of pieces, of a bounded size; it has no lock of its own.
+
+    Prefixes and complete pieces have half of the room each for sure; what a half does not use is the other's. Of the
+    half that takes more than its share, what was used least recently goes first. So a first complete reading of a large
+    array, of which a part alone finds room, does not drive out the prefixes before they have served it.
+    """
+
+    def __init__(self, limit: int) -> None:
+        self._limit = limit
+        self._halves: tuple[OrderedDict[Piece, Entry], OrderedDict[Piece, Entry]] = (OrderedDict(), OrderedDict())
+        self._sizes = [0, 0]
+
+    def get(self, piece: Piece) -> Entry | None:
+        """Return what is there of a piece, which is then the most recently used."""
+        for half in self._halves:
+            if piece in half:
+                half.move_to_end(piece)
+                return half[piece]
+        return None
+
+    def keep(self, piece: Piece, entry: Entry) -> int:
+        """Put an entry in the place of what was there of its piece; return how many others had to go."""
+        self.drop(piece)
+        if len(entry.data) > self._limit:
+            return 0
+        self._halves[entry.complete][piece] = entry
+        self._sizes[entry.complete] += len(entry.data)
+        evicted = 0
+        while sum(self._sizes) > self._limit:
+            fuller = self._halves[2 * self._sizes[True] > self._limit]
+            self.drop(next(iter(fuller)))
+            evicted += 1
+        return evicted
+
+    def drop(self, piece: Piece) -> None:
+        for complete, half in enumerate(self._halves):
+            entry = half.pop(piece, None)
+            self._sizes[complete] -= len(entry.data) if entry else 0
+
+    def __iter__(self) -> Iterator[Piece]:
+        """Go through the pieces."""
+        return itertools.chain(*self._halves)
+
+
 class Shared:
     """What stores of one origin share: the cache, the requests on their way, the arrays they met, and the statistics.
 
@@ -66,9 +112,7 @@ class Shared:
 
     def __init__(self, cache_bytes: int) -> None:
         self._lock = threading.Lock()
-        self._limit = cache_bytes
-        self._size = 0
-        self._entries: OrderedDict[Piece, Entry] = OrderedDict()
+        self._entries = _Entries(cache_bytes)
         self._flights: dict[Piece, Flight] = {}
         self.layouts: dict[str, Layout | None] = {}
         self.stats = PrefixStats()
@@ -80,8 +124,6 @@ class Shared:
     def peek(self, piece: Piece) -> Entry | None:
         """Return what is in the cache of a piece."""
         with self._lock:
-            if piece in self._entries:
-                self._entries.move_to_end(piece)
             return self._entries.get(piece)
 
     def claim(
@@ -95,7 +137,6 @@ class Shared:
             for piece in pieces:
                 entry = self._entries.get(piece)
                 if entry and entry.suffices(wanted):
-                    self._entries.move_to_end(piece)
                     hits[piece] = entry.first(wanted)
                 elif piece in self._flights:
                     others[piece] = self._flights[piece]
@@ -125,26 +166,16 @@ class Shared:
             flight.set_exception(problem)
 
     def _keep(self, piece: Piece, entry: Entry | None) -> None:
-        self._drop(piece)
-        if entry is None or len(entry.data) > self._limit:
-            return
-        self._entries[piece] = entry
-        self._size += len(entry.data)
-        evicted = 0
-        while self._size > self._limit:
-            self._drop(next(iter(self._entries)))
-            evicted += 1
-        self.count(evictions=evicted)
-
-    def _drop(self, piece: Piece) -> None:
-        entry = self._entries.pop(piece, None)
-        self._size -= len(entry.data) if entry else 0
+        if entry is None:
+            self._entries.drop(piece)
+        else:
+            self.count(evictions=self._entries.keep(piece, entry))
 
     def forget(self, path: str) -> None:
         """Drop all that is known of what is at a path and below; requests on their way are not kept."""
         with self._lock:
             for piece in [piece for piece in self._entries if _is_below(piece.key, path)]:
-                self._drop(piece)
+                self._entries.drop(piece)
             for piece in [piece for piece in self._flights if _is_below(piece.key, path)]:
                 del self._flights[piece]
             for known in [known for known in self.layouts if _is_below(known, path)]:

@@ -47,7 +47,8 @@ class PrefixStore(ReadOnlyStore):
         rate: of each chunk, or inner chunk of a shard, as a share of its raw size, above 0 and up to 1. Of n raw bytes
             it reads the 10 of the header and rate * n more, rounded up to words of 4 bytes; no fewer than 14.
         bytes_per_chunk: the same in bytes, 14 at least, rounded down to 10 and a number of words.
-        cache_bytes: most bytes of chunks that are kept in memory. What was used least recently goes first.
+        cache_bytes: most bytes of chunks that are kept in memory. What was used least recently goes first; prefixes
+            and complete chunks have half of the room each for sure.
         cache: another zarr store, for this alone, where first bytes are kept as well. It is not bounded. Processes
             may share it, and it outlives them.
         strict: whether a server that sends more than it was asked for is an error, not a matter of statistics.
