@@ -6,11 +6,13 @@ usage: bench/python/line.py FOLDER [--side 20480] [--megabits 100] [--rounds 3]
 
 Makes the mosaic of examples/mosaic.py in FOLDER where it is not there, in chunks and in shards of teko and in chunks of
 zstd, and serves it through a line between two network namespaces: by nginx, whose log says what was sent, and by moto's
-server of S3. Needs root, nginx, and ip and tc of iproute2. Prints a table of tab-separated columns."""
+server of S3. Needs root, nginx, and ip and tc of iproute2. Prints a table of tab-separated columns.
+"""
 
 import argparse
 import contextlib
 import functools
+import math
 import statistics
 import subprocess
 import sys
@@ -54,13 +56,21 @@ def make(folder, side):
     return {"chunks": folder / "mosaic" / "0", "shards": folder / "shards", "zstd": folder / "zstd"}
 
 
+def objects(place):
+    """Return the files of the chunks or shards of an array."""
+    return [file for file in (place / "c").rglob("*") if file.is_file()]
+
+
+def stored_size(place):
+    return sum(file.stat().st_size for file in objects(place))
+
+
 def sizes_of(place, inner):
-    """Sizes of the chunks below a folder, which in shards are the inner ones."""
-    files = [file for file in (place / "c").rglob("*") if file.is_file()]
+    """Return the sizes of the chunks of an array, which in shards are the inner ones."""
     if not inner:
-        return [file.stat().st_size for file in files]
+        return [file.stat().st_size for file in objects(place)]
     sizes = []
-    for file in files:
+    for file in objects(place):
         index = np.frombuffer(file.read_bytes()[-4 - 16 * inner : -4], "<u8").reshape(-1, 2)
         sizes += [int(size) for _, size in index if size != 2**64 - 1]
     return sizes
@@ -70,10 +80,9 @@ def predicted(place, rate):
     """What is to be sent of all chunks: the first bytes of each, and of shards their indexes."""
     metadata = zarr.open_array(LocalStore(place), mode="r")
     inner = (SHARD // CHUNK) ** 2 if metadata.shards else 0
-    words = max(1, -(-int(round(rate * 2 * CHUNK**2 * 2**20)) // (4 * 2**20)))
-    count = sum(min(10 + 4 * words, size) for size in sizes_of(place, inner))
-    shards = len([file for file in (place / "c").rglob("*") if file.is_file()]) if inner else 0
-    return count + shards * (16 * inner + 4)
+    first = 10 + 4 * math.ceil(rate * 2 * CHUNK**2 / 4)
+    indexes = len(objects(place)) * (16 * inner + 4) if inner else 0
+    return sum(min(first, size) for size in sizes_of(place, inner)) + indexes
 
 
 class Road:
@@ -114,8 +123,8 @@ def read_all(road, layout, place, rounds):
         before = store.stats.bytes_received
         seconds, sent, on_line, image = road.measured(functools.partial(whole, step))
         show(road.name, layout, name, seconds, "", sent, store.stats.bytes_received - before, on_line, "")
-    total = sum(file.stat().st_size for file in (place / "c").rglob("*") if file.is_file())
-    show(road.name, layout, "all three", "", total, "", store.stats.bytes_received, "", store.stats.bytes_received / total)
+    total, received = stored_size(place), store.stats.bytes_received
+    show(road.name, layout, "all three", "", total, "", received, "", received / total)
     if not np.array_equal(image, zarr.open_array(LocalStore(place), mode="r")[:]):
         raise SystemExit("the array did not come back")
     return statistics.median(times)
@@ -124,7 +133,7 @@ def read_all(road, layout, place, rounds):
 def read_plain(road, layout, place):
     raw = zarr.open_array(LocalStore(place), mode="r").nbytes
     seconds, sent, on_line, _ = road.measured(lambda: whole(road.store_of(layout)))
-    total = sum(file.stat().st_size for file in (place / "c").rglob("*") if file.is_file())
+    total = stored_size(place)
     show(road.name, layout, "whole", seconds, total, sent, "", on_line, total / raw)
     return seconds
 
@@ -143,10 +152,8 @@ def by_moto(places, line):
         for name, place in places.items():
             stores[name] = bucket_maker(address)
             target = stores[name]()
-            for file in place.rglob("*"):
-                if file.is_file():
-                    key = str(file.relative_to(place))
-                    target.store.put(key, file)
+            for file in [place / "zarr.json", *objects(place)]:
+                target.store.put(str(file.relative_to(place)), file)
         yield Road("S3", lambda name: stores[name](read_only=True), line, None)
 
 

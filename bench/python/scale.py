@@ -4,13 +4,15 @@
 
 usage: bench/python/scale.py FOLDER [--side 20480] [--rounds 3]
 
-Runs it as a loop without an engine, as two such loops side by side, with one and with two processes of Dask, and with two
-of Cubed, in turn, as many rounds as asked for. Prints the median seconds of each step, the share that two workers reach
-of the speed of two independent loops, and the memory of the process that asks and of the largest worker: a table of
-tab-separated columns."""
+Runs it as a loop without an engine, as two such loops side by side, with one and with two processes of Dask, and with
+two of Cubed, in turn, as many rounds as asked for. Prints the median seconds of each step, the share that two workers
+reach of the speed of two independent loops, and the memory of the process that asks and of the largest worker: a table
+of tab-separated columns.
+"""
 
 import argparse
 import json
+import os
 import shutil
 import statistics
 import subprocess
@@ -22,6 +24,11 @@ from pathlib import Path
 import psutil
 
 EXAMPLE = Path(__file__).resolve().parents[2] / "examples" / "mosaic.py"
+sys.path.insert(0, str(EXAMPLE.parent))
+from mosaic import KEEP_MEMORY  # noqa: E402
+
+# The loops and Cubed get what the example gives to the workers of Dask.
+ENVIRONMENT = {**os.environ, **{name: str(value) for name, value in KEEP_MEMORY.items()}}
 RUNS = {
     "loop": [("--engine", "loop")],
     "two loops": [("--engine", "loop")] * 2,
@@ -61,7 +68,8 @@ def run(folder, side, variants):
     for number, variant in enumerate(variants):
         place = folder / str(number)
         options = [*variant, "--side", str(side), "--report", folder / f"report{number}"]
-        process = subprocess.Popen([sys.executable, EXAMPLE, place, *options], stdout=subprocess.DEVNULL)
+        command = [sys.executable, EXAMPLE, place, *options]
+        process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=ENVIRONMENT)
         memory = Memory(process.pid)
         memory.start()
         started.append((process, memory, folder / f"report{number}"))
