@@ -57,8 +57,9 @@ class Image:
         line = run(self.teko, 'm', self.raw, *self.shape(), self.folder / 'back.raw')
         return float(re.search(r'PSNR=(\S+)', line)[1])
 
-    def psnrOfAnymap(self):
-        return self.psnr(self.swapped(self.decoded.read_bytes()[-self.size:]))
+    def rawOfAnymap(self):
+        """What a command has decoded."""
+        return self.swapped(self.decoded.read_bytes()[-self.size:])
 
     def ratio(self, size):
         """What opj_compress takes: how many times the size goes into the bits of the raw image."""
