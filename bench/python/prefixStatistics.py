@@ -56,12 +56,13 @@ CODECS = {
 
 
 def figuresOf(image, samples, raw):
-    """By column."""
+    """By column. An image of one level has no deviation to take a share of."""
     decoded = numpy.frombuffer(raw, '<u2').reshape(samples.shape)
-    percents = 100 / measures.deviation(samples)
+    deviation = measures.deviation(samples)
     ofMean, ofPercentile = measures.meanError(samples, decoded), measures.percentileError(samples, decoded)
-    return [teko.psnr(samples, decoded, bits=image.bits), ofMean, ofMean * percents, ofPercentile,
-            ofPercentile * percents, measures.histogramDistance(samples, decoded)]
+    meanShare, percentileShare = (100 * error / deviation if deviation else None for error in (ofMean, ofPercentile))
+    return [teko.psnr(samples, decoded, bits=image.bits), ofMean, meanShare, ofPercentile, percentileShare,
+            measures.histogramDistance(samples, decoded)]
 
 
 def formatted(values):
@@ -118,11 +119,12 @@ def losses(figures):
 
 def showComparisons(images):
     """In how many images a codec comes nearer than teko, and in how many less near."""
-    for word, differs in (('better', operator.lt), ('worse', operator.gt)):
+    for word, order in (('better', operator.lt), ('worse', operator.gt)):
         for share in SHARES:
             for name in list(CODECS)[1:]:
                 pairs = [zip(losses(image[share, name]), losses(image[share, 'teko'])) for image in images]
-                counts = [sum(other is not None and differs(other, own) for other, own in column) for column in zip(*pairs)]
+                counts = [sum(other is not None and order(other, own) for other, own in column)
+                          for column in zip(*pairs)]
                 show(f'{word} than teko of {len(images)}', 'n/a', 'n/a', share, 'n/a', name, 'n/a', *counts)
 
 

@@ -111,6 +111,8 @@ def test_figures_are_in_levels_and_in_per_cent_of_the_deviation() -> None:
     assert figures[1:5] == [-50, -50, -50, -50]
     assert figures[0] == pytest.approx(20 * math.log10(4095 / 50))
     assert figures[5] == 0.5  # the lower half was at the end already
+    even = np.full((5, 5), 7, np.uint16)
+    assert statistics.figuresOf(Image, even, (even + 1).tobytes())[1:] == [1, None, 1, None, 0]
 
 
 def test_decibels_of_an_image_that_is_kept_exactly_are_in_no_mean() -> None:
