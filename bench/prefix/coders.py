@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Codecs as functions of an image that give a function of a number of bytes: it gives the peak signal-to-noise ratio
+"""Codecs as functions of an image that give a function of a number of bytes: it gives the raw bytes of the decoded image
 and the bytes used, or None where the codec does not take the image, makes no file that small, or is not there."""
 import math
 
@@ -43,7 +43,7 @@ def teko(image):
         if image.compressed('C', 'rate.tk', share) != cut:
             raise SystemExit(f'{image.name}: mode C does not write what a file cut to {budget} bytes holds')
         run(image.teko, 'D', image.folder / 'rate.tk', image.folder / 'cut.raw')
-        return image.psnr((image.folder / 'cut.raw').read_bytes()), len(cut)
+        return (image.folder / 'cut.raw').read_bytes(), len(cut)
     return code
 
 
@@ -51,7 +51,7 @@ def decodedByOpenJpeg(image, data):
     coded = image.folder / 'coded.j2k'
     coded.write_bytes(data)
     run('opj_decompress', '-i', coded, '-o', image.decoded)
-    return image.psnrOfAnymap()
+    return image.rawOfAnymap()
 
 
 def writtenByOpenJpeg(image, ratios, *options):
@@ -60,18 +60,17 @@ def writtenByOpenJpeg(image, ratios, *options):
     return codestream.Codestream(coded.read_bytes())
 
 
-def layered(image, shares):
-    """Lossless, with a layer for each share and one for the rest. The encoder ends layers a little below what it is
+def layered(image, sizes):
+    """Lossless, with a layer for each size and one for the rest. The encoder ends layers a little below what it is
     asked for, in steps of its own: asked for more, it ends others above."""
-    sizes = [len(image.lossless) * share / 100 for share in shares]
     return writtenByOpenJpeg(image, [*map(image.ratio, sizes), '1'], '-p', 'LRCP', '-PLT')
 
 
-def cutByPackets(shares):
-    """As many whole packets of the layered file as there are bytes for."""
+def cutByPackets(shares, whole=lambda image: len(image.lossless)):
+    """As many whole packets as there are bytes for, of a file with layers for these shares of the whole, in per cent."""
     def prepare(image):
-        stream = layered(image, shares)
-        if decodedByOpenJpeg(image, stream.whole()) != math.inf:
+        stream = layered(image, [whole(image) * share / 100 for share in shares])
+        if decodedByOpenJpeg(image, stream.whole()) != image.raw.read_bytes():
             raise SystemExit(f'{image.name}: JPEG 2000 is not lossless')
 
         def code(budget):
@@ -112,7 +111,7 @@ def htj2k(image):
 
     def code(budget):
         try:
-            return image.psnr(decoded(coded[:budget], resilient=True).tobytes()), min(budget, len(coded))
+            return decoded(coded[:budget], resilient=True).tobytes(), min(budget, len(coded))
         except imagecodecs.Htj2kError:
             return None
     return code
@@ -147,13 +146,14 @@ def jpeg(image):
                 tooSmall = scale
         used = size(fits, sampling)
         run('djpeg', '-pnm', '-outfile', image.decoded, coded)
-        return image.psnrOfAnymap(), used
+        return image.rawOfAnymap(), used
 
     def code(budget):
         if image.bits != 8:
             return None
         samplings = ['1x1', '2x2'] if image.pixelBytes == 3 else ['1x1']
-        return max(filter(None, (best(budget, sampling) for sampling in samplings)), default=None)
+        results = filter(None, (best(budget, sampling) for sampling in samplings))
+        return max(results, key=lambda result: image.psnr(result[0]), default=None)
     return code
 
 

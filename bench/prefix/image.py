@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """An image to measure with: its raw file, the same as a PGM or PPM, and how near to it is what a codec makes of it."""
 import array
+import functools
 import pathlib
 import re
 import subprocess
@@ -27,7 +28,10 @@ class Image:
         self.decoded = folder / ('decoded' + self.anymap.suffix)
         head = f'P{6 if self.pixelBytes == 3 else 5}\n{self.width} {self.height}\n{(1 << self.bits) - 1}\n'
         self.anymap.write_bytes(head.encode() + self.swapped(self.raw.read_bytes()))
-        self.lossless = self.compressed('c', 'lossless.tk')
+
+    @functools.cached_property
+    def lossless(self):
+        return self.compressed('c', 'lossless.tk')
 
     def shape(self):
         return self.pixelBytes, self.bits, self.width, self.height
@@ -57,8 +61,9 @@ class Image:
         line = run(self.teko, 'm', self.raw, *self.shape(), self.folder / 'back.raw')
         return float(re.search(r'PSNR=(\S+)', line)[1])
 
-    def psnrOfAnymap(self):
-        return self.psnr(self.swapped(self.decoded.read_bytes()[-self.size:]))
+    def rawOfAnymap(self):
+        """What a command has decoded."""
+        return self.swapped(self.decoded.read_bytes()[-self.size:])
 
     def ratio(self, size):
         """What opj_compress takes: how many times the size goes into the bits of the raw image."""

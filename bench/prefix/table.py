@@ -30,7 +30,8 @@ def showImage(image):
     rows = {}
     for share in SHARES:
         budget = len(image.lossless) * share // 100
-        results = [code(budget) or (None, 'n/a') for code in codes]
+        decoded = [code(budget) for code in codes]
+        results = [(image.psnr(result[0]), result[1]) if result else (None, 'n/a') for result in decoded]
         show(image.kind, image.name, share, budget, *(decibels(value) for value, _ in results),
              *(used for _, used in results))
         rows[share] = [value for value, _ in results]

@@ -77,7 +77,7 @@ def sizes_of(place, inner):
 
 
 def predicted(place, rate):
-    """What is to be sent of all chunks: the first bytes of each, and of shards their indexes."""
+    """Return what is to be sent of all chunks: the first bytes of each, and of shards their indexes."""
     metadata = zarr.open_array(LocalStore(place), mode="r")
     inner = (SHARD // CHUNK) ** 2 if metadata.shards else 0
     first = 10 + 4 * math.ceil(rate * 2 * CHUNK**2 / 4)
