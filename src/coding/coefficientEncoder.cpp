@@ -94,13 +94,11 @@ template <typename T>
 struct CoefficientEncoder<T>::Coded : InTakenMemory {
     Coded(const ImageShape& shape, int itsTopPlane, const BitLengthHistogram<T>& histogram, std::uint64_t room,
           RunLengths lengths)
-        : topPlane(itsTopPlane), plan(shape, topPlane, histogram, room, lengths),
-          streams(shape.channels, shape.levels, topPlane) {}
+        : topPlane(itsTopPlane), plan(shape, topPlane, histogram, room, lengths) {}
 
     int topPlane;
     SegmentPlan<T> plan;
     FillingMemory memory; // of what has no place behind the coefficients
-    StreamArrayManager<T> streams;
 };
 
 template <typename T>
@@ -128,24 +126,23 @@ template <typename T>
 std::optional<std::uint64_t> CoefficientEncoder<T>::codeSegments(int topPlane, RunLengths lengths, std::uint64_t room) {
     coded.reset(); // its memory first
     coded = std::make_unique<Coded>(shape, topPlane, *histogram, room, lengths);
-    const std::size_t bytes = addressable(coded->plan.compactBytes());
+    const std::size_t bytes = addressable(coded->plan.bytes());
     unsigned char* streamMemory = memory.data() + coefficientBytes;
     if (memory.sizeOnLargePages() < coefficientBytes + bytes) {
         coded->memory = FillingMemory(bytes);
         coded->memory.adviseFilling(bytes);
         streamMemory = coded->memory.data();
     }
-    StreamArrayManager<T>& streams = coded->streams;
-    streams.lend(streamMemory, bytes);
-    coded->plan.setUp(streams);
+    SegmentPlan<T>& plan = coded->plan;
+    plan.setUp(streamMemory);
     for (int channel = 0; channel < shape.channels; ++channel) {
         FoldedClasses<T>& classes = folders[static_cast<std::size_t>(channel)]->classes;
         for (int c = 0; c <= shape.levels; ++c) {
-            coding.codeClass(classes[c], streams, channel, c, coded->plan.lowest[channel][c],
-                             coded->plan.lowestSparsePlane(channel, c));
+            coding.codeClass(classes[c], plan.streams(channel, c), topPlane, plan.lowestPlane(channel, c),
+                             plan.lowestSparsePlane(channel, c));
         }
     }
-    return coded->plan.finish(streams);
+    return plan.codedBits();
 }
 
 template <typename T>
@@ -155,7 +152,7 @@ void CoefficientEncoder<T>::write(BasicBitStreamer<Word>& out) {
         code(roomIn(out));
     }
     out.putBits(static_cast<std::uint32_t>(coded->topPlane), topPlaneBits);
-    coded->plan.assemble(coded->streams, out);
+    coded->plan.assemble(out);
 }
 
 template class CoefficientEncoder<std::int16_t>;

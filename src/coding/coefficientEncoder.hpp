@@ -44,7 +44,7 @@ private:
     // The segments that a writer behind the top plane takes, coded.
     struct Coded;
 
-    // Codes them. Returns their bits, as SegmentPlan::finish; nothing where the writer would take more of them: run
+    // Codes them. Returns their bits, as SegmentPlan::codedBits; nothing where the writer would take more of them: run
     // segments are shorter than they were taken to be.
     std::optional<std::uint64_t> codeSegments(int topPlane, RunLengths lengths, std::uint64_t room);
 

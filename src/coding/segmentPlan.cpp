@@ -3,6 +3,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/runLengthParameter.hpp"
+#include "coding/segmentOrder.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -28,7 +29,8 @@ std::uint64_t runBits(const PlaneCount& count, RunLengths lengths) {
 template <typename T>
 SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLengthHistogram<T>& counts,
                             std::uint64_t bitsOfRoom, RunLengths lengths)
-    : shape(imageShape), topPlane(top), histogram(counts), room(bitsOfRoom) {
+    : shape(imageShape), topPlane(top), histogram(counts), room(bitsOfRoom),
+      planes(firstPlane(imageShape.channels, 0)) {
     assert(topPlane >= 0 && topPlane <= highestPlane<T>);
     for (auto& channel : lowest) {
         std::fill(std::begin(channel), std::end(channel), topPlane + 1);
@@ -55,7 +57,7 @@ int SegmentPlan<T>::lowestSparsePlane(int channel, int c) const {
 
 template <typename T>
 template <typename Visit>
-void SegmentPlan<T>::forEachSubStreamPair(Visit visit) const {
+void SegmentPlan<T>::forEachCodedPair(Visit visit) const {
     for (int channel = 0; channel < shape.channels; ++channel) {
         for (int c = 0; c <= shape.levels; ++c) {
             for (int b = lowest[channel][c]; b <= topPlane; ++b) {
@@ -66,31 +68,33 @@ void SegmentPlan<T>::forEachSubStreamPair(Visit visit) const {
 }
 
 template <typename T>
-std::uint64_t SegmentPlan<T>::compactBytes() const {
-    using Streams = StreamArrayManager<T>;
+std::uint64_t SegmentPlan<T>::bytes() const {
     std::uint64_t bytes = 0;
-    forEachSubStreamPair([&](int channel, int c, int, const PlaneCount& count) {
-        bytes += Streams::bytesFor(histogram.coefficients(channel, c) - count.candidates()) +
-                 Streams::bytesFor(longestRunSegment(count.events, count.candidates()));
+    forEachCodedPair([&](int channel, int c, int, const PlaneCount& count) {
+        bytes += SubStream::bytesFor(histogram.coefficients(channel, c) - count.candidates()) +
+                 SubStream::bytesFor(longestRunSegment(count.events, count.candidates()));
     });
     return bytes;
 }
 
 template <typename T>
-void SegmentPlan<T>::setUp(StreamArrayManager<T>& streams) const {
-    forEachSubStreamPair([&](int channel, int c, int b, const PlaneCount& count) {
-        // the lattice holds the coarser classes too: an upper bound
-        const auto region = static_cast<std::uint64_t>(latticeSamples(shape, c));
-        const std::uint64_t samples = streams.hasLentMemory() ? histogram.coefficients(channel, c) : region;
-        streams.setUpRefinement(channel, c, b, samples - count.candidates());
-        const auto runs = streams.hasLentMemory() ? longestRunSegment : runSegmentBitsEstimate;
-        streams.setUpRuns(channel, c, b, runs(count.events, count.candidates()),
-                          runLengthParameter(count.events, count.candidates()));
+void SegmentPlan<T>::setUp(unsigned char* memory) {
+    assert(reinterpret_cast<std::uintptr_t>(memory) % sizeof(std::uint32_t) == 0);
+    const auto next = [&](std::uint64_t mostBits) {
+        const SubStream stream{memory, memory + (mostBits + 7) / 8};
+        memory += SubStream::bytesFor(mostBits);
+        return stream;
+    };
+    forEachCodedPair([&](int channel, int c, int b, const PlaneCount& count) {
+        PlaneStreams& pair = streams(channel, c)[b];
+        pair.refinements = next(histogram.coefficients(channel, c) - count.candidates());
+        pair.runs = next(longestRunSegment(count.events, count.candidates()));
+        pair.k = static_cast<unsigned>(runLengthParameter(count.events, count.candidates()));
     });
 }
 
 template <typename T>
-std::optional<std::uint64_t> SegmentPlan<T>::finish(StreamArrayManager<T>& streams) const {
+std::optional<std::uint64_t> SegmentPlan<T>::codedBits() const {
     std::uint64_t bits = 0;
     bool isEnough = true;
     forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
@@ -98,10 +102,7 @@ std::optional<std::uint64_t> SegmentPlan<T>::finish(StreamArrayManager<T>& strea
             isEnough = bits > room;
             return false;
         }
-        RunCoder& coder = streams.runCoders[channel][c][b];
-        coder.finish();
-        bits +=
-            static_cast<std::uint64_t>(streams.refinementStreams[channel][c][b].bitCount() + coder.stream->bitCount());
+        bits += plane(channel, c, b).refinements.bits + plane(channel, c, b).runs.bits;
         return true;
     });
     return isEnough ? std::optional(bits) : std::nullopt;
@@ -109,13 +110,16 @@ std::optional<std::uint64_t> SegmentPlan<T>::finish(StreamArrayManager<T>& strea
 
 template <typename T>
 template <typename Word>
-void SegmentPlan<T>::assemble(StreamArrayManager<T>& streams, BasicBitStreamer<Word>& out) const {
+void SegmentPlan<T>::assemble(BasicBitStreamer<Word>& out) const {
+    const auto append = [&](const SubStream& stream) {
+        out.append(reinterpret_cast<const std::uint32_t*>(stream.bytes), static_cast<std::int64_t>(stream.bits));
+    };
     forEachSegmentPair(shape.channels, shape.levels, topPlane, [&](int channel, int c, int b) {
         if (b < lowest[channel][c]) {
             return false;
         }
-        out.append(streams.refinementStreams[channel][c][b]);
-        out.append(*streams.runCoders[channel][c][b].stream);
+        append(plane(channel, c, b).refinements);
+        append(plane(channel, c, b).runs);
         if (out.file != nullptr && out.words() >= out.wordsAtOnce) {
             out.flushToFile();
         }
@@ -129,9 +133,9 @@ template class SegmentPlan<std::int64_t>;
 
 using Words = BasicBitStreamer<std::uint32_t>;
 using UnalignedWords = BasicBitStreamer<UnalignedWord>;
-template void SegmentPlan<std::int16_t>::assemble(StreamArrayManager<std::int16_t>&, Words&) const;
-template void SegmentPlan<std::int64_t>::assemble(StreamArrayManager<std::int64_t>&, Words&) const;
-template void SegmentPlan<std::int16_t>::assemble(StreamArrayManager<std::int16_t>&, UnalignedWords&) const;
-template void SegmentPlan<std::int64_t>::assemble(StreamArrayManager<std::int64_t>&, UnalignedWords&) const;
+template void SegmentPlan<std::int16_t>::assemble(Words&) const;
+template void SegmentPlan<std::int64_t>::assemble(Words&) const;
+template void SegmentPlan<std::int16_t>::assemble(UnalignedWords&) const;
+template void SegmentPlan<std::int64_t>::assemble(UnalignedWords&) const;
 
 } // namespace teko

@@ -25,16 +25,12 @@ namespace {
 
 using PlanesAssertions = Assertions;
 
-// Four bytes for a stream, and room behind them for what is stored beyond.
+// Four bytes for a sub-stream, and room behind them for what is stored beyond.
 struct Appending {
-    std::array<std::uint32_t, 8> words{};
-    BitStreamer stream;
+    std::array<unsigned char, 32> bytes{};
     BitAppender out;
 
-    Appending() {
-        stream.setUpMemoryWriter(words.data(), 4);
-        out.start(stream);
-    }
+    Appending() { out.start(SubStream{bytes.data(), bytes.data() + 4}); }
 };
 
 // One block of a class of so many samples, with room for a plane.
@@ -65,9 +61,8 @@ TEST_F(PlanesAssertions, BitsAreAsManyAsIsSaid) {
 
 TEST_F(PlanesAssertions, SubStreamsHaveRoomForTheirBits) {
     Appending to;
-    EXPECT_DEATH(to.out.put(0, 64), "<= end");
-    to.out.put(0, 33);
-    EXPECT_DEATH(to.out.finish(to.stream), "bits <= 8");
+    to.out.put(0, 32);
+    EXPECT_DEATH(to.out.put(0, 1), "<= end");
 }
 
 TEST_F(PlanesAssertions, CodesFitIntoAWord) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// The memory of sub-streams that lie close together.
+// The memory of the fast encoder's sub-streams: one piece for all.
+#include "coding/runLengthParameter.hpp"
 #include "coding/segmentPlan.hpp"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <random>
 #include <vector>
@@ -42,25 +42,27 @@ std::uint64_t roomOf(std::int64_t bytes) {
 }
 constexpr std::int64_t unlimited = std::int64_t{1} << 30;
 
-// The sub-streams of a plan in memory that is lent.
+// The sub-streams of a plan.
 template <typename T>
-struct CompactStreams {
-    explicit CompactStreams(std::int64_t budget)
-        : plan(shape, topPlane, *histogram, roomOf(budget), RunLengths::shortest), memory(plan.compactBytes() / 4),
-          streams(std::make_unique<StreamArrayManager<T>>(shape.channels, shape.levels, topPlane)) {
-        streams->lend(reinterpret_cast<unsigned char*>(memory.data()), plan.compactBytes());
-        plan.setUp(*streams);
+struct LaidOutStreams {
+    explicit LaidOutStreams(std::int64_t budget)
+        : plan(shape, topPlane, *histogram, roomOf(budget), RunLengths::shortest), memory(plan.bytes() / 4) {
+        plan.setUp(begin());
     }
 
-    // Calls visit(refinements, runs, bits of the refinements).
+    unsigned char* begin() { return reinterpret_cast<unsigned char*>(memory.data()); }
+
+    // Calls visit(sub-stream, most bits of its segment).
     template <typename Visit>
-    void forEachPair(Visit visit) {
+    void forEach(Visit visit) {
         for (int channel = 0; channel < shape.channels; ++channel) {
             for (int c = 0; c <= shape.levels; ++c) {
-                for (int b = plan.lowest[channel][c]; b <= topPlane; ++b) {
-                    const std::uint64_t candidates = histogram->plane(channel, c, b).candidates();
-                    visit(streams->refinementStreams[channel][c][b], *streams->runCoders[channel][c][b].stream,
-                          histogram->coefficients(channel, c) - candidates);
+                for (int b = plan.lowestPlane(channel, c); b <= topPlane; ++b) {
+                    const PlaneCount count = histogram->plane(channel, c, b);
+                    const PlaneStreams& streams = plan.streams(channel, c)[b];
+                    visit(streams.refinements, histogram->coefficients(channel, c) - count.candidates());
+                    visit(streams.runs, longestRunSegment(count.events, count.candidates()));
+                    EXPECT_EQ(static_cast<int>(streams.k), runLengthParameter(count.events, count.candidates()));
                 }
             }
         }
@@ -69,56 +71,53 @@ struct CompactStreams {
     std::unique_ptr<BitLengthHistogram<T>> histogram = randomHistogram<T>();
     SegmentPlan<T> plan;
     std::vector<std::uint32_t> memory;
-    std::unique_ptr<StreamArrayManager<T>> streams;
-};
-
-// What a memory writer was given.
-struct Stretch {
-    const char* begin;
-    const char* end;
-
-    explicit Stretch(const BitStreamer& stream)
-        : begin(reinterpret_cast<const char*>(stream.buffer)),
-          end(begin + 4 * stream.size + stream.tailBytes + 26 - 16) {}
 };
 
 template <typename T>
-class CompactSubStreams : public testing::Test {};
+class PlannedSubStreams : public testing::Test {};
 using SampleTypes = testing::Types<short, long>;
-TYPED_TEST_SUITE(CompactSubStreams, SampleTypes);
+TYPED_TEST_SUITE(PlannedSubStreams, SampleTypes);
 
 } // namespace
 
-TYPED_TEST(CompactSubStreams, takeTheBytesThatWerePromisedAndNoneTwice) {
+TYPED_TEST(PlannedSubStreams, TakeTheBytesThatWerePromisedAndNoneTwice) {
     for (const std::int64_t budget : {std::int64_t{40}, std::int64_t{3000}, unlimited}) {
-        CompactStreams<TypeParam> compact(budget);
-        std::vector<Stretch> stretches;
-        compact.forEachPair([&](const BitStreamer& refinements, const BitStreamer& runs, std::uint64_t) {
-            stretches.emplace_back(refinements);
-            stretches.emplace_back(runs);
+        LaidOutStreams<TypeParam> laidOut(budget);
+        const unsigned char* next = laidOut.begin();
+        laidOut.forEach([&](const SubStream& stream, std::uint64_t bits) {
+            EXPECT_EQ(stream.bytes, next);
+            EXPECT_EQ(stream.end, next + (bits + 7) / 8);
+            EXPECT_EQ(stream.bits, 0U);
+            next += SubStream::bytesFor(bits);
         });
-        ASSERT_FALSE(stretches.empty());
-        std::sort(stretches.begin(), stretches.end(), [](auto& a, auto& b) { return a.begin < b.begin; });
-        for (std::size_t i = 1; i < stretches.size(); ++i) {
-            ASSERT_GE(stretches[i].begin, stretches[i - 1].end);
-        }
-        const char* const begin = reinterpret_cast<const char*>(compact.memory.data());
-        const char* const end = begin + compact.plan.compactBytes();
-        EXPECT_EQ(stretches.front().begin, begin);
-        EXPECT_LE(stretches.back().end, end);
-        EXPECT_GT(stretches.back().end, end - 4);
+        EXPECT_GT(next, laidOut.begin());
+        EXPECT_EQ(next, laidOut.begin() + laidOut.plan.bytes());
     }
 }
 
-TYPED_TEST(CompactSubStreams, haveRoomForEveryRefinement) {
-    CompactStreams<TypeParam> compact(unlimited);
-    compact.forEachPair([](BitStreamer& refinements, const BitStreamer&, std::uint64_t bits) {
-        for (std::uint64_t i = 0; i < bits; ++i) {
-            refinements.putBit(1);
+// The last bits are stored with the 64-bit word that they are in.
+TYPED_TEST(PlannedSubStreams, HaveRoomForTheirLastWord) {
+    for (std::uint64_t bits = 0; bits < 1000; ++bits) {
+        EXPECT_GE(SubStream::bytesFor(bits), bits / 64 * 8 + 8);
+        EXPECT_EQ(SubStream::bytesFor(bits) % 4, 0U);
+    }
+}
+
+// With a small budget, planes are left out from the lowest priority on.
+TYPED_TEST(PlannedSubStreams, AreThoseThatTheWriterSeesTheBeginningOf) {
+    const LaidOutStreams<TypeParam> whole(unlimited);
+    const LaidOutStreams<TypeParam> cut(3000);
+    int left = 0;
+    for (int channel = 0; channel < shape.channels; ++channel) {
+        for (int c = 0; c <= shape.levels; ++c) {
+            EXPECT_EQ(whole.plan.lowestPlane(channel, c), 0);
+            left += cut.plan.lowestPlane(channel, c);
+            if (c > 0) {
+                EXPECT_LE(cut.plan.lowestPlane(channel, c), cut.plan.lowestPlane(channel, c - 1));
+            }
         }
-        refinements.flush();
-        EXPECT_EQ(refinements.bitCount(), static_cast<std::int64_t>(bits));
-    });
+    }
+    EXPECT_GT(left, 0);
 }
 
 } // namespace teko

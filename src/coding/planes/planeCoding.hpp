@@ -16,7 +16,7 @@
 
 #include "coding/foldedSequence.hpp"
 #include "coding/imageShape.hpp"
-#include "coding/streamArrayManager.hpp"
+#include "coding/segmentPlan.hpp"
 #include "memory/memory.hpp"
 #include "target/target.hpp"
 #include "wavelet/rowStream.hpp"
@@ -64,10 +64,9 @@ struct PlaneCoding {
     // Adds the bit lengths of the values in a block that is full or finished; returns the longest. None is longer than
     // atMost, which may be more than the longest has.
     int (*countLengths)(const Folded& folded, std::int64_t block, int atMost, std::uint64_t* counts);
-    // Codes a whole class of a channel, finished and counted, into its sub-streams, down to plane `lowest`; in planes
-    // from lowestSparse on few coefficients are significant. Throws std::bad_alloc.
-    void (*codeClass)(const Folded& folded, StreamArrayManager<T>& streams, int channel, int c, int lowest,
-                      int lowestSparse);
+    // Codes a whole class of a channel, finished and counted, into the sub-streams of its planes topPlane .. lowest; in
+    // those from lowestSparse on few coefficients are significant, and k is not 0. Throws std::bad_alloc.
+    void (*codeClass)(const Folded& folded, PlaneStreams* streams, int topPlane, int lowest, int lowestSparse);
 
     // Room for a decoded image. Throws std::bad_alloc.
     std::unique_ptr<SlicedImage<T>> (*makeSliced)(const ImageShape& shape);

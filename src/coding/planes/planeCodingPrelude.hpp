@@ -6,6 +6,7 @@
 #include "coding/planes/decoding/runTables.hpp"
 #include "coding/planes/planeCodingSets.hpp"
 #include "coding/runLengthParameter.hpp"
+#include "coding/segmentOrder.hpp"
 #include "coding/segmentPlan.hpp"
 #include "image/fillingMemory.hpp"
 #include "memory/memory.hpp"

@@ -9,17 +9,19 @@ struct PlaneCoder {
     unsigned k;
     std::uint64_t passes; // since the last event; stays 0 for k = 0
 
-    void start(const BitStreamer& refinementStream, const RunCoder& coder) {
-        refinements.start(refinementStream);
-        runs.start(*coder.stream);
-        k = static_cast<unsigned>(coder.k);
+    void start(const PlaneStreams& streams) {
+        refinements.start(streams.refinements);
+        runs.start(streams.runs);
+        k = streams.k;
+        runs.put(k, 5);
         passes = 0;
     }
 
-    void finish(BitStreamer& refinementStream, RunCoder& coder) {
-        refinements.finish(refinementStream);
-        runs.finish(*coder.stream);
-        coder.count = static_cast<std::uint32_t>(passes);
+    // With zeros until all passes are covered.
+    void finish(PlaneStreams& streams) {
+        runs.putZeros((passes >> k) + ((passes & ((std::uint64_t{1} << k) - 1)) != 0 ? 1 : 0));
+        refinements.finish(streams.refinements);
+        runs.finish(streams.runs);
     }
 
     // A chunk without any event on this plane and above.
@@ -69,12 +71,11 @@ public:
     using Folded = FoldedSequence<Value>;
 
     // Planes from lowestListed on are coded from lists; their k is not 0.
-    ClassCoder(StreamArrayManager<T>& streams, int channel, int c, int lowestPlane, int lowestListed)
-        : refinements(streams.refinementStreams[channel][c]), runs(streams.runCoders[channel][c]), lowest(lowestPlane),
-          listed(std::max(lowestPlane, lowestListed)), top(streams.topPlane) {
+    ClassCoder(PlaneStreams* itsStreams, int topPlane, int lowestPlane, int lowestListed)
+        : streams(itsStreams), lowest(lowestPlane), listed(std::max(lowestPlane, lowestListed)), top(topPlane) {
         assert(lowest >= 0 && top <= highestSlicedPlane<T>);
         for (int b = lowest; b <= top; ++b) {
-            planes[b].start(refinements[b], runs[b]);
+            planes[b].start(streams[b]);
         }
     }
 
@@ -88,7 +89,7 @@ public:
 
     void finish() {
         for (int b = lowest; b <= top; ++b) {
-            planes[b].finish(refinements[b], runs[b]);
+            planes[b].finish(streams[b]);
         }
     }
 
@@ -165,8 +166,7 @@ private:
     Chunk chunk;
     ListedCoefficients<Value> list;
     PlaneCoder planes[highestSlicedPlane<T> + 1];
-    BitStreamer* refinements; // of each plane, as below
-    RunCoder* runs;
+    PlaneStreams* streams; // of each plane
     int lowest;
     int listed;
     int top;
@@ -174,12 +174,12 @@ private:
 };
 
 template <typename T>
-void codeClass(const FoldedSequence<RowSample<T>>& folded, StreamArrayManager<T>& streams, int channel, int c,
-               int lowest, int lowestListed) {
-    if (lowest > streams.topPlane) {
+void codeClass(const FoldedSequence<RowSample<T>>& folded, PlaneStreams* streams, int topPlane, int lowest,
+               int lowestListed) {
+    if (lowest > topPlane) {
         return; // a budget ends before this class
     }
-    const auto coder = std::make_unique<ClassCoder<T>>(streams, channel, c, lowest, lowestListed);
+    const auto coder = std::make_unique<ClassCoder<T>>(streams, topPlane, lowest, lowestListed);
     coder->code(folded);
     coder->finish();
 }
