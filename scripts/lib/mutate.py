@@ -28,7 +28,8 @@ LONGEST_STEP = 120  # seconds; slower test programs are left out
 # The directories of the tests that are most likely to find a change in a room.
 NEAREST = {
     'target': ['targets', 'fuzz'],
-    'image': ['image', 'fuzz', 'targets', 'golden'],
+    'fast': ['fuzz', 'targets', 'codec', 'golden'],
+    'image': ['image', 'fuzz', 'golden'],
     'filter': ['filter', 'fuzz', 'targets', 'wavelet'],
     'wavelet': ['fuzz', 'wavelet', 'targets', 'golden'],
     'coding': ['fuzz', 'coding', 'targets', 'golden'],

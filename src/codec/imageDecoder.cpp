@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageDecoder.hpp"
 
-#include "codec/colourTransform.hpp"
-#include "codec/decodeRows.hpp"
 #include "codec/ending.hpp"
 #include "codec/imageEncoder.hpp"
 #include "codec/imageKind.hpp"
-#include "codec/reduction.hpp"
-#include "codec/writeColumns.hpp"
 #include "coding/bitPlanes.hpp"
-#include "coding/coefficientDecoder.hpp"
 #include "coding/decoder.hpp"
+#include "fast/planes/coefficientDecoder.hpp"
+#include "fast/transform/columnTransform.hpp"
+#include "fast/ways/decodeRows.hpp"
+#include "fast/ways/writeColumns.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/columnTransform.hpp"
 #include "wavelet/levels.hpp"
+#include "wavelet/reduction.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cassert>

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageEncoder.hpp"
 
-#include "codec/colourTransform.hpp"
-#include "codec/encodeRows.hpp"
 #include "codec/ending.hpp"
 #include "codec/imageKind.hpp"
-#include "codec/readColumns.hpp"
-#include "coding/coefficientEncoder.hpp"
 #include "coding/encoder.hpp"
+#include "fast/planes/coefficientEncoder.hpp"
+#include "fast/transform/columnTransform.hpp"
+#include "fast/ways/encodeRows.hpp"
+#include "fast/ways/readColumns.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/columnTransform.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 

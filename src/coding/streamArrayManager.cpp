@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/streamArrayManager.hpp"
 
-#include "image/fillingMemory.hpp"
+#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
 
 #include <cassert>

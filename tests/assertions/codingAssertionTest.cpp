@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
-#include "coding/foldedSequence.hpp"
+#include "fast/planes/foldedSequence.hpp"
 #include "coding/histogram.hpp"
 #include "coding/imageShape.hpp"
-#include "coding/planes/planeCoding.hpp"
-#include "coding/rowDecoder.hpp"
-#include "coding/rowEncoder.hpp"
+#include "fast/planes/planeCoding.hpp"
+#include "fast/ways/rowDecoder.hpp"
+#include "fast/ways/rowEncoder.hpp"
 #include "coding/runLengthParameter.hpp"
-#include "coding/segmentPlan.hpp"
+#include "fast/planes/segmentPlan.hpp"
 #include "coding/streamArrayManager.hpp"
 
 #include <array>

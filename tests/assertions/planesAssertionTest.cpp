@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
-#include "coding/planes/planeCodingPrelude.hpp"
+#include "fast/planes/planeCodingPrelude.hpp"
 
 #include <array>
 
@@ -9,19 +9,19 @@ namespace teko {
 // What the targets are made of, once more in standard C++.
 namespace {
 
-#include "coding/planes/bitOperationsPortable.hpp"
+#include "fast/planes/bitOperationsPortable.hpp"
 
-#include "coding/planes/encoding/encoderChunk.hpp"
+#include "fast/planes/encoderChunk.hpp"
 
-#include "coding/planes/encoding/eventPlaces.hpp"
+#include "fast/planes/eventPlaces.hpp"
 
-#include "coding/planes/encoding/runCodes.hpp"
+#include "fast/planes/runCodes.hpp"
 
-#include "coding/planes/decoding/decoderState.hpp"
+#include "fast/planes/decoderState.hpp"
 
-#include "coding/planes/decoding/decoderRuns.hpp"
+#include "fast/planes/decoderRuns.hpp"
 
-#include "coding/planes/decoding/decoderPlanes.hpp"
+#include "fast/planes/decoderPlanes.hpp"
 
 using PlanesAssertions = Assertions;
 

@@ -2,11 +2,11 @@
 #include "assertions.hpp"
 #include "coding/bitPlanes.hpp"
 #include "filter/filter4_2.hpp"
-#include "image/fillingMemory.hpp"
+#include "memory/fillingMemory.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
-#include "wavelet/rowStream.hpp"
-#include "wavelet/rowWindow.hpp"
+#include "fast/transform/rowStream.hpp"
+#include "fast/transform/rowWindow.hpp"
 
 namespace teko {
 

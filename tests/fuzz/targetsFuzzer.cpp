@@ -2,7 +2,7 @@
 // Every target does what the plain one does, and that is what the definitions say.
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"
-#include "image/joinRawRows.hpp"
+#include "fast/rows/joinRawRows.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/streamDecoder.hpp"
 #include "reference/streamEncoder.hpp"

@@ -2,7 +2,7 @@
 // Coding the coefficients of whole images with what fast targets do it: every class in turn, in pieces of any length.
 #pragma once
 
-#include "coding/coefficientEncoder.hpp"
+#include "fast/planes/coefficientEncoder.hpp"
 #include "coding/decoder.hpp"
 #include "support/coefficientClasses.hpp"
 #include "wavelet/wavelet.hpp"

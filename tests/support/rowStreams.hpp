@@ -3,7 +3,7 @@
 #pragma once
 
 #include "support/coefficientClasses.hpp"
-#include "wavelet/rowStream.hpp"
+#include "fast/transform/rowStream.hpp"
 
 #include <algorithm>
 #include <bit>

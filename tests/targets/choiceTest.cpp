@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which target runs.
-#include "coding/planes/planeCoding.hpp"
-#include "filter/rows/rowKernels.hpp"
-#include "image/joinRawRows.hpp"
-#include "image/splitRawRows.hpp"
+#include "fast/planes/planeCoding.hpp"
+#include "fast/rows/rowKernels.hpp"
+#include "fast/rows/joinRawRows.hpp"
+#include "fast/rows/splitRawRows.hpp"
 #include "support/emulator.hpp"
 #include "support/targets.hpp"
 

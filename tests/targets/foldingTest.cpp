@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Folding rows and counting bit lengths against one coefficient after the other.
-#include "coding/planes/planeCoding.hpp"
+#include "fast/planes/planeCoding.hpp"
 #include "support/foldedValues.hpp"
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"

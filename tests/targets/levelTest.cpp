@@ -3,8 +3,8 @@
 #include "filter/filter4_2.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
-#include "wavelet/forwardLevel.hpp"
-#include "wavelet/inverseLevel.hpp"
+#include "fast/transform/forwardLevel.hpp"
+#include "fast/transform/inverseLevel.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Raw rows on their way to and from the row transform: every target, every length.
-#include "codec/colourTransform.hpp"
-#include "image/joinRawRows.hpp"
+#include "image/colourTransform.hpp"
+#include "fast/rows/joinRawRows.hpp"
 #include "image/sampleLimit.hpp"
 #include "support/targets.hpp"
 

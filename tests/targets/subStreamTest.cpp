@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sub-streams of each class and plane, one by one, against the description of their segments.
-#include "coding/planes/planeCoding.hpp"
-#include "coding/segmentPlan.hpp"
+#include "fast/planes/planeCoding.hpp"
+#include "fast/planes/segmentPlan.hpp"
 #include "support/coefficients.hpp"
 #include "support/foldedValues.hpp"
 #include "support/targets.hpp"
