@@ -6,8 +6,8 @@
 #include "codec/imageKind.hpp"
 #include "coding/bitPlanes.hpp"
 #include "coding/decoder.hpp"
-#include "fast/planes/coefficientDecoder.hpp"
 #include "fast/transform/columnTransform.hpp"
+#include "fast/ways/coefficientDecoder.hpp"
 #include "fast/ways/decodeRows.hpp"
 #include "fast/ways/writeColumns.hpp"
 #include "filter/filter4_2.hpp"
@@ -78,10 +78,10 @@ class ImageDecoder::ByColumns final : public Way {
 public:
     ByColumns(const FileHeader& header, int channels, Target itsTarget)
         : shape(shapeOf(header.xsize, header.ysize, channels)), target(itsTarget),
-          decoder(shape, *planeCoding<T>(target)), band(header.xsize, header.bytesPerPixel, channels) {}
+          decoder(shape, kernelsOf(target).planes<T>()), band(header.xsize, header.bytesPerPixel, channels) {}
 
     static bool suits(int width, int height, Target target) {
-        return planeCoding<T>(target) != nullptr && suitsColumns(width, height);
+        return target != Target::plain && suitsColumns(width, height);
     }
 
     bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }

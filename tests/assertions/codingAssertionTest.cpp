@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
-#include "fast/planes/foldedSequence.hpp"
 #include "coding/histogram.hpp"
 #include "coding/imageShape.hpp"
-#include "fast/planes/planeCoding.hpp"
+#include "coding/runLengthParameter.hpp"
+#include "coding/streamArrayManager.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "fast/planes/foldedSequence.hpp"
+#include "fast/planes/segmentPlan.hpp"
 #include "fast/ways/rowDecoder.hpp"
 #include "fast/ways/rowEncoder.hpp"
-#include "coding/runLengthParameter.hpp"
-#include "fast/planes/segmentPlan.hpp"
-#include "coding/streamArrayManager.hpp"
 
 #include <array>
 
@@ -113,7 +113,7 @@ TEST_F(CodingAssertions, APlanIsOfPlanesThatCanBeCoded) {
 TEST_F(CodingAssertions, AClassIsCodedInPlanesThatThereAre) {
     using Sample = std::int64_t;
     constexpr int highest = highestSlicedPlane<Sample>;
-    const auto codeClass = planeCoding<Sample>(Target::portable)->codeClass;
+    const auto codeClass = kernelsOf(Target::portable).planes<Sample>().codeClass;
     FoldedSequence<RowSample<Sample>> sequence{};
     unsigned char bytes[64];
     PlaneStreams streams[highest + 2];
@@ -133,7 +133,7 @@ TEST_F(CodingAssertions, ASequenceHasTheBlocksThatItHas) {
 }
 
 TEST_F(CodingAssertions, DecodedPlanesAreReadOnceAndInTheWayTheyFit) {
-    const auto sliced = planeCoding<std::int64_t>(Target::portable)->makeSliced(shape);
+    const auto sliced = kernelsOf(Target::portable).planes<std::int64_t>().makeSliced(shape);
     Memory memory;
     memory.words[0] = 0xFFFFFFE0; // behind a run-length parameter of 0 an event on the top plane
     ByteStreamer in;

@@ -1,27 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+#define TEKO_FOR_PORTABLE
 #include "assertions.hpp"
-#include "fast/planes/planeCodingPrelude.hpp"
+#include "fast/planes/classDecoder.hpp"
+#include "fast/planes/eventPlaces.hpp"
+#include "fast/planes/runCodes.hpp"
 
 #include <array>
 
 namespace teko {
 
-// What the targets are made of, once more in standard C++.
 namespace {
 
-#include "fast/planes/bitOperationsPortable.hpp"
-
-#include "fast/planes/encoderChunk.hpp"
-
-#include "fast/planes/eventPlaces.hpp"
-
-#include "fast/planes/runCodes.hpp"
-
-#include "fast/planes/decoderState.hpp"
-
-#include "fast/planes/decoderRuns.hpp"
-
-#include "fast/planes/decoderPlanes.hpp"
+using namespace portable;
 
 using PlanesAssertions = Assertions;
 

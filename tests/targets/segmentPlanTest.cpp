@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The memory of the fast encoder's sub-streams: one piece for all.
-#include "coding/runLengthParameter.hpp"
 #include "fast/planes/segmentPlan.hpp"
+#include "coding/runLengthParameter.hpp"
 
 #include <gtest/gtest.h>
 

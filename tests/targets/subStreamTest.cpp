@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sub-streams of each class and plane, one by one, against the description of their segments.
-#include "fast/planes/planeCoding.hpp"
+#include "fast/kernels/kernels.hpp"
 #include "fast/planes/segmentPlan.hpp"
 #include "support/coefficients.hpp"
 #include "support/foldedValues.hpp"
@@ -109,7 +109,7 @@ protected:
             ExactStream none(0);
             ExactStream runs(wanted.size());
             PlaneStreams streams{none.stream, runs.stream, static_cast<unsigned>(k)};
-            planeCoding<T>(target)->codeClass(folded, &streams, 0, 0, sparse);
+            kernelsOf(target).planes<T>().codeClass(folded, &streams, 0, 0, sparse);
             ASSERT_EQ(bitsOf(streams.runs), wanted);
         }
     }
@@ -186,7 +186,7 @@ private:
             const std::vector<RowSample<T>> values(of.values.begin(), of.values.end());
             folded.append(values);
             folded.sequence.finish();
-            planeCoding<T>(target)->codeClass(folded.sequence, streams.data(), of.topPlane, lowest, sparse);
+            kernelsOf(target).planes<T>().codeClass(folded.sequence, streams.data(), of.topPlane, lowest, sparse);
             ASSERT_EQ(folded.values(), values);
             for (const PlaneSegments& segments : wanted) {
                 const int b = segments.plane;

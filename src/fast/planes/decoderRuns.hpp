@@ -1,6 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// Decoding run segments into bitmaps over their candidates. Included once per target, inside its region and
-// namespace, after decoderState.hpp. No include guard, no includes.
+// Decoding run segments into bitmaps over their candidates.
+#pragma once
+
+#include "coding/runLengthParameter.hpp"
+#include "fast/planes/decoderState.hpp"
+#include "fast/planes/runTables.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
 
 // A stretch of a class, one block, is decoded in two steps: first its codes into bitmaps over its candidates, in tight
 // loops that see nothing of the image, then the bitmaps into their places (1.5 times faster than word by word).
@@ -384,3 +397,7 @@ private:
     std::uint64_t events = 0; // of the stretch so far
     Word sign = 0;
 };
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

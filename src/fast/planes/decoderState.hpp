@@ -1,12 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the decoder works on: sliced coefficients, and the bits of a stream. Included once per target, inside its
-// region and namespace, after its bit operations. No include guard, no includes.
+// What the decoder works on: sliced coefficients, and the bits of a stream.
 //
 // While decoding, the coefficients lie class by class and sliced: a block of 4,096 samples is some rows of 64 words.
 // Row 0 holds the signs, row 1 what is significant, row b + 2 bit plane b, up to the top plane of the image (1.02 to
 // 1.12 times on decodes, most on 16 bits, against room for all planes that there can be). Planes hold whatever they
 // have until they come. Large classes have rows of 256 words: a pass over one bit plane then reads memory in longer
 // stretches (100 megapixels: 1.2 times faster; small images: 1.1 times slower).
+#pragma once
+
+#include "coding/bitStreamer.hpp"
+#include "fast/planes/littleEndian.hpp"
+#include "fast/planes/planeKernels.hpp"
+#include "fast/simd/bits.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+#include <cstdint>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
 
 constexpr int mostRowWords = 256;
 
@@ -141,3 +155,7 @@ public:
     Word refinedInWord;     // the coefficients of that word that it reached
     bool contradictsItself; // a run segment had another parameter than encoders choose
 };
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

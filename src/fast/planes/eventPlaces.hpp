@@ -1,6 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// The events of a plane of a chunk, gathered before they are coded. Included once per target that has no form of its
-// own, inside its region and namespace, after encoderChunk.hpp. No include guard, no includes.
+// The events of a plane of a chunk, gathered before they are coded.
+#pragma once
+
+#include "fast/planes/chunk.hpp"
+
+#include <bit>
+#include <cassert>
+#include <cstdint>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
 
 // The places of the bits of a mask, behind `start`. Some at a time, for how many there are is not predictable: up to
 // atOnce - 1 more are written.
@@ -20,7 +30,7 @@ struct EventPlaces {
     std::uint32_t places[1 + blockSamples + 64]; // among the candidates; [0] stands for the last event before
     std::uint64_t signs[chunkWords + 1];         // a bit for each
 
-    // Behind so many passes.
+    // Starts a chunk, so many passes after the last event of those before.
     void start(std::uint64_t passes) {
         count = 0;
         places[0] = 0 - static_cast<std::uint32_t>(passes) - 1;
@@ -45,3 +55,7 @@ struct EventPlaces {
     std::uint64_t run(unsigned i) const { return places[i + 1] - places[i] - 1; }
     std::uint64_t signOf(unsigned i) const { return signs[i / 64] >> (i % 64) & 1; }
 };
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

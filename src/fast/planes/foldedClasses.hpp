@@ -5,7 +5,7 @@
 #include "coding/imageShape.hpp"
 #include "coding/subband.hpp"
 #include "fast/planes/foldedSequence.hpp"
-#include "fast/transform/rowStream.hpp"
+#include "fast/rows/rowKernels.hpp"
 #include "memory/memory.hpp"
 
 #include <cstddef>

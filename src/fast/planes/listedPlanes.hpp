@@ -1,11 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
-// Planes in which few coefficients are significant, from a list of those in some blocks. Included once per target that
-// has nothing better, inside its region and namespace, after eventPlaces.hpp and runCodes.hpp. No include guard, no
-// includes.
+// Planes in which few coefficients are significant, from a list of those in some blocks.
 //
 // The list is sliced like a chunk of its own: its bit words are few, and each is full of what its planes hold. One list
 // for many blocks has fewer loops than one for each, and fewer ends of loops that nobody foresees (1.01 to 1.03 times
 // on whole encodes of 8-bit photographs).
+#pragma once
+
+#include "fast/simd/forTarget.hpp"
+
+#if defined(TEKO_FOR_AVX512)
+#include "fast/planes/listedPlanesAvx512.hpp"
+#else
+
+#include "fast/planes/eventPlaces.hpp"
+#include "fast/planes/runCodes.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
 
 template <typename V>
 class ListedCoefficients {
@@ -116,3 +132,9 @@ private:
     std::uint32_t places[blockSamples + 64]; // among the samples
     unsigned char bytes[FoldedSequence<V>::byteRows][blockSamples + 64];
 };
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END
+
+#endif

@@ -1,6 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// The codes of run segments and the writer that takes them many bits at a time. Included once per target, inside its
-// region and namespace, after encoderChunk.hpp. No include guard, no includes.
+// The codes of run segments and the writer that takes them many bits at a time.
+#pragma once
+
+#include "coding/runLengthParameter.hpp"
+#include "fast/planes/chunk.hpp"
+#include "fast/planes/littleEndian.hpp"
+#include "fast/planes/segmentPlan.hpp"
+
+#include <cassert>
+#include <cstdint>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
 
 // Fills a sub-stream, 64 bits at a time. It does not look for the end of the memory: sub-streams are as long as their
 // segments can get (longestRunSegment, and refinements are counted), and have room for the eight bytes that are stored
@@ -103,7 +115,7 @@ struct GappedBytes {
     }
 };
 
-constexpr GappedBytes gappedBytes;
+inline constexpr GappedBytes gappedBytes;
 
 inline std::uint64_t denseCodeByTable(std::uint32_t candidates, std::uint64_t signs) {
     std::uint64_t code = 0;
@@ -142,3 +154,7 @@ inline void putDenseWord(BitAppender& out, std::uint64_t candidates, unsigned n,
     putDense(out, low, 32, signs);
     putDense(out, static_cast<std::uint32_t>(candidates >> 32), n - 32, signs >> countBits(low));
 }
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

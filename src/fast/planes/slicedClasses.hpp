@@ -1,6 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// Decoded classes that stay sliced until their values are asked for. Included once per target, inside its region and
-// namespace, after decoderPlanes.hpp. No include guard, no includes.
+// Decoded classes that stay sliced until their values are asked for.
+#pragma once
+
+#include "fast/planes/classDecoder.hpp"
+#include "memory/fillingMemory.hpp"
+#include "memory/memory.hpp"
+
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <optional>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
 
 // The classes of all channels, one behind the other in memory.
 template <typename T>
@@ -122,3 +138,7 @@ template <typename T>
 std::unique_ptr<SlicedImage<T>> makeSliced(const ImageShape& shape) {
     return std::make_unique<SlicedClasses<T>>(shape);
 }
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

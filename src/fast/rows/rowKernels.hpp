@@ -13,8 +13,6 @@
 // room.
 #pragma once
 
-#include "target/target.hpp"
-
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -33,7 +31,10 @@ template <typename Row>
 struct SplitRow {
     Row* even;
     Row* odd;
-    std::int64_t largest; // a bound of its magnitudes
+    std::int64_t largest = 0; // a bound of its magnitudes, where one is kept
+
+    // From sample x on, which is at an even place.
+    SplitRow from(int x) const { return {even + x / 2, odd + x / 2, largest}; }
 };
 
 // The smallest and the largest of some samples.
@@ -82,18 +83,6 @@ struct RowKernels {
     // The same bound alone.
     std::int64_t (*largest)(const Row* x, int n);
 
-    // Between short rows and int ones. As split; as merge, where the samples are short; extends a range by n samples.
-    void (*splitWidening)(const std::int16_t* x, int n, int* even, int* odd);
-    void (*mergeWidening)(int* x, int n, const std::int16_t* even, const std::int16_t* odd);
-    void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd);
-    void (*extendRange)(const std::int16_t* x, int n, SampleRange& range);
-    void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
-    // Split and merge of short rows that extend a range by the samples on the way, and look for no bound (encodes of 16
-    // bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
-    void (*splitExtending)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
-    void (*mergeExtending)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd,
-                           SampleRange& range);
-
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     // The same with the exact sum; any values.
@@ -134,14 +123,47 @@ constexpr int largestForIntRows = 1 << 26;
 constexpr int largestForIntRowsBack = 74'000'000;
 constexpr int largestRestored = 100'000'000;
 
-// Whether a target is faster on short rows of small long samples: those that leave vectors to the compiler are not
-// (0.85 times on the transform).
-constexpr bool gainsFromShortRows(Target target) {
-    return includesAvx2(target);
-}
+// Between rows of 16 bits and rows of int, and ranges of samples.
+struct RowConversions {
+    // As split; as merge, where the samples are short; extends a range by n samples.
+    void (*splitWidening)(const std::int16_t* x, int n, int* even, int* odd);
+    void (*mergeWidening)(int* x, int n, const std::int16_t* even, const std::int16_t* odd);
+    void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd);
+    void (*extendRange)(const std::int16_t* x, int n, SampleRange& range);
+    void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
+    // Split and merge of short rows that extend a range by the samples on the way, and look for no bound (encodes of 16
+    // bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
+    void (*splitExtending)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
+    void (*mergeExtending)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd,
+                           SampleRange& range);
+};
 
-// The kernels of a target; those of the plain target are those of the portable one.
-template <typename T>
-const RowKernels<T>& rowKernels(Target target);
+// Rows of raw files from and to those of the row transform. Every target gives the same.
+struct RawRowKernels {
+    // Each takes `width` pixels. Up to 32 samples beyond them may be written.
+    // One byte a pixel.
+    void (*splitBytes)(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples);
+    // Two bytes a pixel, the least significant first.
+    void (*splitWords)(const unsigned char* raw, int width, const SplitRow<int>& samples);
+    // The same into 16 bits, which have no room for the largest. Returns the OR of all samples.
+    unsigned (*splitSmallWords)(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples);
+    // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
+    void (*splitColours)(const unsigned char* raw, int width, const SplitRow<std::int16_t>* channels);
+
+    // Each makes `width` pixels and keeps the low bits of what does not fit.
+    // One byte a pixel.
+    void (*joinBytes)(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw);
+    // Two bytes a pixel, the least significant first.
+    void (*joinWords)(const SplitRow<int>& samples, int width, unsigned char* raw);
+    void (*joinSmallWords)(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw);
+    // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
+    void (*joinColours)(const SplitRow<std::int16_t>* channels, int width, unsigned char* raw);
+    // Such pixels whose colours are clampedTo(limit, sample). The limit is not 0.
+    void (*joinColoursBelow)(const SplitRow<std::int16_t>* channels, int width, int limit, unsigned char* raw);
+
+    // n samples, each as clampedTo(limit, sample). The limit is not 0.
+    void (*clamp)(std::int16_t* samples, int n, int limit);
+    void (*clampWide)(int* samples, int n, int limit);
+};
 
 } // namespace teko

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/transform/columnTransform.hpp"
+#include "fast/kernels/kernels.hpp"
 
 #include "fast/transform/levelShape.hpp"
 #include "memory/memory.hpp"
@@ -257,13 +258,14 @@ bool suitsColumns(int width, int height) {
 template <typename T>
 bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t largest, Target target, CoefficientSink<T>& sink) {
     assert(suitsColumns(plane.columns, plane.rows));
-    return transformFrom<T>(0, numberOfLevels(plane.columns, plane.rows), plane, largest, rowKernels<T>(target), sink);
+    return transformFrom<T>(0, numberOfLevels(plane.columns, plane.rows), plane, largest, kernelsOf(target).rows<T>(),
+                            sink);
 }
 
 template <typename T>
 void untransformColumns(CoefficientSource<T>& source, Target target, ColumnPlane<RowSample<T>>& plane) {
     assert(suitsColumns(plane.columns, plane.rows));
-    untransformFrom<T>(0, numberOfLevels(plane.columns, plane.rows), source, rowKernels<T>(target), plane);
+    untransformFrom<T>(0, numberOfLevels(plane.columns, plane.rows), source, kernelsOf(target).rows<T>(), plane);
 }
 
 template bool transformColumns(ColumnPlane<std::int16_t>&, std::int64_t, Target, CoefficientSink<std::int16_t>&);

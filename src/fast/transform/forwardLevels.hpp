@@ -2,6 +2,7 @@
 // The levels of a forward stream, and how they pass coefficients on.
 #pragma once
 
+#include "fast/kernels/kernels.hpp"
 #include "fast/transform/levelShape.hpp"
 #include "fast/transform/rowStream.hpp"
 #include "fast/transform/wideningForwardLevel.hpp"
@@ -67,7 +68,7 @@ struct ForwardLevels<std::int16_t> {
 
     static std::unique_ptr<Level> make(const Lattice<std::int16_t>& lattice, const LevelShape& shape, Target target,
                                        Sink& sink, Coarser* coarser) {
-        return std::make_unique<Level>(lattice, rowKernels<std::int16_t>(target), Pass(shape, sink), coarser);
+        return std::make_unique<Level>(lattice, kernelsOf(target).rows<std::int16_t>(), Pass(shape, sink), coarser);
     }
     static SplitRow<std::int16_t>* placeSmall(Level&, int) { return nullptr; }
 };

@@ -2,6 +2,7 @@
 // The levels of an inverse stream, and where they have their rows from.
 #pragma once
 
+#include "fast/kernels/kernels.hpp"
 #include "fast/transform/levelShape.hpp"
 #include "fast/transform/rowStream.hpp"
 #include "fast/transform/wideningInverseLevel.hpp"
@@ -50,7 +51,7 @@ private:
 
 // Whether a class of long samples is taken in short.
 inline bool isTakenSmall(const CoefficientSource<std::int64_t>& source, int c, Target target) {
-    return gainsFromShortRows(target) && source.magnitudeBits(c) < 16;
+    return kernelsOf(target).prefersSmallRows && source.magnitudeBits(c) < 16;
 }
 
 // The same in int, from classes and levels of either kind. Kernels for int rows do without bounds.
@@ -60,7 +61,7 @@ public:
                  CoarserInverseOfAny* coarserLevel)
         : shape(levelShape), isSmall{isTakenSmall(itsSource, shape.c, target),
                                      isTakenSmall(itsSource, shape.c + 1, target)},
-          kernels(rowKernels<std::int64_t>(target)), between(rowKernels<SmallLong>(target)), source(itsSource),
+          kernels(kernelsOf(target).rows<std::int64_t>()), between(kernelsOf(target).conversions), source(itsSource),
           coarser(coarserLevel) {}
 
     bool operator()(int y, SplitRow<int>& row) const {
@@ -110,7 +111,7 @@ private:
     LevelShape shape;
     bool isSmall[2]; // the class, and the next one
     const RowKernels<std::int64_t>& kernels;
-    const RowKernels<SmallLong>& between;
+    const RowConversions& between;
     CoefficientSource<std::int64_t>& source;
     CoarserInverseOfAny* coarser;
 };
@@ -121,7 +122,8 @@ public:
     FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
                   CoarserInverseOfAny* coarserLevel)
         : shape(levelShape), largest((1 << itsSource.magnitudeBits(shape.c)) - 1),
-          kernels(rowKernels<SmallLong>(target)), source(itsSource), coarser(coarserLevel) {}
+          kernels(kernelsOf(target).rows<SmallLong>()), between(kernelsOf(target).conversions), source(itsSource),
+          coarser(coarserLevel) {}
 
     // Whether a level can start so.
     static bool suit(const LevelShape& shape, Target target, const CoefficientSource<std::int64_t>& source) {
@@ -137,7 +139,7 @@ public:
         std::copy_n(source.takeSmall(shape.c, shape.odds()), shape.odds(), row.odd);
         if (shape.isCoarsest) {
             std::copy_n(source.takeSmall(shape.c + 1, shape.evens()), shape.evens(), row.even);
-            kernels.extendRange(row.even, shape.evens(), range);
+            between.extendRange(row.even, shape.evens(), range);
         } else {
             merge(coarser->restore(y / 2), row);
         }
@@ -147,17 +149,18 @@ public:
 private:
     void merge(const AnySplitRow& restored, SplitRow<std::int16_t>& row) {
         if (restored.small != nullptr) {
-            kernels.mergeExtending(row.even, shape.evens(), restored.small->even, restored.small->odd, range);
+            between.mergeExtending(row.even, shape.evens(), restored.small->even, restored.small->odd, range);
         } else {
-            kernels.mergeNarrowing(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
-            kernels.extendRangeOfWide(restored.wide->even, (shape.evens() + 1) / 2, range);
-            kernels.extendRangeOfWide(restored.wide->odd, shape.evens() / 2, range);
+            between.mergeNarrowing(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
+            between.extendRangeOfWide(restored.wide->even, (shape.evens() + 1) / 2, range);
+            between.extendRangeOfWide(restored.wide->odd, shape.evens() / 2, range);
         }
     }
 
     LevelShape shape;
     int largest; // of the coefficients that are no approximations
     const RowKernels<SmallLong>& kernels;
+    const RowConversions& between;
     CoefficientSource<std::int64_t>& source;
     CoarserInverseOfAny* coarser;
     SampleRange range; // of the approximations so far
@@ -167,7 +170,7 @@ private:
 class RowsOfLastClass final : public CoarserInverse<std::int16_t> {
 public:
     RowsOfLastClass(const LevelShape& levelShape, Target target, CoefficientSource<std::int16_t>& itsSource)
-        : shape(levelShape), kernels(rowKernels<std::int16_t>(target)), source(itsSource),
+        : shape(levelShape), kernels(kernelsOf(target).rows<std::int16_t>()), source(itsSource),
           memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
                                                                             memory.data() + shape.evens() + vector, 0} {
     }
@@ -191,7 +194,7 @@ class RowsOfLastClassOfAny final : public CoarserInverseOfAny {
 public:
     RowsOfLastClassOfAny(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource)
         : shape(levelShape), isSmall(isTakenSmall(itsSource, shape.c, target)),
-          kernels(rowKernels<std::int64_t>(target)), between(rowKernels<SmallLong>(target)), source(itsSource),
+          kernels(kernelsOf(target).rows<std::int64_t>()), between(kernelsOf(target).conversions), source(itsSource),
           memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
                                                                             memory.data() + shape.evens() + vector, 0} {
     }
@@ -211,7 +214,7 @@ private:
     LevelShape shape;
     bool isSmall;
     const RowKernels<std::int64_t>& kernels;
-    const RowKernels<SmallLong>& between;
+    const RowConversions& between;
     CoefficientSource<std::int64_t>& source;
     Vector<int> memory;
     SplitRow<int> row;
@@ -228,9 +231,10 @@ struct InverseLevels<std::int16_t> {
     static std::unique_ptr<Coarser> make(const Lattice<std::int16_t>& lattice, const LevelShape& shape, Target target,
                                          CoefficientSource<std::int16_t>& source, Coarser* coarser) {
         using Fill = FillRows<std::int16_t>;
-        const Fill fill(shape, rowKernels<std::int16_t>(target), source, coarser);
+        const Fill fill(shape, kernelsOf(target).rows<std::int16_t>(), source, coarser);
         if (lattice.isLongEnough()) {
-            return std::make_unique<InverseLevel<std::int16_t, Fill>>(lattice, rowKernels<std::int16_t>(target), fill);
+            return std::make_unique<InverseLevel<std::int16_t, Fill>>(lattice, kernelsOf(target).rows<std::int16_t>(),
+                                                                      fill);
         }
         return std::make_unique<InversePlaneLevel<std::int16_t, Fill>>(lattice, fill);
     }

@@ -2,6 +2,7 @@
 // Levels of the forward transform of long samples whose rows are short ones as long as their samples allow it.
 #pragma once
 
+#include "fast/kernels/kernels.hpp"
 #include "fast/transform/forwardLevel.hpp"
 #include "fast/transform/planeLevel.hpp"
 
@@ -23,22 +24,23 @@ public:
     WideningForwardLevel(const Lattice<std::int64_t>& itsLattice, Target itsTarget, const SmallPass& smallPass,
                          const Pass& passOn, CoarserForwardOfAny* coarserLevel)
         : lattice(itsLattice), target(itsTarget), pass(passOn), coarser(coarserLevel) {
-        if (gainsFromShortRows(target)) {
-            small = std::make_unique<Small>(lattice.of<SmallLong>(), rowKernels<SmallLong>(target), smallPass, coarser);
+        if (kernelsOf(target).prefersSmallRows) {
+            small = std::make_unique<Small>(lattice.of<SmallLong>(), kernelsOf(target).rows<SmallLong>(), smallPass,
+                                            coarser);
         } else {
-            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), pass, coarser);
+            wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), pass, coarser);
         }
     }
 
     void take(int y, const std::int16_t* samples) override {
-        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
+        const RowConversions& conversions = kernelsOf(target).conversions;
         if (small) {
             const SplitRow<std::int16_t>& row = small->place(y);
-            kernels.splitExtending(samples, lattice.columns(), row.even, row.odd, range);
+            conversions.splitExtending(samples, lattice.columns(), row.even, row.odd, range);
             taken(y, range.isSmall());
         } else {
             const SplitRow<int>& row = wide->place(y);
-            kernels.splitWidening(samples, lattice.columns(), row.even, row.odd);
+            conversions.splitWidening(samples, lattice.columns(), row.even, row.odd);
             wide->taken(y);
         }
     }
@@ -93,16 +95,16 @@ private:
     }
 
     bool staysSmall(int y) {
-        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
+        const RowConversions& conversions = kernelsOf(target).conversions;
         const SplitRow<std::int16_t>& row = small->place(y);
-        kernels.extendRange(row.even, (lattice.columns() + 1) / 2, range);
-        kernels.extendRange(row.odd, lattice.columns() / 2, range);
+        conversions.extendRange(row.even, (lattice.columns() + 1) / 2, range);
+        conversions.extendRange(row.odd, lattice.columns() / 2, range);
         return range.isSmall();
     }
 
     void widen() {
         if (small) {
-            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), pass, coarser, *small);
+            wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), pass, coarser, *small);
             small.reset();
         }
     }

@@ -2,6 +2,7 @@
 // Levels of the inverse transform of long samples whose rows are short ones as long as their samples allow it.
 #pragma once
 
+#include "fast/kernels/kernels.hpp"
 #include "fast/transform/inverseLevel.hpp"
 #include "fast/transform/planeLevel.hpp"
 
@@ -28,15 +29,15 @@ public:
                          const SmallFill& smallFill, const WideFill& itsWideFill)
         : lattice(itsLattice), target(itsTarget), wideFill(itsWideFill) {
         if (startsSmall) {
-            small = std::make_unique<Small>(lattice.of<SmallLong>(), rowKernels<SmallLong>(target), smallFill);
+            small = std::make_unique<Small>(lattice.of<SmallLong>(), kernelsOf(target).rows<SmallLong>(), smallFill);
         } else {
-            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), wideFill);
+            wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), wideFill);
         }
     }
 
     AnySplitRow restore(int y) override {
         if (small && !small->reach(y)) {
-            wide = std::make_unique<Wide>(lattice, rowKernels<std::int64_t>(target), wideFill, *small);
+            wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), wideFill, *small);
             small.reset();
         }
         return small ? AnySplitRow{&small->restore(y), nullptr} : AnySplitRow{nullptr, &wide->restore(y)};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/ways/encodeRows.hpp"
 
-#include "fast/rows/splitRawRows.hpp"
+#include "fast/kernels/kernels.hpp"
 
 namespace teko {
 
@@ -12,23 +12,23 @@ constexpr std::int64_t largestWord = 65536;
 constexpr std::int64_t largestShort = 32767;
 
 template <typename Row>
-SplitSamples<Row> samplesOf(SplitRow<Row>& row, std::int64_t largest) {
+SplitRow<Row>& withBound(SplitRow<Row>& row, std::int64_t largest) {
     row.largest = largest;
-    return {row.even, row.odd};
+    return row;
 }
 
-bool encodeColour(RowSource& rows, int width, int count, const SplitRawRows& split, RowEncoder<std::int16_t>& encoder) {
+bool encodeColour(RowSource& rows, int width, int count, const RawRowKernels& raws, RowEncoder<std::int16_t>& encoder) {
     constexpr int channels = 3;
     for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
         }
-        SplitSamples<std::int16_t> samples[channels];
+        SplitRow<std::int16_t> samples[channels];
         for (int c = 0; c < channels; ++c) {
-            samples[c] = samplesOf(encoder.channel(c).next(), largestByte);
+            samples[c] = withBound(encoder.channel(c).next(), largestByte);
         }
-        split.colours(row, width, samples);
+        raws.splitColours(row, width, samples);
         for (int c = 0; c < channels; ++c) {
             encoder.channel(c).advance();
         }
@@ -36,47 +36,47 @@ bool encodeColour(RowSource& rows, int width, int count, const SplitRawRows& spl
     return true;
 }
 
-bool encodeGrey(RowSource& rows, int width, int count, const SplitRawRows& split,
+bool encodeGrey(RowSource& rows, int width, int count, const RawRowKernels& raws,
                 ForwardStream<std::int16_t>& transform) {
     for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
         }
-        split.bytes(row, width, samplesOf(transform.next(), largestByte));
+        raws.splitBytes(row, width, withBound(transform.next(), largestByte));
         transform.advance();
     }
     return true;
 }
 
 // The next row as one of short samples. Returns whether it is one.
-bool putSmall(const unsigned char* raw, int width, const SplitRawRows& split, ForwardStream<std::int64_t>& transform) {
+bool putSmall(const unsigned char* raw, int width, const RawRowKernels& raws, ForwardStream<std::int64_t>& transform) {
     SplitRow<std::int16_t>* const row = transform.nextSmall();
     if (row == nullptr) {
         return false;
     }
-    row->largest = split.smallWords(raw, width, {row->even, row->odd});
+    row->largest = raws.splitSmallWords(raw, width, *row);
     return row->largest <= largestShort;
 }
 
 } // namespace
 
 bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int16_t>& encoder) {
-    const SplitRawRows& split = splitRawRows(target);
-    return channels == 3 ? encodeColour(rows, width, count, split, encoder)
-                         : encodeGrey(rows, width, count, split, encoder.channel(0));
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
+    return channels == 3 ? encodeColour(rows, width, count, raws, encoder)
+                         : encodeGrey(rows, width, count, raws, encoder.channel(0));
 }
 
 bool encodeRows(RowSource& rows, int width, int count, int, Target target, RowEncoder<std::int64_t>& encoder) {
-    const SplitRawRows& split = splitRawRows(target);
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
     ForwardStream<std::int64_t>& transform = encoder.channel(0);
     for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
         }
-        if (!putSmall(row, width, split, transform)) {
-            split.words(row, width, samplesOf(transform.next(), largestWord));
+        if (!putSmall(row, width, raws, transform)) {
+            raws.splitWords(row, width, withBound(transform.next(), largestWord));
         }
         transform.advance();
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/ways/readColumns.hpp"
 
-#include "fast/rows/splitRawRows.hpp"
+#include "fast/kernels/kernels.hpp"
 
 #include <algorithm>
 
@@ -36,20 +36,20 @@ bool readBands(RowSource& rows, int count, Split split, RowBand<Row>& band, Vect
 
 bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t>& band,
                  Vector<ColumnPlane<std::int16_t>>& planes) {
-    const SplitRawRows& split = splitRawRows(target);
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
     if (planes.size() == 3) {
-        return readBands(rows, count, split.colours, band, planes);
+        return readBands(rows, count, raws.splitColours, band, planes);
     }
-    const auto bytes = [&](const unsigned char* raw, int pixels, const SplitSamples<std::int16_t>* channels) {
-        split.bytes(raw, pixels, channels[0]);
+    const auto bytes = [&](const unsigned char* raw, int pixels, const SplitRow<std::int16_t>* channels) {
+        raws.splitBytes(raw, pixels, channels[0]);
     };
     return readBands(rows, count, bytes, band, planes);
 }
 
 bool readColumns(RowSource& rows, int count, Target target, RowBand<int>& band, Vector<ColumnPlane<int>>& planes) {
-    const SplitRawRows& split = splitRawRows(target);
-    const auto words = [&](const unsigned char* raw, int pixels, const SplitSamples<int>* channels) {
-        split.words(raw, pixels, channels[0]);
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
+    const auto words = [&](const unsigned char* raw, int pixels, const SplitRow<int>* channels) {
+        raws.splitWords(raw, pixels, channels[0]);
     };
     return readBands(rows, count, words, band, planes);
 }

@@ -2,7 +2,7 @@
 // A few rows of a narrow image at a time, one behind the other as if they were one: raw, and split.
 #pragma once
 
-#include "fast/rows/splitRawRows.hpp"
+#include "fast/kernels/kernels.hpp"
 #include "memory/memory.hpp"
 
 #include <cstddef>
@@ -31,7 +31,7 @@ public:
     int filled = 0; // its rows
     int given = 0;  // those of them that a sink has
     const std::size_t rowBytes;
-    SplitSamples<Row> channels[3]{};
+    SplitRow<Row> channels[3]{};
 
 private:
     // With what becomes of it, that stays in the nearest cache.

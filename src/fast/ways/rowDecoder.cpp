@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/ways/rowDecoder.hpp"
+#include "fast/kernels/kernels.hpp"
 
 #include <cassert>
 #include <cstdint>
@@ -8,12 +9,12 @@ namespace teko {
 
 template <typename T>
 bool RowDecoder<T>::suits(int width, int height, Target target) {
-    return planeCoding<T>(target) != nullptr && suitsRowStreams(width, height);
+    return target != Target::plain && suitsRowStreams(width, height);
 }
 
 template <typename T>
 RowDecoder<T>::RowDecoder(int width, int height, int channels, Target itsTarget)
-    : shape(shapeOf(width, height, channels)), target(itsTarget), coefficients(shape, *planeCoding<T>(target)) {}
+    : shape(shapeOf(width, height, channels)), target(itsTarget), coefficients(shape, kernelsOf(target).planes<T>()) {}
 
 template <typename T>
 void RowDecoder<T>::start(int halvings) {

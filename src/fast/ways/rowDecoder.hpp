@@ -4,8 +4,8 @@
 #pragma once
 
 #include "coding/imageShape.hpp"
-#include "fast/planes/coefficientDecoder.hpp"
 #include "fast/transform/rowStream.hpp"
+#include "fast/ways/coefficientDecoder.hpp"
 #include "memory/memory.hpp"
 
 #include <cassert>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/ways/rowEncoder.hpp"
+#include "fast/kernels/kernels.hpp"
 
 #include <algorithm>
 
@@ -7,12 +8,12 @@ namespace teko {
 
 template <typename T>
 bool RowEncoder<T>::suits(int width, int height, Target target) {
-    return planeCoding<T>(target) != nullptr && suitsRowStreams(width, height);
+    return target != Target::plain && suitsRowStreams(width, height);
 }
 
 template <typename T>
 RowEncoder<T>::RowEncoder(int width, int height, int channels, Target target)
-    : coefficients(shapeOf(width, height, channels), *planeCoding<T>(target)) {
+    : coefficients(shapeOf(width, height, channels), kernelsOf(target).planes<T>()) {
     for (int c = 0; c < channels; ++c) {
         transforms.emplace_back(width, height, target, coefficients.channel(c));
     }

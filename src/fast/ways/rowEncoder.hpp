@@ -3,8 +3,8 @@
 // writeWavelet. No plane of samples is ever there.
 #pragma once
 
-#include "fast/planes/coefficientEncoder.hpp"
 #include "fast/transform/rowStream.hpp"
+#include "fast/ways/coefficientEncoder.hpp"
 #include "memory/memory.hpp"
 
 #include <cassert>

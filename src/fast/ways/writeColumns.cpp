@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/ways/writeColumns.hpp"
 
-#include "fast/rows/joinRawRows.hpp"
+#include "fast/kernels/kernels.hpp"
 
 #include <algorithm>
 
@@ -36,7 +36,7 @@ bool writeBands(Vector<ColumnPlane<Row>>& planes, Join join, RowBand<Row>& band,
 template <typename Row, typename Join, typename Clamp>
 bool writeGrey(Vector<ColumnPlane<Row>>& planes, int limit, Join join, Clamp clamp, RowBand<Row>& band, RowSink& rows,
                int count) {
-    const auto joinOne = [&](const SplitSamples<Row>* channels, int pixels, unsigned char* raw) {
+    const auto joinOne = [&](const SplitRow<Row>* channels, int pixels, unsigned char* raw) {
         if (limit != 0) {
             clamp(channels[0].even, (pixels + 1) / 2, limit);
             clamp(channels[0].odd, pixels / 2, limit);
@@ -50,23 +50,23 @@ bool writeGrey(Vector<ColumnPlane<Row>>& planes, int limit, Join join, Clamp cla
 
 bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target target, RowBand<std::int16_t>& band,
                   RowSink& rows, int count) {
-    const JoinRawRows& join = joinRawRows(target);
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
     if (planes.size() != 3) {
-        return writeGrey(planes, limit, join.bytes, join.clamp, band, rows, count);
+        return writeGrey(planes, limit, raws.joinBytes, raws.clamp, band, rows, count);
     }
     if (limit == 0) {
-        return writeBands(planes, join.colours, band, rows, count);
+        return writeBands(planes, raws.joinColours, band, rows, count);
     }
-    const auto coloursBelow = [&](const SplitSamples<std::int16_t>* channels, int pixels, unsigned char* raw) {
-        join.coloursBelow(channels, pixels, limit, raw);
+    const auto coloursBelow = [&](const SplitRow<std::int16_t>* channels, int pixels, unsigned char* raw) {
+        raws.joinColoursBelow(channels, pixels, limit, raw);
     };
     return writeBands(planes, coloursBelow, band, rows, count);
 }
 
 bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, Target target, RowBand<int>& band, RowSink& rows,
                   int count) {
-    const JoinRawRows& join = joinRawRows(target);
-    return writeGrey(planes, limit, join.words, join.clampWide, band, rows, count);
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
+    return writeGrey(planes, limit, raws.joinWords, raws.clampWide, band, rows, count);
 }
 
 } // namespace teko
