@@ -7,7 +7,7 @@ usage: docs/bounds.py
 
 LEVELS = 5
 SAMPLE = 65535
-# as in src/filter/rows/rowKernels.hpp
+# as in src/fast/rows/rowKernels.hpp
 LARGEST_FOR_INT_ROWS_BACK = 74_000_000
 LARGEST_RESTORED = 100_000_000
 LONGEST_SUM = 2**31 - 1

@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageDecoder.hpp"
 
-#include "codec/colourTransform.hpp"
-#include "codec/decodeRows.hpp"
 #include "codec/ending.hpp"
 #include "codec/imageEncoder.hpp"
 #include "codec/imageKind.hpp"
-#include "codec/reduction.hpp"
-#include "codec/writeColumns.hpp"
 #include "coding/bitPlanes.hpp"
-#include "coding/coefficientDecoder.hpp"
 #include "coding/decoder.hpp"
+#include "fast/transform/columnTransform.hpp"
+#include "fast/ways/coefficientDecoder.hpp"
+#include "fast/ways/decodeRows.hpp"
+#include "fast/ways/writeColumns.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/columnTransform.hpp"
 #include "wavelet/levels.hpp"
+#include "wavelet/reduction.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cassert>
@@ -78,10 +78,10 @@ class ImageDecoder::ByColumns final : public Way {
 public:
     ByColumns(const FileHeader& header, int channels, Target itsTarget)
         : shape(shapeOf(header.xsize, header.ysize, channels)), target(itsTarget),
-          decoder(shape, *planeCoding<T>(target)), band(header.xsize, header.bytesPerPixel, channels) {}
+          decoder(shape, kernelsOf(target).planes<T>()), band(header.xsize, header.bytesPerPixel, channels) {}
 
     static bool suits(int width, int height, Target target) {
-        return planeCoding<T>(target) != nullptr && suitsColumns(width, height);
+        return target != Target::plain && suitsColumns(width, height);
     }
 
     bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }

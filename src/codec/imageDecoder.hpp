@@ -5,10 +5,10 @@
 #pragma once
 
 #include "codec/fileHeader.hpp"
-#include "codec/rows.hpp"
 #include "codec/status.hpp"
 #include "coding/bitStreamer.hpp"
 #include "coding/decoder.hpp"
+#include "image/rows.hpp"
 #include "target/target.hpp"
 
 #include <memory>

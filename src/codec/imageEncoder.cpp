@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageEncoder.hpp"
 
-#include "codec/colourTransform.hpp"
-#include "codec/encodeRows.hpp"
 #include "codec/ending.hpp"
 #include "codec/imageKind.hpp"
-#include "codec/readColumns.hpp"
-#include "coding/coefficientEncoder.hpp"
 #include "coding/encoder.hpp"
+#include "fast/transform/columnTransform.hpp"
+#include "fast/ways/coefficientEncoder.hpp"
+#include "fast/ways/encodeRows.hpp"
+#include "fast/ways/readColumns.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/columnTransform.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -62,7 +62,7 @@ template <typename T>
 class ImageEncoder::ByColumns final : public Way {
 public:
     ByColumns(const FileHeader& header, int channels, Target itsTarget)
-        : target(itsTarget), encoder(shapeOf(header.xsize, header.ysize, channels), *planeCoding<T>(target)),
+        : target(itsTarget), encoder(shapeOf(header.xsize, header.ysize, channels), kernelsOf(target).planes<T>()),
           band(header.xsize, header.bytesPerPixel, channels) {
         planes.reserve(static_cast<std::size_t>(channels));
         for (int c = 0; c < channels; ++c) {
@@ -71,7 +71,7 @@ public:
     }
 
     static bool suits(int width, int height, Target target) {
-        return planeCoding<T>(target) != nullptr && suitsColumns(width, height);
+        return target != Target::plain && suitsColumns(width, height);
     }
 
     Status read(RowSource& rows, int count) override {

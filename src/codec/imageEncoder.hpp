@@ -5,9 +5,9 @@
 #pragma once
 
 #include "codec/fileHeader.hpp"
-#include "codec/rows.hpp"
 #include "codec/status.hpp"
 #include "coding/bitStreamer.hpp"
+#include "image/rows.hpp"
 #include "target/target.hpp"
 
 #include <cstdint>

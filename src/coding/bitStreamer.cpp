@@ -125,14 +125,18 @@ void BasicBitStreamer<Word>::flush() {
     }
 }
 
-// As many words as fit in the buffer go in one plain loop (2 times faster than a look at the buffer's end for
-// every word); the word that finds it full goes the careful way.
 template <typename Word>
 void BasicBitStreamer<Word>::append(BasicBitStreamer<std::uint32_t>& source) {
     source.flush();
     assert(source.file == nullptr);
-    std::int64_t remaining = source.bitCount();
-    const std::uint32_t* from = source.buffer;
+    append(source.buffer, source.bitCount());
+}
+
+// As many words as fit in the buffer go in one plain loop (2 times faster than a look at the buffer's end for
+// every word); the word that finds it full goes the careful way.
+template <typename Word>
+void BasicBitStreamer<Word>::append(const std::uint32_t* from, std::int64_t bits) {
+    std::int64_t remaining = bits;
     const int pending = std::countr_zero(mask);
     while (remaining >= 32) {
         const std::int64_t fitting = std::min(remaining / 32, size - words());

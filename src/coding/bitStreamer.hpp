@@ -107,6 +107,8 @@ struct BasicBitStreamer {
     void flush();
     // Flushes another memory writer and appends its bits, as that many calls of putBit would.
     void append(BasicBitStreamer<std::uint32_t>& source);
+    // The same with so many bits from the first of these words on. Bits behind them in the last word are 0.
+    void append(const std::uint32_t* from, std::int64_t bits);
 
     // Bits written, once flushed: every bit of a memory writer, whole words of a file writer.
     std::int64_t bitCount() const;

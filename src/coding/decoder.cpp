@@ -7,6 +7,7 @@
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
 #include "coding/runLengthParameter.hpp"
+#include "coding/segmentOrder.hpp"
 #include "coding/subband.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -28,9 +29,9 @@ struct ClassSamples {
     int stride;
     int c;
     int levels;
-    const int& truncateDecode;
+    bool stopsAfterRow;
 
-    // Calls visit(sample) for every position. After a row, throws 5 if decoding shall stop.
+    // Calls visit(sample) for every position. After a row, throws 5 if decoding shall stop there.
     template <typename Visit>
     void forEach(Visit visit) const {
         for (std::int64_t y = 0; y < height; y += classRowStep(c)) {
@@ -38,7 +39,7 @@ struct ClassSamples {
             for (std::int64_t x = columns.first; x < width; x += columns.step) {
                 visit(plane[y * stride + x]);
             }
-            if (truncateDecode != 0) {
+            if (stopsAfterRow) {
                 throw 5;
             }
         }
@@ -115,23 +116,16 @@ bool readRuns(const ClassSamples<T>& samples, const PlaneWeights<T>& weights, Ba
 }
 
 template <typename T, typename Word>
-void readSegments(ImageData<T>& image, int levels, int topPlane, const int& truncateDecode, BasicBitStreamer<Word>& in,
+void readSegments(ImageData<T>& image, int levels, int topPlane, bool stopsAfterRow, BasicBitStreamer<Word>& in,
                   StreamFindings& findings) {
-    for (int priority = topPlane + levels; priority >= 0; --priority) {
-        for (int channel = 0; channel < image.channels; ++channel) {
-            for (int c = 0; c <= levels; ++c) {
-                const int b = priority - c;
-                if (b < 0 || b > topPlane) {
-                    continue;
-                }
-                const ClassSamples<T> samples{image.planes[channel], image.width, image.height, image.stride, c, levels,
-                                              truncateDecode};
-                const auto weights = PlaneWeights<T>::of(b);
-                readRefinements(samples, weights, in);
-                findings.contradictsItself |= !readRuns(samples, weights, in);
-            }
-        }
-    }
+    forEachSegmentPair(image.channels, levels, topPlane, [&](int channel, int c, int b) {
+        const ClassSamples<T> samples{image.planes[channel], image.width, image.height, image.stride, c, levels,
+                                      stopsAfterRow};
+        const auto weights = PlaneWeights<T>::of(b);
+        readRefinements(samples, weights, in);
+        findings.contradictsItself |= !readRuns(samples, weights, in);
+        return true;
+    });
 }
 
 template <typename T, typename Change>
@@ -159,7 +153,7 @@ StreamFindings readBelowTopPlane(const Wavelet<T>& wavelet, ImageData<T>& image,
     changeEverySample(image, [](T) { return T{0}; });
     StreamFindings findings;
     try {
-        readSegments(image, levels, topPlane, wavelet.truncateDecode, in, findings);
+        readSegments(image, levels, topPlane, wavelet.truncateDecode != 0, in, findings);
     } catch (int) {
         findings.endedEarly = true;
     }

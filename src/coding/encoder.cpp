@@ -11,11 +11,12 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/segmentPlan.hpp"
+#include "coding/imageShape.hpp"
+#include "coding/runLengthParameter.hpp"
+#include "coding/segmentOrder.hpp"
 #include "coding/streamArrayManager.hpp"
 #include "wavelet/wavelet.hpp"
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 
@@ -56,28 +57,54 @@ void countBitLengths(ImageData<T>& image, int levels, BitLengthHistogram<T>& his
                   [&](int channel, int c, T& folded) { ++histogram.bitLengthCount[channel][c][bitLength(folded)]; });
 }
 
+// Gives every segment a sub-stream with room for what it is going to hold.
+template <typename T>
+void setUpStreams(const ImageShape& shape, const BitLengthHistogram<T>& histogram, StreamArrayManager<T>& streams) {
+    forEachSegmentPair(streams.channels, streams.levels, streams.topPlane, [&](int channel, int c, int b) {
+        const PlaneCount count = histogram.plane(channel, c, b);
+        // more than the class has: coarser ones are among them
+        const auto samples = static_cast<std::uint64_t>(latticeSamples(shape, c));
+        streams.setUpRefinement(channel, c, b, samples - count.candidates());
+        streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
+                          runLengthParameter(count.events, count.candidates()));
+        return true;
+    });
+}
+
 // Sends one folded value to the sub-streams of its channel and class.
 template <typename T>
-void codeCoefficient(BitStreamer* refinements, RunCoder* coders, T folded, int lowestPlane, int topPlane) {
+void codeCoefficient(BitStreamer* refinements, RunCoder* coders, T folded, int topPlane) {
     const T magnitude = magnitudeOf(folded);
     const int length = bitLength(magnitude);
-    for (int i = lowestPlane; i <= length - 2; ++i) {
-        refinements[i].putBit(static_cast<std::uint32_t>(magnitude >> i & 1));
+    for (int plane = 0; plane <= length - 2; ++plane) {
+        refinements[plane].putBit(static_cast<std::uint32_t>(magnitude >> plane & 1));
     }
-    if (length > lowestPlane) {
+    if (length > 0) {
         coders[length - 1].codeEvent(signBitOf(folded));
     }
-    for (int plane = std::max(length, lowestPlane); plane <= topPlane; ++plane) {
+    for (int plane = length; plane <= topPlane; ++plane) {
         ++coders[plane].count;
     }
 }
 
 template <typename T>
-void codeCoefficients(ImageData<T>& image, StreamArrayManager<T>& streams, const LowestPlanes& lowest) {
+void codeCoefficients(ImageData<T>& image, StreamArrayManager<T>& streams) {
     forEachSample(image, streams.levels, [&](int channel, int c, T& folded) {
-        codeCoefficient(streams.refinementStreams[channel][c], streams.runCoders[channel][c], folded,
-                        lowest[channel][c], streams.topPlane);
+        codeCoefficient(streams.refinementStreams[channel][c], streams.runCoders[channel][c], folded, streams.topPlane);
     });
+}
+
+// A writer that is full throws, and holds the beginning of the stream.
+template <typename T, typename Word>
+void assemble(StreamArrayManager<T>& streams, BasicBitStreamer<Word>& out) {
+    forEachSegmentPair(streams.channels, streams.levels, streams.topPlane, [&](int channel, int c, int b) {
+        RunCoder& coder = streams.runCoders[channel][c][b];
+        coder.finish();
+        out.append(streams.refinementStreams[channel][c][b]);
+        out.append(*coder.stream);
+        return true;
+    });
+    out.flush();
 }
 
 } // namespace
@@ -97,14 +124,11 @@ void writeStream(ImageData<T>& image, BasicBitStreamer<Word>& out) {
     countBitLengths(image, levels, *histogram);
     histogram->sum();
     out.putBits(static_cast<std::uint32_t>(topPlane), topPlaneBits);
-    const SegmentPlan<T> plan({image.width, image.height, image.channels, levels}, topPlane, *histogram, roomIn(out),
-                              RunLengths::shortest);
     // On the heap, as the histogram: for long samples they are 147 kB and 29 kB, and threads may have small stacks.
     const auto streams = std::make_unique<StreamArrayManager<T>>(image.channels, levels, topPlane);
-    plan.setUp(*streams);
-    codeCoefficients(image, *streams, plan.lowest);
-    plan.finish(*streams);
-    plan.assemble(*streams, out);
+    setUpStreams({image.width, image.height, image.channels, levels}, *histogram, *streams);
+    codeCoefficients(image, *streams);
+    assemble(*streams, out);
 }
 
 template void writeStream(ImageData<std::int16_t>&, BasicBitStreamer<std::uint32_t>&);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/streamArrayManager.hpp"
 
-#include "image/fillingMemory.hpp"
+#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
 
 #include <cassert>
@@ -66,10 +66,10 @@ StreamArrayManager<T>::StreamArrayManager(int channelCount, int levelCount, int 
 
 template <typename T>
 StreamArrayManager<T>::~StreamArrayManager() {
-    forEachEntry([this](BitStreamer& stream, RunCoder& coder) {
-        giveBack(stream);
+    forEachEntry([](BitStreamer& stream, RunCoder& coder) {
+        giveMemoryBack(stream.buffer);
         if (coder.stream != nullptr) {
-            giveBack(*coder.stream);
+            giveMemoryBack(coder.stream->buffer);
             delete coder.stream;
         }
         std::destroy_at(&coder);
@@ -78,30 +78,10 @@ StreamArrayManager<T>::~StreamArrayManager() {
 }
 
 template <typename T>
-void StreamArrayManager<T>::giveBack(const BitStreamer& stream) const {
-    if (!hasLentMemory()) {
-        giveMemoryBack(stream.buffer);
-    }
-}
-
-template <typename T>
-void StreamArrayManager<T>::lend(unsigned char* memory, std::size_t bytes) {
-    assert(reinterpret_cast<std::uintptr_t>(memory) % sizeof(std::uint32_t) == 0);
-    nextLent = memory;
-    endOfLent = memory + bytes;
-}
-
-template <typename T>
 void StreamArrayManager<T>::setUp(BitStreamer& stream, std::uint64_t bits) {
-    const std::uint64_t bytes = bytesFor(bits);
-    void* memory = nextLent;
-    if (hasLentMemory()) {
-        nextLent += bytes;
-        assert(nextLent <= endOfLent);
-    } else {
-        memory = takeMemory(addressable(bytes));
-    }
-    stream.setUpMemoryWriter(memory, static_cast<std::int64_t>((bits + 7) / 8 + spareCapacity));
+    const std::uint64_t bytes = (bits + 7) / 8;
+    stream.setUpMemoryWriter(takeMemory(addressable(bytes + spareAllocation)),
+                             static_cast<std::int64_t>(bytes + spareCapacity));
 }
 
 template <typename T>

@@ -7,7 +7,6 @@
 #include "coding/subband.hpp"
 #include "memory/memory.hpp"
 
-#include <cstddef>
 #include <cstdint>
 
 namespace teko {
@@ -58,15 +57,7 @@ struct StreamArrayManager : InTakenMemory {
     StreamArrayManager(const StreamArrayManager&) = delete;
     StreamArrayManager& operator=(const StreamArrayManager&) = delete;
 
-    // Sub-streams that are set up from now on lie in this memory, which is aligned to a word, stays the caller's and
-    // outlives them. It has bytesFor every one of them.
-    void lend(unsigned char* memory, std::size_t bytes);
-    bool hasLentMemory() const { return endOfLent != nullptr; }
-    static constexpr std::uint64_t bytesFor(std::uint64_t bits) {
-        return ((bits + 7) / 8 + spareAllocation + 3) / 4 * 4;
-    }
-
-    // Allocate the memory of one sub-stream for that many bits, unless it is lent. Throw std::bad_alloc without a leak.
+    // Allocate the memory of one sub-stream for that many bits. Throw std::bad_alloc without a leak.
     void setUpRefinement(int channel, int c, int plane, std::uint64_t bits);
     void setUpRuns(int channel, int c, int plane, std::uint64_t bits, int runLengthParameter);
 
@@ -74,11 +65,7 @@ private:
     // Calls visit(stream, coder) for all entries.
     template <typename Visit>
     void forEachEntry(Visit visit);
-    void setUp(BitStreamer& stream, std::uint64_t bits);
-    void giveBack(const BitStreamer& stream) const;
-
-    unsigned char* nextLent = nullptr;
-    const unsigned char* endOfLent = nullptr;
+    static void setUp(BitStreamer& stream, std::uint64_t bits);
 };
 
 extern template struct StreamArrayManager<std::int16_t>;

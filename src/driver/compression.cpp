@@ -6,7 +6,7 @@
 #include "driver/files.hpp"
 #include "driver/rawFile.hpp"
 #include "driver/runs.hpp"
-#include "image/fillingMemory.hpp"
+#include "memory/fillingMemory.hpp"
 #include "target/target.hpp"
 
 #include <cstring>

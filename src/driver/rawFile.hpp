@@ -3,7 +3,7 @@
 // back without another copy.
 #pragma once
 
-#include "codec/rows.hpp"
+#include "image/rows.hpp"
 
 #include <cstdio>
 #include <memory>

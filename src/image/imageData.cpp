@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "image/imageData.hpp"
 
-#include "image/fillingMemory.hpp"
 #include "image/sampleLimit.hpp"
+#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "library/bounds.hpp"
 
-#include "codec/reduction.hpp"
 #include "coding/imageShape.hpp"
 #include "coding/subband.hpp"
-#include "wavelet/columnTransform.hpp"
-#include "wavelet/rowStream.hpp"
+#include "fast/transform/columnTransform.hpp"
+#include "fast/transform/rowStream.hpp"
+#include "wavelet/reduction.hpp"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "library/decoding.hpp"
 
-#include "codec/reduction.hpp"
 #include "library/bounds.hpp"
 #include "library/statuses.hpp"
 #include "wavelet/levels.hpp"
+#include "wavelet/reduction.hpp"
 
 #include <algorithm>
 #include <array>

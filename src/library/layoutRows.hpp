@@ -2,7 +2,7 @@
 // Rows of a caller's image as the codec takes and gives them: without a copy where they lie so, else by way of one row.
 #pragma once
 
-#include "codec/rows.hpp"
+#include "image/rows.hpp"
 #include "library/imageLayout.hpp"
 #include "memory/memory.hpp"
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
-#include "coding/foldedSequence.hpp"
 #include "coding/histogram.hpp"
 #include "coding/imageShape.hpp"
-#include "coding/planes/planeCoding.hpp"
-#include "coding/rowDecoder.hpp"
-#include "coding/rowEncoder.hpp"
 #include "coding/runLengthParameter.hpp"
-#include "coding/segmentPlan.hpp"
 #include "coding/streamArrayManager.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "fast/planes/foldedSequence.hpp"
+#include "fast/planes/segmentPlan.hpp"
+#include "fast/ways/rowDecoder.hpp"
+#include "fast/ways/rowEncoder.hpp"
 
 #include <array>
 
@@ -82,10 +82,6 @@ TEST_F(CodingAssertions, SubStreamsAreThoseOfTheImage) {
     const auto streams = std::make_unique<Streams>(1, 5, 3);
     EXPECT_DEATH(streams->setUpRefinement(0, 0, 4, 8), "plane <= topPlane");
     EXPECT_DEATH(streams->setUpRuns(1, 0, 3, 8, 2), "channel < channels");
-    alignas(4) unsigned char bytes[8];
-    EXPECT_DEATH(streams->lend(bytes + 1, 4), "memory");
-    streams->lend(bytes, sizeof bytes);
-    EXPECT_DEATH(streams->setUpRefinement(0, 0, 0, 8), "nextLent <= endOfLent");
 }
 
 TEST_F(CodingAssertions, ARunCoderIsSetUpWithAParameter) {
@@ -108,25 +104,26 @@ TEST_F(CodingAssertions, APlanIsOfPlanesThatCanBeCoded) {
     const auto histogram = std::make_unique<Histogram>();
     using Plan = SegmentPlan<std::int16_t>;
     EXPECT_DEATH(Plan(shape, 14, *histogram, 100, RunLengths::usual), "topPlane <= highestPlane");
-    const Plan plan(shape, 3, *histogram, 100, RunLengths::usual);
+    Plan plan(shape, 3, *histogram, 100, RunLengths::usual);
     EXPECT_DEATH(plan.lowestSparsePlane(1, 0), "channel < shape.channels");
+    alignas(4) unsigned char bytes[8];
+    EXPECT_DEATH(plan.setUp(bytes + 1), "memory");
 }
 
 TEST_F(CodingAssertions, AClassIsCodedInPlanesThatThereAre) {
     using Sample = std::int64_t;
     constexpr int highest = highestSlicedPlane<Sample>;
-    const auto codeClass = planeCoding<Sample>(Target::portable)->codeClass;
+    const auto codeClass = kernelsOf(Target::portable).planes<Sample>().codeClass;
     FoldedSequence<RowSample<Sample>> sequence{};
-    const auto high = std::make_unique<StreamArrayManager<Sample>>(1, 0, highest + 1);
-    EXPECT_DEATH(codeClass(sequence, *high, 0, 0, 0, 0), "top <= highestSlicedPlane");
-    const auto streams = std::make_unique<StreamArrayManager<Sample>>(1, 0, 0);
-    EXPECT_DEATH(codeClass(sequence, *streams, 0, 0, -1, 0), "lowest >= 0");
-    streams->setUpRefinement(0, 0, 0, 100);
-    streams->setUpRuns(0, 0, 0, 100, 1);
+    unsigned char bytes[64];
+    PlaneStreams streams[highest + 2];
+    streams[0] = {{bytes, bytes + 16}, {bytes + 32, bytes + 48}, 1};
+    EXPECT_DEATH(codeClass(sequence, streams, highest + 1, 0, 0), "top <= highestSlicedPlane");
+    EXPECT_DEATH(codeClass(sequence, streams, 0, -1, 0), "lowest >= 0");
     unsigned char longest = 3; // the bits of a value: its sign, and those of planes 0 and 1
     sequence.longest = &longest;
     sequence.count = 1;
-    EXPECT_DEATH(codeClass(sequence, *streams, 0, 0, 0, 0), "blockTop <= top");
+    EXPECT_DEATH(codeClass(sequence, streams, 0, 0, 0), "blockTop <= top");
 }
 
 TEST_F(CodingAssertions, ASequenceHasTheBlocksThatItHas) {
@@ -136,7 +133,7 @@ TEST_F(CodingAssertions, ASequenceHasTheBlocksThatItHas) {
 }
 
 TEST_F(CodingAssertions, DecodedPlanesAreReadOnceAndInTheWayTheyFit) {
-    const auto sliced = planeCoding<std::int64_t>(Target::portable)->makeSliced(shape);
+    const auto sliced = kernelsOf(Target::portable).planes<std::int64_t>().makeSliced(shape);
     Memory memory;
     memory.words[0] = 0xFFFFFFE0; // behind a run-length parameter of 0 an event on the top plane
     ByteStreamer in;

@@ -1,40 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
+#define TEKO_FOR_PORTABLE
 #include "assertions.hpp"
-#include "coding/planes/planeCodingPrelude.hpp"
+#include "fast/planes/classDecoder.hpp"
+#include "fast/planes/eventPlaces.hpp"
+#include "fast/planes/runCodes.hpp"
 
 #include <array>
 
 namespace teko {
 
-// What the targets are made of, once more in standard C++.
 namespace {
 
-#include "coding/planes/bitOperationsPortable.hpp"
-
-#include "coding/planes/encoding/encoderChunk.hpp"
-
-#include "coding/planes/encoding/eventPlaces.hpp"
-
-#include "coding/planes/encoding/runCodes.hpp"
-
-#include "coding/planes/decoding/decoderState.hpp"
-
-#include "coding/planes/decoding/decoderRuns.hpp"
-
-#include "coding/planes/decoding/decoderPlanes.hpp"
+using namespace portable;
 
 using PlanesAssertions = Assertions;
 
-// Four bytes for a stream, and room behind them for what is stored beyond.
+// Four bytes for a sub-stream, and room behind them for what is stored beyond.
 struct Appending {
-    std::array<std::uint32_t, 8> words{};
-    BitStreamer stream;
+    std::array<unsigned char, 32> bytes{};
     BitAppender out;
 
-    Appending() {
-        stream.setUpMemoryWriter(words.data(), 4);
-        out.start(stream);
-    }
+    Appending() { out.start(SubStream{bytes.data(), bytes.data() + 4}); }
 };
 
 // One block of a class of so many samples, with room for a plane.
@@ -65,9 +51,8 @@ TEST_F(PlanesAssertions, BitsAreAsManyAsIsSaid) {
 
 TEST_F(PlanesAssertions, SubStreamsHaveRoomForTheirBits) {
     Appending to;
-    EXPECT_DEATH(to.out.put(0, 64), "<= end");
-    to.out.put(0, 33);
-    EXPECT_DEATH(to.out.finish(to.stream), "bits <= 8");
+    to.out.put(0, 32);
+    EXPECT_DEATH(to.out.put(0, 1), "<= end");
 }
 
 TEST_F(PlanesAssertions, CodesFitIntoAWord) {

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
 #include "coding/bitPlanes.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "fast/transform/rowStream.hpp"
+#include "fast/transform/rowWindow.hpp"
 #include "filter/filter4_2.hpp"
-#include "image/fillingMemory.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
-#include "wavelet/rowStream.hpp"
-#include "wavelet/rowWindow.hpp"
+#include "memory/fillingMemory.hpp"
 
 namespace teko {
 
@@ -65,7 +66,7 @@ TEST_F(SamplesAssertions, RowStreamsEndWithTheLastRow) {
 }
 
 TEST_F(SamplesAssertions, AWindowReachesThreeRowsBeyondTheEnds) {
-    RowWindow<std::int16_t> window({nullptr, 8, 8, 8, 1}, rowKernels<std::int16_t>(Target::portable));
+    RowWindow<std::int16_t> window({nullptr, 8, 8, 8, 1}, kernelsOf(Target::portable).rows<std::int16_t>());
     EXPECT_DEATH(window[-4], "y >= -3");
     EXPECT_DEATH(window[11], "lastRow \\+ 3");
 }

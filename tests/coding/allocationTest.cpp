@@ -2,8 +2,8 @@
 // Memory that is refused: everything is given back, and an image is left as promised. Memory that is taken: no more
 // than is promised.
 #include "coding/decoder.hpp"
-#include "coding/rowDecoder.hpp"
-#include "coding/rowEncoder.hpp"
+#include "fast/ways/rowDecoder.hpp"
+#include "fast/ways/rowEncoder.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/codedStreams.hpp"

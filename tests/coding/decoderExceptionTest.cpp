@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is thrown inside of a decoder and is no plain integer concerns the caller: it passes.
 #include "coding/decoder.hpp"
-#include "coding/rowDecoder.hpp"
+#include "fast/ways/rowDecoder.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/allocationLedger.hpp"

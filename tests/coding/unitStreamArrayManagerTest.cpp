@@ -8,9 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <iterator>
 #include <memory>
-#include <utility>
 
 namespace teko {
 
@@ -148,44 +146,6 @@ TYPED_TEST(StreamArray, givesEverythingBackWhereverAnAllocationFails) {
     for (long successes = 0; successes < 1 + 2 * 2 * 4 * 3; ++successes) {
         EXPECT_EQ(withFailingAllocation(successes, action), AllocationOutcome::refused) << successes;
     }
-}
-
-TYPED_TEST(StreamArray, putsSubStreamsBehindOneAnotherInLentMemory) {
-    const auto streams = this->manager(2, 1, 0);
-    std::uint32_t memory[100] = {};
-    const auto place = [&](const BitStreamer& stream) {
-        return 4 * static_cast<std::uint64_t>(stream.buffer - std::begin(memory));
-    };
-    EXPECT_FALSE(streams->hasLentMemory());
-    streams->lend(reinterpret_cast<unsigned char*>(memory), sizeof memory);
-    EXPECT_TRUE(streams->hasLentMemory());
-    const long before = AllocationLedger::live;
-    streams->setUpRefinement(0, 1, 0, 77);
-    streams->setUpRefinement(1, 0, 0, 0);
-    streams->setUpRuns(0, 0, 0, 1000, 2);
-    streams->setUpRuns(1, 1, 0, 3, 2);
-    EXPECT_EQ(AllocationLedger::live, before + 2); // the run segments' streams
-    std::uint64_t next = 0;
-    for (const auto& [stream, bits] : {std::pair{&streams->refinementStreams[0][1][0], 77},
-                                       {&streams->refinementStreams[1][0][0], 0},
-                                       {streams->runCoders[0][0][0].stream, 1000},
-                                       {streams->runCoders[1][1][0].stream, 3}}) {
-        EXPECT_EQ(place(*stream), next);
-        expectRoom(*stream, (bits + 7) / 8 + 16);
-        next += this->manager(1, 0, 0)->bytesFor(static_cast<std::uint64_t>(bits));
-        EXPECT_GE(next, place(*stream) + static_cast<std::uint64_t>(bits + 7) / 8 + 26);
-    }
-}
-
-TYPED_TEST(StreamArray, givesLentMemoryToNobodyAtItsEnd) {
-    std::uint32_t memory[100] = {};
-    const auto action = [&] {
-        const auto streams = this->manager(1, 0, 0);
-        streams->lend(reinterpret_cast<unsigned char*>(memory), sizeof memory);
-        this->setUpAll(*streams);
-    };
-    EXPECT_EQ(withFailingAllocation(1 + 1, action), AllocationOutcome::succeeded);
-    EXPECT_EQ(withFailingAllocation(1, action), AllocationOutcome::refused);
 }
 
 TYPED_TEST(StreamArray, holdsNothingWithoutLevels) {

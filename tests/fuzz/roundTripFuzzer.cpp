@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Any raster: what its complete stream, a prefix of it and a file within a budget have to be.
 #include "codec/byteBudget.hpp"
-#include "codec/colourTransform.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"
+#include "image/colourTransform.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/transform.hpp"
 #include "support/codedStreams.hpp"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every target does what the plain one does, and that is what the definitions say.
+#include "fast/kernels/kernels.hpp"
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"
-#include "image/joinRawRows.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/streamDecoder.hpp"
 #include "reference/streamEncoder.hpp"
@@ -308,7 +308,7 @@ template <typename Row>
 struct Halves {
     explicit Halves(int width) : even(static_cast<std::size_t>(width / 2 + 33)), odd(even) {}
 
-    SplitSamples<Row> samples() { return {even.data(), odd.data()}; }
+    SplitRow<Row> samples() { return {even.data(), odd.data()}; }
     void resize(int width) {
         even.resize(static_cast<std::size_t>((width + 1) / 2));
         odd.resize(static_cast<std::size_t>(width / 2));
@@ -323,11 +323,11 @@ struct Halves {
 struct RawRowResults {
     RawRowResults(const Bytes& raw, int itsWidth, Target target)
         : width(itsWidth), bytes(width), words(width), colours(3, bytes), joined(6 * static_cast<std::size_t>(width)) {
-        const SplitRawRows& split = splitRawRows(target);
-        split.bytes(raw.data(), width, bytes.samples());
-        split.words(raw.data(), width, words.samples());
-        const SplitSamples<short> channels[] = {colours[0].samples(), colours[1].samples(), colours[2].samples()};
-        split.colours(raw.data(), width, channels);
+        const RawRowKernels& split = kernelsOf(target).rawRows;
+        split.splitBytes(raw.data(), width, bytes.samples());
+        split.splitWords(raw.data(), width, words.samples());
+        const SplitRow<short> channels[] = {colours[0].samples(), colours[1].samples(), colours[2].samples()};
+        split.splitColours(raw.data(), width, channels);
         bytes.resize(width);
         words.resize(width);
         std::for_each(colours.begin(), colours.end(), [&](Halves<short>& channel) { channel.resize(width); });
@@ -342,11 +342,11 @@ struct RawRowResults {
             std::transform(words.odd.begin(), words.odd.end(), any[i].odd.begin(),
                            [](int word) { return static_cast<short>(word - 32768); });
         }
-        const SplitSamples<short> channels[] = {any[0].samples(), any[1].samples(), any[2].samples()};
-        const JoinRawRows& to = joinRawRows(target);
-        to.bytes(channels[0], width, joined.data());
-        to.words(words.samples(), width, joined.data() + width);
-        to.colours(channels, width, joined.data() + 3 * width);
+        const SplitRow<short> channels[] = {any[0].samples(), any[1].samples(), any[2].samples()};
+        const RawRowKernels& to = kernelsOf(target).rawRows;
+        to.joinBytes(channels[0], width, joined.data());
+        to.joinWords(words.samples(), width, joined.data() + width);
+        to.joinColours(channels, width, joined.data() + 3 * width);
     }
 
     bool operator==(const RawRowResults&) const = default;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The transform and the whole way from samples to bytes, against the reference.
-#include "codec/colourTransform.hpp"
+#include "image/colourTransform.hpp"
 #include "coding/bitStreamer.hpp"
 #include "filter/filter4_2.hpp"
 #include "reference/coefficientImages.hpp"

@@ -2,8 +2,9 @@
 // Coding the coefficients of whole images with what fast targets do it: every class in turn, in pieces of any length.
 #pragma once
 
-#include "coding/coefficientEncoder.hpp"
 #include "coding/decoder.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "fast/ways/coefficientEncoder.hpp"
 #include "support/coefficientClasses.hpp"
 #include "wavelet/wavelet.hpp"
 
@@ -84,7 +85,7 @@ void passChannel(const ImageData<T>& image, int channel, CoefficientSink<T>& sin
 template <typename T>
 void writeFast(ImageData<T>& image, Target target, BitStreamer& out) {
     std::minstd_rand random(static_cast<unsigned>(image.width + 70 * image.height));
-    CoefficientEncoder<T> encoder(shapeOf(image.width, image.height, image.channels), *planeCoding<T>(target));
+    CoefficientEncoder<T> encoder(shapeOf(image.width, image.height, image.channels), kernelsOf(target).planes<T>());
     for (int channel = 0; channel < image.channels; ++channel) {
         passChannel(image, channel, encoder.channel(channel), random);
         forEachOfClass(image, channel, 0, 0, [](T& sample) { sample = fold(sample); });
@@ -102,7 +103,7 @@ int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
     }
     std::minstd_rand random(static_cast<unsigned>(image.width + 70 * image.height));
     const ImageShape shape = shapeOf(image.width, image.height, image.channels);
-    const auto sliced = planeCoding<T>(target)->makeSliced(shape);
+    const auto sliced = kernelsOf(target).planes<T>().makeSliced(shape);
     ByteStreamer bytes;
     moveReader(in, bytes);
     const int endedEarly = sliced->read(topPlane, bytes);

@@ -2,7 +2,7 @@
 // Folded values by themselves: the memory of one sequence.
 #pragma once
 
-#include "coding/foldedSequence.hpp"
+#include "fast/planes/foldedSequence.hpp"
 
 #include <algorithm>
 #include <cstdint>

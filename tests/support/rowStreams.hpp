@@ -2,8 +2,9 @@
 // Whole channels through the row streams.
 #pragma once
 
+#include "fast/kernels/kernels.hpp"
+#include "fast/transform/rowStream.hpp"
 #include "support/coefficientClasses.hpp"
-#include "wavelet/rowStream.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -120,7 +121,7 @@ void passRow(const T* samples, int width, Target target, ForwardStream<T>& strea
     }
     const std::vector<RowSample<T>> row(samples, samples + width);
     auto& to = stream.next();
-    to.largest = rowKernels<T>(target).split(row.data(), width, to.even, to.odd);
+    to.largest = kernelsOf(target).rows<T>().split(row.data(), width, to.even, to.odd);
     stream.advance();
 }
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which target runs.
-#include "coding/planes/planeCoding.hpp"
-#include "filter/rows/rowKernels.hpp"
-#include "image/joinRawRows.hpp"
-#include "image/splitRawRows.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "fast/rows/rowKernels.hpp"
 #include "support/emulator.hpp"
 #include "support/targets.hpp"
 
@@ -101,14 +99,12 @@ TEST(TargetChoice, OnlyTargetsForNewerProcessorsIncludeAvx2) {
     EXPECT_TRUE(includesAvx2(Target::avx512));
 }
 
-TEST(TargetChoice, OfRawRowsIsEachTargetsOwnButForThePlainOne) {
-    EXPECT_EQ(&splitRawRows(Target::plain), &splitRawRows(Target::portable));
-    EXPECT_EQ(&joinRawRows(Target::plain), &joinRawRows(Target::portable));
+TEST(TargetChoice, OfRawRowsIsEachTargetsOwn) {
     for (const Target one : fastTargets()) {
         for (const Target other : fastTargets()) {
             if (one != other) {
-                EXPECT_NE(splitRawRows(one).bytes, splitRawRows(other).bytes) << one << ", " << other;
-                EXPECT_NE(joinRawRows(one).bytes, joinRawRows(other).bytes) << one << ", " << other;
+                EXPECT_NE(kernelsOf(one).rawRows.splitBytes, kernelsOf(other).rawRows.splitBytes) << one << other;
+                EXPECT_NE(kernelsOf(one).rawRows.joinBytes, kernelsOf(other).rawRows.joinBytes) << one << other;
             }
         }
     }
@@ -119,18 +115,19 @@ class TargetProcedures : public testing::Test {};
 using SampleTypes = testing::Types<short, long>;
 TYPED_TEST_SUITE(TargetProcedures, SampleTypes);
 
-TYPED_TEST(TargetProcedures, ThePlainTargetHasThePortableRowsAndNoPlanes) {
-    EXPECT_EQ(&rowKernels<TypeParam>(Target::plain), &rowKernels<TypeParam>(Target::portable));
-    EXPECT_EQ(planeCoding<TypeParam>(Target::plain), nullptr);
+TEST(TargetChoice, OfKernelsIsThePortableOneForThePlainTarget) {
+    EXPECT_EQ(&kernelsOf(Target::plain), &kernelsOf(Target::portable));
 }
 
 TYPED_TEST(TargetProcedures, FastTargetsHaveTheirOwn) {
     for (const Target target : fastTargets()) {
-        ASSERT_NE(planeCoding<TypeParam>(target), nullptr) << target;
         if (target != Target::portable) {
-            EXPECT_NE(&rowKernels<TypeParam>(target), &rowKernels<TypeParam>(Target::portable)) << target;
-            EXPECT_NE(rowKernels<TypeParam>(target).predict, rowKernels<TypeParam>(Target::portable).predict) << target;
-            EXPECT_NE(planeCoding<TypeParam>(target)->codeClass, planeCoding<TypeParam>(Target::portable)->codeClass)
+            EXPECT_NE(&kernelsOf(target).rows<TypeParam>(), &kernelsOf(Target::portable).rows<TypeParam>()) << target;
+            EXPECT_NE(kernelsOf(target).rows<TypeParam>().predict,
+                      kernelsOf(Target::portable).rows<TypeParam>().predict)
+                << target;
+            EXPECT_NE(kernelsOf(target).planes<TypeParam>().codeClass,
+                      kernelsOf(Target::portable).planes<TypeParam>().codeClass)
                 << target;
         }
     }

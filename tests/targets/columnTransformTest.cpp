@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Decompositions of narrow images column by column with every target against those of planes.
-#include "wavelet/columnTransform.hpp"
+#include "fast/transform/columnTransform.hpp"
 #include "filter/filter4_2.hpp"
 #include "support/rowStreams.hpp"
 #include "support/targets.hpp"

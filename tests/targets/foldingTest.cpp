@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Folding rows and counting bit lengths against one coefficient after the other.
-#include "coding/planes/planeCoding.hpp"
+#include "fast/kernels/kernels.hpp"
 #include "support/foldedValues.hpp"
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"
@@ -78,7 +78,8 @@ protected:
             for (long block = 0; block < folded.sequence.blocks(folded.sequence.count); ++block) {
                 const int longest = folded.sequence.longest[block];
                 const int atMost = longest + static_cast<int>(random() % static_cast<unsigned>(rowBits + 2 - longest));
-                ASSERT_EQ(planeCoding<T>(target)->countLengths(folded.sequence, block, atMost, counts.data()), longest)
+                ASSERT_EQ(kernelsOf(target).planes<T>().countLengths(folded.sequence, block, atMost, counts.data()),
+                          longest)
                     << target << ", at most " << atMost;
             }
             ASSERT_EQ(counts, wanted) << target << ", " << values.size() << " values";
@@ -104,7 +105,7 @@ private:
             halves[i % 2][i / 2] = row[i];
             magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudeAsNumber(row[i]));
         }
-        const PlaneCoding<T>& coding = *planeCoding<T>(target);
+        const PlaneKernels<T>& coding = kernelsOf(target).planes<T>();
         const bool asPairs = random() % 2 == 0;
         if (magnitudes < 1U << 15 && random() % 2 == 0) {
             const std::vector<short> inOrder = shortRow(row, n);

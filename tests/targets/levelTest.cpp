@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Levels of the decomposition by rows, against the filter on every row and every column.
+#include "fast/kernels/kernels.hpp"
+#include "fast/transform/forwardLevel.hpp"
+#include "fast/transform/inverseLevel.hpp"
 #include "filter/filter4_2.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
-#include "wavelet/forwardLevel.hpp"
-#include "wavelet/inverseLevel.hpp"
 
 #include <gtest/gtest.h>
 
@@ -84,7 +85,7 @@ std::vector<int> transformLevel(const Lattice<T>& lattice, Target target) {
         passed.push_back(y);
     };
     const int rows = lattice.rows();
-    ForwardLevel<T, decltype(pass)> level(lattice, rowKernels<T>(target), pass, nullptr);
+    ForwardLevel<T, decltype(pass)> level(lattice, kernelsOf(target).rows<T>(), pass, nullptr);
     for (int y = 0; y < rows; ++y) {
         level.take(y, rowOf(lattice, y).data());
     }
@@ -96,7 +97,7 @@ std::vector<int> transformLevel(const Lattice<T>& lattice, Target target) {
 template <typename T>
 std::vector<int> untransformLevel(const Lattice<T>& lattice, Target target) {
     std::vector<int> filled;
-    const RowKernels<T>& kernels = rowKernels<T>(target);
+    const RowKernels<T>& kernels = kernelsOf(target).rows<T>();
     const auto fill = [&](int y, SplitRow<RowSample<T>>& row) {
         row.largest = kernels.split(rowOf(lattice, y).data(), lattice.columns(), row.even, row.odd);
         filled.push_back(y);

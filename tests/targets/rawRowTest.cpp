@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Raw rows on their way to and from the row transform: every target, every length.
-#include "codec/colourTransform.hpp"
-#include "image/joinRawRows.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "image/colourTransform.hpp"
 #include "image/sampleLimit.hpp"
 #include "support/targets.hpp"
 
@@ -39,7 +39,7 @@ struct Channel {
         std::generate(odd.begin(), odd.end(), [&] { return anySample<Row>(random); });
     }
 
-    SplitSamples<Row> samples() { return {even.data() + start, odd.data() + start}; }
+    SplitRow<Row> samples() { return {even.data() + start, odd.data() + start}; }
     Row& operator[](std::size_t x) { return (x % 2 == 0 ? even : odd)[start + x / 2]; }
 
     // Like another, but for what may be written.
@@ -61,9 +61,9 @@ private:
 };
 
 template <typename Row>
-using SplitOne = void (*)(const unsigned char*, int, const SplitSamples<Row>&);
+using SplitOne = void (*)(const unsigned char*, int, const SplitRow<Row>&);
 template <typename Row>
-using JoinOne = void (*)(const SplitSamples<Row>&, int, unsigned char*);
+using JoinOne = void (*)(const SplitRow<Row>&, int, unsigned char*);
 
 // One row of three channels.
 struct Colours {
@@ -153,7 +153,7 @@ protected:
             const short sample = colours.at(i % 3, i / 3);
             wanted[start + i] = static_cast<unsigned char>((limit == 0 ? sample : clampedTo(limit, sample)) & 0xFF);
         }
-        const SplitSamples<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        const SplitRow<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
         join(samples, raw.data() + start);
         ASSERT_EQ(raw, wanted);
     }
@@ -186,11 +186,11 @@ protected:
 } // namespace
 
 TEST_F(TargetRawRows, OfBytesAreTakenApart) {
-    forEveryWidth([&](Target target, int width) { checkSplit<short>(splitRawRows(target).bytes, width); });
+    forEveryWidth([&](Target target, int width) { checkSplit<short>(kernelsOf(target).rawRows.splitBytes, width); });
 }
 
 TEST_F(TargetRawRows, OfWordsAreTakenApart) {
-    forEveryWidth([&](Target target, int width) { checkSplit<int>(splitRawRows(target).words, width); });
+    forEveryWidth([&](Target target, int width) { checkSplit<int>(kernelsOf(target).rawRows.splitWords, width); });
 }
 
 TEST_F(TargetRawRows, OfWordsAreTakenApartIntoShorts) {
@@ -210,19 +210,19 @@ TEST_F(TargetRawRows, OfWordsAreTakenApartIntoShorts) {
             all |= value;
             wanted[x] = static_cast<short>(value < 32768 ? static_cast<int>(value) : static_cast<int>(value) - 65536);
         }
-        EXPECT_EQ(splitRawRows(target).smallWords(raw.data() + start, width, samples.samples()), all);
+        EXPECT_EQ(kernelsOf(target).rawRows.splitSmallWords(raw.data() + start, width, samples.samples()), all);
         ASSERT_TRUE(samples.agreesWith(wanted));
     });
 }
 
 TEST_F(TargetRawRows, AreMadeOfTheLowBytesOfSamples) {
-    forEveryWidth([&](Target target, int width) { checkJoin<short, 1>(joinRawRows(target).bytes, width); });
+    forEveryWidth([&](Target target, int width) { checkJoin<short, 1>(kernelsOf(target).rawRows.joinBytes, width); });
 }
 
 TEST_F(TargetRawRows, AreMadeOfTheLowWordsOfSamples) {
     forEveryWidth([&](Target target, int width) {
-        checkJoin<int, 2>(joinRawRows(target).words, width);
-        checkJoin<short, 2>(joinRawRows(target).smallWords, width);
+        checkJoin<int, 2>(kernelsOf(target).rawRows.joinWords, width);
+        checkJoin<short, 2>(kernelsOf(target).rawRows.joinSmallWords, width);
     });
 }
 
@@ -241,8 +241,8 @@ TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {
         for (std::size_t i = 0; i < 3 * pixels; ++i) {
             wanted[i % 3][i / 3] = colours.at(i % 3, i / 3);
         }
-        const SplitSamples<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
-        splitRawRows(target).colours(raw.data() + start, width, samples);
+        const SplitRow<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        kernelsOf(target).rawRows.splitColours(raw.data() + start, width, samples);
         for (std::size_t c = 0; c < 3; ++c) {
             ASSERT_TRUE(channels[c].agreesWith(wanted[c])) << "channel " << c;
         }
@@ -251,8 +251,8 @@ TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {
 
 TEST_F(TargetRawRows, OfColoursAreMadeOfTheLowBytesOfTransformedSamples) {
     forEveryWidth([&](Target target, int width) {
-        checkColours(width, 0, [&](const SplitSamples<short>* samples, unsigned char* raw) {
-            joinRawRows(target).colours(samples, width, raw);
+        checkColours(width, 0, [&](const SplitRow<short>* samples, unsigned char* raw) {
+            kernelsOf(target).rawRows.joinColours(samples, width, raw);
         });
     });
 }
@@ -261,8 +261,8 @@ TEST_F(TargetRawRows, OfColoursAreMadeOfSamplesBelowALimit) {
     forEveryWidth([&](Target target, int width) {
         const int limit = anyLimit();
         SCOPED_TRACE(testing::Message() << "limit " << limit);
-        checkColours(width, limit, [&](const SplitSamples<short>* samples, unsigned char* raw) {
-            joinRawRows(target).coloursBelow(samples, width, limit, raw);
+        checkColours(width, limit, [&](const SplitRow<short>* samples, unsigned char* raw) {
+            kernelsOf(target).rawRows.joinColoursBelow(samples, width, limit, raw);
         });
     });
 }
@@ -271,8 +271,8 @@ TEST_F(TargetRawRows, AreKeptBelowALimit) {
     forEveryWidth([&](Target target, int width) {
         const int limit = anyLimit();
         SCOPED_TRACE(testing::Message() << "limit " << limit);
-        checkClamp<short>(joinRawRows(target).clamp, width, limit);
-        checkClamp<int>(joinRawRows(target).clampWide, width, limit);
+        checkClamp<short>(kernelsOf(target).rawRows.clamp, width, limit);
+        checkClamp<int>(kernelsOf(target).rawRows.clampWide, width, limit);
     });
 }
 

@@ -2,7 +2,7 @@
 // Rows for the row kernels: anywhere in memory, with samples around them that have no part in the lifting.
 #pragma once
 
-#include "filter/rows/rowKernels.hpp"
+#include "fast/rows/rowKernels.hpp"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Images through the encoder and the decoder of rows, with every target, against planes.
-#include "coding/rowDecoder.hpp"
-#include "coding/rowEncoder.hpp"
+#include "fast/ways/rowDecoder.hpp"
+#include "fast/ways/rowEncoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "support/coefficients.hpp"
 #include "support/rowStreams.hpp"

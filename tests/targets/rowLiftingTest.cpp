@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lifting steps of the row kernels against those of single samples.
+#include "fast/kernels/kernels.hpp"
 #include "filter/filter4_2.hpp"
 #include "filter/lifting.hpp"
 #include "support/targets.hpp"
@@ -127,7 +128,7 @@ protected:
         for (const Target target : fastTargets()) {
             SCOPED_TRACE(nameOf(target));
             for (int round = 0; round < 10; ++round) {
-                check(rowKernels<T>(target));
+                check(kernelsOf(target).rows<T>());
             }
         }
     }

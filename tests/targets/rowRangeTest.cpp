@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The kernels for short samples on every number that can come up, one sample after the other: their divisions are
 // multiplications.
+#include "fast/kernels/kernels.hpp"
 #include "filter/lifting.hpp"
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"
@@ -28,8 +29,8 @@ protected:
     }
     static int lengthOf(const std::vector<short>& row) { return static_cast<int>(row.size()); }
 
-    const RowKernels<short>& kernels = rowKernels<short>(GetParam());
-    const RowKernels<SmallLong>& smallLongKernels = rowKernels<SmallLong>(GetParam());
+    const RowKernels<short>& kernels = kernelsOf(GetParam()).rows<short>();
+    const RowKernels<SmallLong>& smallLongKernels = kernelsOf(GetParam()).rows<SmallLong>();
 };
 
 INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Taking rows apart, putting them together, and the bound of their magnitudes.
+#include "fast/kernels/kernels.hpp"
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"
 
@@ -28,7 +29,7 @@ protected:
         for (const Target target : fastTargets()) {
             for (const int n : rowLengths()) {
                 SCOPED_TRACE(testing::Message() << target << ", length " << n);
-                check(rowKernels<T>(target), n);
+                check(kernelsOf(target).rows<T>(), n);
                 if (this->HasFatalFailure()) {
                     return;
                 }
@@ -110,7 +111,7 @@ TYPED_TEST(RowSplitting, BoundsSingleSamplesAtEveryPlace) {
     using Sample = RowSample<TypeParam>;
     const int n = 70;
     for (const Target target : fastTargets()) {
-        const auto& kernels = rowKernels<TypeParam>(target);
+        const auto& kernels = kernelsOf(target).rows<TypeParam>();
         for (int bits = 0; bits < 8 * static_cast<int>(sizeof(Sample)); ++bits) {
             for (int place = 0; place < n; ++place) {
                 std::vector<Sample> row(n), merged(n);
@@ -129,7 +130,7 @@ TEST(RowSplittingOfShorts, ConvertsOnTheWay) {
     Random random{4};
     const Magnitudes any{1L << 15};
     for (const Target target : fastTargets()) {
-        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
+        const RowConversions& kernels = kernelsOf(target).conversions;
         for (const int n : rowLengths()) {
             const auto all = static_cast<std::size_t>(n);
             const RowBuffer<short> row(random, all, any);
@@ -166,17 +167,17 @@ TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
             const RowBuffer<short> row(random, static_cast<std::size_t>(n), magnitudes);
             const auto [least, largest] = std::minmax_element(row.row(), row.row() + n);
             SampleRange range;
-            rowKernels<SmallLong>(target).extendRange(row.row(), n, range);
+            kernelsOf(target).conversions.extendRange(row.row(), n, range);
             EXPECT_EQ(range.least, *least) << target << ", length " << n;
             EXPECT_EQ(range.largest, *largest) << target << ", length " << n;
             SampleRange wider{-40000, *largest - 1};
-            rowKernels<SmallLong>(target).extendRange(row.row(), n, wider);
+            kernelsOf(target).conversions.extendRange(row.row(), n, wider);
             EXPECT_EQ(wider.least, -40000);
             EXPECT_EQ(wider.largest, *largest);
             const RowBuffer<int> wideRow(random, static_cast<std::size_t>(n), {1L << random() % 31});
             const auto [leastWide, largestWide] = std::minmax_element(wideRow.row(), wideRow.row() + n);
             SampleRange ofWide;
-            rowKernels<SmallLong>(target).extendRangeOfWide(wideRow.row(), n, ofWide);
+            kernelsOf(target).conversions.extendRangeOfWide(wideRow.row(), n, ofWide);
             EXPECT_EQ(ofWide.least, *leastWide);
             EXPECT_EQ(ofWide.largest, *largestWide);
         }
@@ -186,7 +187,7 @@ TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
 TEST(RowSplittingOfShorts, SplitsAndMergesWhileItExtendsRanges) {
     Random random{5};
     for (const Target target : fastTargets()) {
-        const RowKernels<SmallLong>& kernels = rowKernels<SmallLong>(target);
+        const RowConversions& kernels = kernelsOf(target).conversions;
         for (const int n : rowLengths()) {
             SCOPED_TRACE(testing::Message() << target << ", length " << n);
             const auto all = static_cast<std::size_t>(n);
@@ -223,7 +224,7 @@ TYPED_TEST(RowSplitting, BoundsAreExactForNumbersOfOneKind) {
         for (const long largest : {1L, 2L, 1023L, 1024L, 1212L, 2048L, 2798L, 6000L, 32767L}) {
             std::vector<RowSample<TypeParam>> row(70, static_cast<RowSample<TypeParam>>(-largest));
             row[17] = static_cast<RowSample<TypeParam>>(largest - 1);
-            EXPECT_EQ(rowKernels<TypeParam>(target).largest(row.data(), 70), largest) << target;
+            EXPECT_EQ(kernelsOf(target).rows<TypeParam>().largest(row.data(), 70), largest) << target;
         }
     }
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "coding/foldedValue.hpp"
+#include "coding/segmentOrder.hpp"
 #include "support/bitStreams.hpp"
 #include "support/coefficientClasses.hpp"
 
@@ -66,18 +67,12 @@ Bits streamOf(const ImageData<T>& folded, int topPlane, ParameterOf parameterOf)
     }
     Bits bits;
     putNumber(bits, static_cast<std::uint64_t>(topPlane), 8);
-    for (int priority = topPlane + levels; priority >= 0; --priority) {
-        for (int channel = 0; channel < folded.channels; ++channel) {
-            for (int c = 0; c <= levels; ++c) {
-                const int b = priority - c;
-                if (b >= 0 && b <= topPlane) {
-                    const std::vector<T>& values = classes[static_cast<std::size_t>(channel * (levels + 1) + c)];
-                    bits = std::move(bits) + refinementSegment(values, b) +
-                           runSegment(values, b, parameterOf(channel, c, b, values));
-                }
-            }
-        }
-    }
+    forEachSegmentPair(folded.channels, levels, topPlane, [&](int channel, int c, int b) {
+        const std::vector<T>& values = classes[static_cast<std::size_t>(channel * (levels + 1) + c)];
+        bits =
+            std::move(bits) + refinementSegment(values, b) + runSegment(values, b, parameterOf(channel, c, b, values));
+        return true;
+    });
     return bits;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The sub-streams of each class and plane, one by one, against the description of their segments.
-#include "coding/planes/planeCoding.hpp"
-#include "coding/segmentPlan.hpp"
+#include "fast/kernels/kernels.hpp"
+#include "fast/planes/segmentPlan.hpp"
 #include "support/coefficients.hpp"
 #include "support/foldedValues.hpp"
 #include "support/targets.hpp"
@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <sys/mman.h>
 #include <utility>
 
@@ -19,12 +20,22 @@ namespace {
 
 constexpr int parameters[] = {0, 2, 3, 0, 4, 1, 5, 2, 7, 3, 10, 0, 13, 17, 24};
 
-// The bits of a memory writer that was flushed.
-Bits bitsOf(const BitStreamer& stream) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(stream.buffer);
+// The lowest plane of each class to be coded.
+using LowestPlanes = std::array<int, maximumClasses>;
+
+// A sub-stream with room for just so many bits.
+struct ExactStream {
+    explicit ExactStream(std::uint64_t bits)
+        : memory(SubStream::bytesFor(bits)), stream{memory.data(), memory.data() + (bits + 7) / 8} {}
+
+    std::vector<unsigned char> memory;
+    SubStream stream;
+};
+
+Bits bitsOf(const SubStream& stream) {
     Bits bits;
-    for (std::int64_t i = 0; i < stream.bitCount(); ++i) {
-        bits.push_back((bytes[i / 8] >> (i % 8) & 1) != 0);
+    for (std::uint64_t i = 0; i < stream.bits; ++i) {
+        bits.push_back((stream.bytes[i / 8] >> (i % 8) & 1) != 0);
     }
     return bits;
 }
@@ -48,8 +59,8 @@ protected:
                 const int sparse = lowestSparse(of.parameters);
                 const int anySparse =
                     sparse + static_cast<int>(random() % static_cast<unsigned>(topPlane + 2 - sparse));
-                checkClass(of, lowest[channel][c], sparse);
-                checkClass(of, lowest[channel][c], anySparse);
+                checkClass(of, lowest[static_cast<std::size_t>(c)], sparse);
+                checkClass(of, lowest[static_cast<std::size_t>(c)], anySparse);
             }
         }
     }
@@ -95,12 +106,11 @@ protected:
         wanted.push_back(false);
         for (const Target target : fastTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", " << passes << " passes, k " << k << ", sparse " << sparse);
-            StreamArrayManager<T> streams(1, 1, 0);
-            streams.setUpRefinement(0, 0, 0, 0);
-            streams.setUpRuns(0, 0, 0, wanted.size() - 5, k);
-            planeCoding<T>(target)->codeClass(folded, streams, 0, 0, 0, sparse);
-            streams.runCoders[0][0][0].finish();
-            expectSegment(*streams.runCoders[0][0][0].stream, wanted);
+            ExactStream none(0);
+            ExactStream runs(wanted.size());
+            PlaneStreams streams{none.stream, runs.stream, static_cast<unsigned>(k)};
+            kernelsOf(target).planes<T>().codeClass(folded, &streams, 0, 0, sparse);
+            ASSERT_EQ(bitsOf(streams.runs), wanted);
         }
     }
 
@@ -163,33 +173,28 @@ private:
         for (const Target target : fastTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", channel " << of.channel << ", class " << of.c << ", from "
                                             << lowest << " on, sparse from " << sparse << " on");
-            StreamArrayManager<T> streams(of.shape.channels, of.shape.levels, of.topPlane);
+            std::vector<ExactStream> memory;
+            memory.reserve(2 * wanted.size());
+            std::vector<PlaneStreams> streams(static_cast<std::size_t>(of.topPlane) + 1);
             for (const PlaneSegments& segments : wanted) {
-                streams.setUpRefinement(of.channel, of.c, segments.plane, segments.refinements.size());
-                streams.setUpRuns(of.channel, of.c, segments.plane, segments.runs.size() - 5,
-                                  of.parameter(segments.plane));
+                PlaneStreams& pair = streams[static_cast<std::size_t>(segments.plane)];
+                pair.refinements = memory.emplace_back(segments.refinements.size()).stream;
+                pair.runs = memory.emplace_back(segments.runs.size()).stream;
+                pair.k = static_cast<unsigned>(of.parameter(segments.plane));
             }
             FoldedValues<RowSample<T>> folded(of.values.size());
             const std::vector<RowSample<T>> values(of.values.begin(), of.values.end());
             folded.append(values);
             folded.sequence.finish();
-            planeCoding<T>(target)->codeClass(folded.sequence, streams, of.channel, of.c, lowest, sparse);
+            kernelsOf(target).planes<T>().codeClass(folded.sequence, streams.data(), of.topPlane, lowest, sparse);
             ASSERT_EQ(folded.values(), values);
             for (const PlaneSegments& segments : wanted) {
                 const int b = segments.plane;
                 SCOPED_TRACE(testing::Message() << "plane " << b << ", parameter " << of.parameter(b));
-                expectSegment(streams.refinementStreams[of.channel][of.c][b], segments.refinements);
-                RunCoder& coder = streams.runCoders[of.channel][of.c][b];
-                coder.finish();
-                expectSegment(*coder.stream, segments.runs);
+                ASSERT_EQ(bitsOf(streams[static_cast<std::size_t>(b)].refinements), segments.refinements);
+                ASSERT_EQ(bitsOf(streams[static_cast<std::size_t>(b)].runs), segments.runs);
             }
         }
-    }
-
-    static void expectSegment(BitStreamer& stream, const Bits& wanted) {
-        stream.flush();
-        ASSERT_EQ(stream.bitCount(), static_cast<std::int64_t>(wanted.size()));
-        ASSERT_EQ(bitsOf(stream), wanted);
     }
 
     int calls = 0;
@@ -227,10 +232,8 @@ TYPED_TEST(TargetSubStreams, AreTheDescribedOnesForEveryDensityAndParameter) {
 TYPED_TEST(TargetSubStreams, AreTheDescribedOnesAboveAnyLowestPlane) {
     for (int round = 0; round < 60; ++round) {
         LowestPlanes lowest;
-        for (auto& channel : lowest) {
-            std::generate(std::begin(channel), std::end(channel),
-                          [&] { return static_cast<int>(this->random() % 11); }); // 10 is none at all
-        }
+        std::generate(lowest.begin(), lowest.end(),
+                      [&] { return static_cast<int>(this->random() % 11); }); // 10 is none at all
         this->check(coefficients<TypeParam>(Content::geometric, {77, 64, 3}, 9, this->random), 9, lowest);
         this->check(scattered<TypeParam>({77, 64, 3}, 9, 9, this->random), 9, lowest);
     }

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fast/kernels/kernels.hpp"
+
+#include "target/region.hpp"
+
+namespace teko {
+
+const Kernels& kernelsOf(Target target) {
+    switch (target) {
+#if defined(__x86_64__)
+    case Target::avx2:
+        return avx2::kernels();
+    case Target::avx512:
+        return avx512::kernels();
+#endif
+#if defined(TEKO_NEON_MACHINE)
+    case Target::neon:
+        return neon::kernels();
+#endif
+    default:
+        return portable::kernels();
+    }
+}
+
+} // namespace teko

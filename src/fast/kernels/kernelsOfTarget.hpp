@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+// The table of the target that is compiled for.
+#pragma once
+
+#include "fast/kernels/kernels.hpp"
+#include "fast/planes/bitLengths.hpp"
+#include "fast/planes/classCoder.hpp"
+#include "fast/planes/folding.hpp"
+#include "fast/planes/slicedClasses.hpp"
+#include "fast/rows/lanesLifting.hpp"
+#include "fast/rows/lanesRows.hpp"
+#include "fast/rows/plainLifting.hpp"
+#include "fast/rows/plainRawRows.hpp"
+
+#include <cstdint>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
+
+#if defined(TEKO_HAS_LANES)
+
+constexpr RawRowKernels rawRowKernels{
+    .splitBytes = splitBytesInLanes,
+    .splitWords = splitWordsInLanes,
+    .splitSmallWords = splitSmallWordsInLanes,
+    .splitColours = splitColoursInLanes,
+    .joinBytes = joinBytesInLanes,
+    .joinWords = joinWordsInLanes,
+    .joinSmallWords = joinSmallWordsInLanes,
+    .joinColours = joinColoursInLanes,
+    .joinColoursBelow = joinColoursBelowInLanes,
+    .clamp = clampRow<std::int16_t>,
+    .clampWide = clampRow<int>,
+};
+
+constexpr RowKernels<std::int16_t> rowKernelsOf16{
+    .split = splitInLanes,
+    .merge = mergeInLanes,
+    .largest = largestInRow<std::int16_t>,
+    .predict = predictInLanes<prediction<Lanes>>,
+    .predictExact = predictRow<std::int16_t, Exact>,
+    .updateSmall = updateInLanes<updatedSmall>,
+    .update = updateInLanes<updated<Lanes>>,
+    .updateExact = updateRow<std::int16_t>,
+    .transformAlongSmall = transformInLanes<Lanes, prediction<Lanes>, updatedSmall>,
+    .transformAlong = transformInLanes<Lanes, prediction<Lanes>, updated<Lanes>>,
+    .transformAlongExact = transformRowAlong<std::int16_t, WrappedToSample>,
+    .unpredict = unpredictInLanes<prediction<Lanes>>,
+    .unpredictExact = unpredictRow<std::int16_t, Exact>,
+    .unupdate = updateInLanes<unupdated>,
+    .unupdateExact = unupdateRow<std::int16_t>,
+    .untransformAlong = untransformInLanes<prediction<Lanes>>,
+    .untransformAlongExact = untransformRowAlong<std::int16_t, WrappedToSample>,
+    .unscale = unscaleInLanes,
+};
+
+constexpr RowKernels<SmallLong> smallRowKernelsOf64{
+    .split = splitInLanes,
+    .merge = mergeInLanes,
+    .largest = largestInRow<std::int16_t>,
+    .predict = predictInLanes<predictionInParts>,
+    .predictExact = predictInLanes<predictionInParts>,
+    .updateSmall = updateInLanes<updated<Lanes>>,
+    .update = updateInLanes<updated<Lanes>>,
+    .updateExact = updateInLanes<updated<Lanes>>,
+    .transformAlongSmall = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
+    .transformAlong = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
+    .transformAlongExact = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
+    .unpredict = unpredictInLanes<predictionInParts>,
+    .unpredictExact = unpredictInLanes<predictionInParts>,
+    .unupdate = updateInLanes<unupdated>,
+    .unupdateExact = updateInLanes<unupdated>,
+    .untransformAlong = untransformInLanes<predictionInParts>,
+    .untransformAlongExact = untransformInLanes<predictionInParts>,
+    .unscale = unscaleInLanes,
+};
+
+constexpr auto transformIntRow = transformInLanes<WideLanes, prediction<WideLanes>, updated<WideLanes>>;
+constexpr auto splitExtendingRow = splitExtendingInLanes;
+constexpr auto mergeExtendingRow = mergeExtendingInLanes;
+constexpr auto extendRangeOfRow = extendRangeInLanes;
+
+#else
+
+constexpr RawRowKernels rawRowKernels{
+    .splitBytes = splitBytes,
+    .splitWords = splitWords,
+    .splitSmallWords = splitSmallWords,
+    .splitColours = splitColours,
+    .joinBytes = joinBytes,
+    .joinWords = joinWords<int>,
+    .joinSmallWords = joinWords<std::int16_t>,
+    .joinColours = joinColours,
+    .joinColoursBelow = joinColoursBelow,
+    .clamp = clampRow<std::int16_t>,
+    .clampWide = clampRow<int>,
+};
+
+template <typename T, typename Wrapped>
+constexpr RowKernels<T> plainRowKernels{
+    .split = splitRow<std::int16_t>,
+    .merge = mergeRow<std::int16_t>,
+    .largest = largestInRow<std::int16_t>,
+    .predict = predictRow<std::int16_t, Wrapped>,
+    .predictExact = predictRow<std::int16_t, Exact>,
+    .updateSmall = updateRow<std::int16_t>,
+    .update = updateRow<std::int16_t>,
+    .updateExact = updateRow<std::int16_t>,
+    .transformAlongSmall = transformRowAlong<std::int16_t, Wrapped>,
+    .transformAlong = transformRowAlong<std::int16_t, Wrapped>,
+    .transformAlongExact = transformRowAlong<std::int16_t, Wrapped>,
+    .unpredict = unpredictRow<std::int16_t, Wrapped>,
+    .unpredictExact = unpredictRow<std::int16_t, Exact>,
+    .unupdate = unupdateRow<std::int16_t>,
+    .unupdateExact = unupdateRow<std::int16_t>,
+    .untransformAlong = untransformRowAlong<std::int16_t, Wrapped>,
+    .untransformAlongExact = untransformRowAlong<std::int16_t, Wrapped>,
+    .unscale = unscaleRow<std::int16_t>,
+};
+
+constexpr RowKernels<std::int16_t> rowKernelsOf16 = plainRowKernels<std::int16_t, WrappedToSample>;
+constexpr RowKernels<SmallLong> smallRowKernelsOf64 = plainRowKernels<SmallLong, Exact>;
+constexpr auto transformIntRow = transformRowAlong<int, Exact>;
+constexpr auto splitExtendingRow = splitExtending<std::int16_t>;
+constexpr auto mergeExtendingRow = mergeExtending<std::int16_t>;
+constexpr auto extendRangeOfRow = extendRange<std::int16_t>;
+
+#endif
+
+// But along rows, the compiler finds the vectors.
+constexpr RowKernels<std::int64_t> rowKernelsOf64{
+    .split = splitRow<int>,
+    .merge = mergeRow<int>,
+    .largest = largestInRow<int>,
+    .predict = predictRow<int, Exact>,
+    .predictExact = predictRow<int, Exact>,
+    .updateSmall = updateRow<int>,
+    .update = updateRow<int>,
+    .updateExact = updateRow<int>,
+    .transformAlongSmall = transformIntRow,
+    .transformAlong = transformIntRow,
+    .transformAlongExact = transformIntRow,
+    .unpredict = unpredictRow<int, Exact>,
+    .unpredictExact = unpredictRow<int, Exact>,
+    .unupdate = unupdateRow<int>,
+    .unupdateExact = unupdateRow<int>,
+    .untransformAlong = untransformRowAlong<int, Exact>,
+    .untransformAlongExact = untransformRowAlong<int, Exact>,
+    .unscale = unscaleRow<int>,
+};
+
+constexpr RowConversions rowConversions{
+    .splitWidening = splitPairs<int, std::int16_t>,
+    .mergeWidening = mergePairs<int, std::int16_t>,
+    .mergeNarrowing = mergePairs<std::int16_t, int>,
+    .extendRange = extendRangeOfRow,
+    .extendRangeOfWide = extendRange<int>,
+    .splitExtending = splitExtendingRow,
+    .mergeExtending = mergeExtendingRow,
+};
+
+template <typename T>
+constexpr PlaneKernels<T> planeKernels{
+    .fold = fold<RowSample<T>>,
+    .foldPairs = foldPairs<RowSample<T>>,
+    .foldSmall = fold<std::int16_t>,
+    .foldSmallPairs = foldPairs<std::int16_t>,
+    .countLengths = countLengths<RowSample<T>>,
+    .codeClass = codeClass<T>,
+    .makeSliced = makeSliced<T>,
+};
+
+#if defined(TEKO_HAS_LANES)
+constexpr bool prefersSmallRows = true;
+#else
+constexpr bool prefersSmallRows = false;
+#endif
+
+const Kernels& kernels() {
+    static constexpr Kernels table{
+        .rawRows = rawRowKernels,
+        .rowsOf16 = rowKernelsOf16,
+        .smallRowsOf64 = smallRowKernelsOf64,
+        .rowsOf64 = rowKernelsOf64,
+        .conversions = rowConversions,
+        .planesOf16 = planeKernels<std::int16_t>,
+        .planesOf64 = planeKernels<std::int64_t>,
+        .prefersSmallRows = prefersSmallRows,
+    };
+    return table;
+}
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+// Folding while coefficients are moved: on lanes, where the target has any.
+#pragma once
+
+#include "fast/planes/foldedSequence.hpp"
+#include "fast/simd/lanes.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <type_traits>
+
+TEKO_TARGET_BEGIN
+
+namespace teko::TEKO_TARGET_NAMESPACE {
+
+#if defined(TEKO_HAS_LANES)
+
+// The folded form of as many samples as there are lanes of bytes.
+template <typename Row>
+struct FoldedGroup {
+    using L = std::conditional_t<sizeof(Row) == sizeof(std::int16_t), Lanes, WideLanes>;
+    static constexpr int parts = static_cast<int>(sizeof(Row));
+
+    L values[parts]; // of pairs: those of samples at even places, then those at odd ones
+    L magnitudes;    // OR
+
+    void put(int part, L samples) {
+        values[part] = folded(samples);
+        magnitudes = part == 0 ? absolute(samples) : magnitudes | absolute(samples);
+    }
+    void putPart(int part, const Row* samples, int n) {
+        put(part, n >= L::count ? L::load(samples) : L::loadPart(samples, std::max(n, 0)));
+    }
+
+    // Whether a magnitude has that bit or a higher one.
+    bool reaches(int bit) const { return haveBits(magnitudes, L::all(static_cast<int>(0xFFFFFFFFU << bit))); }
+};
+
+constexpr int groupSamples = ByteLanes::count;
+
+template <typename L>
+L byteOf(L values, int row) {
+    return shiftRightUnsigned(values, 8 * row) & L::all(0xFF);
+}
+
+// Byte `row` of the values, in their order.
+inline ByteLanes bytesInOrder(const FoldedGroup<std::int16_t>& group, int row) {
+    return packBytes(byteOf(group.values[0], row), byteOf(group.values[1], row));
+}
+inline ByteLanes bytesInOrder(const FoldedGroup<int>& group, int row) {
+    return packBytes(byteOf(group.values[0], row), byteOf(group.values[1], row), byteOf(group.values[2], row),
+                     byteOf(group.values[3], row));
+}
+
+// Byte `row` of the values of pairs, in the order of the samples. Bytes go to their places by shifts: no shuffle
+// interleaves them.
+inline ByteLanes bytesOfPairs(const FoldedGroup<std::int16_t>& group, int row) {
+    return asBytes(byteOf(group.values[0], row) | shiftLeft<8>(byteOf(group.values[1], row)));
+}
+inline ByteLanes bytesOfPairs(const FoldedGroup<int>& group, int row) {
+    const WideLanes low = byteOf(group.values[0], row) | shiftLeft<8>(byteOf(group.values[2], row));
+    const WideLanes high = byteOf(group.values[1], row) | shiftLeft<8>(byteOf(group.values[3], row));
+    return asBytes(packWords(low, high));
+}
+
+// The two ways in which samples come. A group starts at sample i, and where it is not full has n samples: others count
+// as 0.
+template <typename Row>
+struct SamplesInOrder {
+    using Group = FoldedGroup<Row>;
+    const Row* samples;
+
+    Group group(int i) const {
+        Group group;
+        for (int part = 0; part < Group::parts; ++part) {
+            group.put(part, Group::L::load(samples + i + part * Group::L::count));
+        }
+        return group;
+    }
+    Group group(int i, int n) const {
+        Group group;
+        for (int part = 0; part < Group::parts; ++part) {
+            group.putPart(part, samples + i + part * Group::L::count, n - part * Group::L::count);
+        }
+        return group;
+    }
+    static ByteLanes bytes(const Group& group, int row) { return bytesInOrder(group, row); }
+};
+
+template <typename Row>
+struct SamplesApart {
+    using Group = FoldedGroup<Row>;
+    const Row* even;
+    const Row* odd;
+
+    Group group(int i) const {
+        Group group;
+        for (int part = 0; part < half; ++part) {
+            group.put(part, Group::L::load(even + i / 2 + part * Group::L::count));
+            group.put(half + part, Group::L::load(odd + i / 2 + part * Group::L::count));
+        }
+        return group;
+    }
+    Group group(int i, int n) const {
+        Group group;
+        for (int part = 0; part < half; ++part) {
+            const int before = part * Group::L::count;
+            group.putPart(part, even + i / 2 + before, (n + 1) / 2 - before);
+            group.putPart(half + part, odd + i / 2 + before, n / 2 - before);
+        }
+        return group;
+    }
+    static ByteLanes bytes(const Group& group, int row) { return bytesOfPairs(group, row); }
+
+private:
+    static constexpr int half = Group::parts / 2;
+};
+
+// Appends n samples, and returns the OR of their magnitudes.
+template <typename Row, typename V, typename Samples>
+Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to) {
+    using Group = FoldedGroup<Row>;
+    const std::int64_t before = to.count;
+    unsigned char* const lowest = to.lowestBytes();
+    typename Group::L magnitudes = Group::L::all(0);
+    int done = 0;
+    for (; done + groupSamples <= n; done += groupSamples) {
+        const Group group = samples.group(done);
+        Samples::bytes(group, 0).store(lowest + done);
+        magnitudes = magnitudes | group.magnitudes;
+        for (int row = 1; row < Group::parts && group.reaches(8 * row - 1); ++row) {
+            to.count = before + done;
+            Samples::bytes(group, row).store(to.higherBytes(row, groupSamples));
+        }
+    }
+    if (done < n) {
+        const Group group = samples.group(done, n - done);
+        Samples::bytes(group, 0).store(lowest + done);
+        magnitudes = magnitudes | group.magnitudes;
+        to.count = before + done;
+        for (int row = 1; row < Group::parts && group.reaches(8 * row - 1); ++row) {
+            Samples::bytes(group, row).storePart(to.higherBytes(row, n - done), n - done);
+        }
+    }
+    to.count = before + n;
+    return allOf(magnitudes);
+}
+
+template <typename Row, typename V>
+Unsigned<Row> fold(const Row* samples, int n, FoldedSequence<V>& to) {
+    return appendFolded<Row>(SamplesInOrder<Row>{samples}, n, to);
+}
+
+template <typename Row, typename V>
+Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, FoldedSequence<V>& to) {
+    return appendFolded<Row>(SamplesApart<Row>{even, odd}, n, to);
+}
+
+#else
+
+// The folded value; its magnitude is added to `magnitudes`.
+template <typename Row>
+constexpr Row foldedWith(Row sample, Unsigned<Row>& magnitudes) {
+    const Row sign = static_cast<Row>(sample >> (8 * static_cast<int>(sizeof(Row)) - 1));
+    const auto magnitude =
+        static_cast<Unsigned<Row>>(static_cast<Unsigned<Row>>(sample ^ sign) - static_cast<Unsigned<Row>>(sign));
+    magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitude);
+    return static_cast<Row>(static_cast<Unsigned<Row>>(magnitude << 1) - static_cast<Unsigned<Row>>(sign));
+}
+
+template <typename Row>
+void takeBytes(const Row* __restrict folded, int n, int row, unsigned char* __restrict bytes) {
+    for (int i = 0; i < n; ++i) {
+        bytes[i] = static_cast<unsigned char>(static_cast<Unsigned<Row>>(folded[i]) >> (8 * row));
+    }
+}
+
+// Appends at most 64 folded values, with the OR of their magnitudes.
+template <typename Row, typename V>
+void append(const Row* folded, int n, Unsigned<Row> magnitudes, FoldedSequence<V>& to) {
+    takeBytes(folded, n, 0, to.lowestBytes());
+    const int rows = to.rowsNeeded(magnitudes);
+    for (int row = 1; row < rows; ++row) {
+        takeBytes(folded, n, row, to.higherBytes(row, n));
+    }
+    to.count += n;
+}
+
+constexpr int foldedAtOnce = 64;
+
+template <typename Row, typename V>
+Unsigned<Row> fold(const Row* samples, int n, FoldedSequence<V>& to) {
+    Unsigned<Row> magnitudes = 0;
+    for (int done = 0; done < n; done += foldedAtOnce) {
+        const int here = std::min(n - done, foldedAtOnce);
+        Row folded[foldedAtOnce];
+        Unsigned<Row> magnitudesHere = 0;
+        for (int i = 0; i < here; ++i) {
+            folded[i] = foldedWith(samples[done + i], magnitudesHere);
+        }
+        append(folded, here, magnitudesHere, to);
+        magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudesHere);
+    }
+    return magnitudes;
+}
+
+template <typename Row, typename V>
+Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, FoldedSequence<V>& to) {
+    Unsigned<Row> magnitudes = 0;
+    for (int done = 0; done < n; done += foldedAtOnce) {
+        const int here = std::min(n - done, foldedAtOnce);
+        Row folded[foldedAtOnce];
+        Unsigned<Row> magnitudesHere = 0;
+        for (int i = 0; i < here / 2; ++i) {
+            folded[2 * i] = foldedWith(even[done / 2 + i], magnitudesHere);
+            folded[2 * i + 1] = foldedWith(odd[done / 2 + i], magnitudesHere);
+        }
+        if (here % 2 != 0) {
+            folded[here - 1] = foldedWith(even[(done + here) / 2], magnitudesHere);
+        }
+        append(folded, here, magnitudesHere, to);
+        magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudesHere);
+    }
+    return magnitudes;
+}
+
+#endif
+
+} // namespace teko::TEKO_TARGET_NAMESPACE
+
+TEKO_TARGET_END

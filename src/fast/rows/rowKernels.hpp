@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+// The lifting steps on whole rows: sample k of a row is lifted with sample k of its neighbour rows.
+//
+// One set of steps serves both directions of a transform. Down the columns, the neighbours are the rows above
+// and below. Along a row, the even and the odd samples are first split into a row each; the neighbours are then
+// the same row, shifted by one sample.
+//
+// Along a row there are kernels for both steps at once, too.
+//
+// Rows are compact: short for short samples, int for long ones, and short again for small long ones. Each kernel says
+// for which values it gives what filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row.
+// Kernels other than merge, unscale and the exact ones may write up to a vector of 32 samples beyond n: rows have that
+// room.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+namespace teko {
+
+// Long samples that short rows can hold through the filter.
+struct SmallLong {};
+
+template <typename T>
+using RowSample = std::conditional_t<std::is_same_v<T, std::int64_t>, int, std::int16_t>;
+
+// A row, its samples at even places and those at odd places apart.
+template <typename Row>
+struct SplitRow {
+    Row* even;
+    Row* odd;
+    std::int64_t largest = 0; // a bound of its magnitudes, where one is kept
+
+    // From sample x on, which is at an even place.
+    SplitRow from(int x) const { return {even + x / 2, odd + x / 2, largest}; }
+};
+
+// The smallest and the largest of some samples.
+struct SampleRange {
+    int least = std::numeric_limits<int>::max();
+    int largest = std::numeric_limits<int>::min();
+
+    void add(int sample) {
+        least = std::min(least, sample);
+        largest = std::max(largest, sample);
+    }
+
+    // Whether a level that starts from such samples needs no more than short rows. With m in the middle of the range
+    // and w from end to end, by the sums of the filter's weights and of their magnitudes: along a row, differences are
+    // at most 1.13 w and approximations 1.19 |m| + 0.9 w. Down the columns from there, differences are at most 2.54 w
+    // and two neighbouring ones 4.79 w together, four samples that rise and fall 4.5 w, twice a prediction 2.38 |m| +
+    // 2.23 w, an approximation 1.42 |m| + 1.59 w.
+    bool isSmall() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
+
+    // The same on the way back, for approximations in such a range and all other coefficients at most d. Up the
+    // columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients, twice a
+    // prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row from
+    // there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| + 0.56
+    // w + 3.11 d.
+    bool isSmallWith(int d) const {
+        return least >= -7500 && largest <= 7500 &&
+               std::int64_t{1773} * (largest - least) + std::int64_t{5430} * d <= 27'000'000;
+    }
+};
+
+// A row of long samples, in one of both forms.
+struct AnySplitRow {
+    const SplitRow<std::int16_t>* small; // null if it is the other
+    const SplitRow<int>* wide;
+};
+
+template <typename T>
+struct RowKernels {
+    using Row = RowSample<T>;
+
+    // Splits n samples into those at even and at odd places. Returns a bound of the magnitudes: not below the largest,
+    // and not above the next power of two.
+    std::int64_t (*split)(const Row* x, int n, Row* even, Row* odd);
+    // Puts them back; returns the bound.
+    std::int64_t (*merge)(Row* x, int n, const Row* even, const Row* odd);
+    // The same bound alone.
+    std::int64_t (*largest)(const Row* x, int n);
+
+    // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
+    void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    // The same with the exact sum; any values.
+    void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up
+    // to 4095.
+    void (*updateSmall)(Row* even, const Row* before, const Row* after, int n);
+    // The same, for sums up to 24575 and before, after up to 16383.
+    void (*update)(Row* even, const Row* before, const Row* after, int n);
+    // The same; any values.
+    void (*updateExact)(Row* even, const Row* before, const Row* after, int n);
+
+    // Both steps along a row of n samples, mirrored about its ends; the first and the last odd samples come from exact
+    // sums. For magnitudes up to 600, up to 1638, and any. Both parts have room as for (n + 1) / 2 samples: a sample
+    // before and a vector beyond may be written, and a vector more read.
+    void (*transformAlongSmall)(Row* even, Row* odd, int n);
+    void (*transformAlong)(Row* even, Row* odd, int n);
+    void (*transformAlongExact)(Row* even, Row* odd, int n);
+
+    // The inverses; unupdate for even up to 21841 and before, after up to 16383.
+    void (*unpredict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    void (*unpredictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
+    void (*unupdate)(Row* even, const Row* before, const Row* after, int n);
+    void (*unupdateExact)(Row* even, const Row* before, const Row* after, int n);
+    // For even up to 21841 and odd up to 16383, and any.
+    void (*untransformAlong)(Row* even, Row* odd, int n);
+    void (*untransformAlongExact)(Row* even, Row* odd, int n);
+
+    // x = unscale(x), that many times; any values, of int rows any that are restored.
+    void (*unscale)(Row* x, int n, int times);
+};
+
+// What "any values" are for int rows, so that no sum leaves 32 bits: on the way forward; on the way back, for samples
+// that a step starts from; and for samples that are restored already, from which others are predicted. docs/bounds.md
+// says why more never come up. There is no difference between a kernel and its exact form. For small long samples any
+// values are what a small range of them becomes in a level.
+constexpr int largestForIntRows = 1 << 26;
+constexpr int largestForIntRowsBack = 74'000'000;
+constexpr int largestRestored = 100'000'000;
+
+// Between rows of 16 bits and rows of int, and ranges of samples.
+struct RowConversions {
+    // As split; as merge, where the samples are short; extends a range by n samples.
+    void (*splitWidening)(const std::int16_t* x, int n, int* even, int* odd);
+    void (*mergeWidening)(int* x, int n, const std::int16_t* even, const std::int16_t* odd);
+    void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd);
+    void (*extendRange)(const std::int16_t* x, int n, SampleRange& range);
+    void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
+    // Split and merge of short rows that extend a range by the samples on the way, and look for no bound (encodes of 16
+    // bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
+    void (*splitExtending)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
+    void (*mergeExtending)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd,
+                           SampleRange& range);
+};
+
+// Rows of raw files from and to those of the row transform. Every target gives the same.
+struct RawRowKernels {
+    // Each takes `width` pixels. Up to 32 samples beyond them may be written.
+    // One byte a pixel.
+    void (*splitBytes)(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples);
+    // Two bytes a pixel, the least significant first.
+    void (*splitWords)(const unsigned char* raw, int width, const SplitRow<int>& samples);
+    // The same into 16 bits, which have no room for the largest. Returns the OR of all samples.
+    unsigned (*splitSmallWords)(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples);
+    // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
+    void (*splitColours)(const unsigned char* raw, int width, const SplitRow<std::int16_t>* channels);
+
+    // Each makes `width` pixels and keeps the low bits of what does not fit.
+    // One byte a pixel.
+    void (*joinBytes)(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw);
+    // Two bytes a pixel, the least significant first.
+    void (*joinWords)(const SplitRow<int>& samples, int width, unsigned char* raw);
+    void (*joinSmallWords)(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw);
+    // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
+    void (*joinColours)(const SplitRow<std::int16_t>* channels, int width, unsigned char* raw);
+    // Such pixels whose colours are clampedTo(limit, sample). The limit is not 0.
+    void (*joinColoursBelow)(const SplitRow<std::int16_t>* channels, int width, int limit, unsigned char* raw);
+
+    // n samples, each as clampedTo(limit, sample). The limit is not 0.
+    void (*clamp)(std::int16_t* samples, int n, int limit);
+    void (*clampWide)(int* samples, int n, int limit);
+};
+
+} // namespace teko

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// The next coarser level, as a level sees it.
+#pragma once
+
+#include "fast/rows/rowKernels.hpp"
+#include "memory/memory.hpp"
+
+namespace teko {
+
+// Takes the rows of the approximation, from the top.
+template <typename T>
+class CoarserForward : public InTakenMemory {
+public:
+    virtual ~CoarserForward() = default;
+
+    virtual void take(int y, const RowSample<T>* samples) = 0;
+    // After the last row.
+    virtual void finish() = 0;
+    // Then: whether it is proved that the inverse gives the rows back. Only short samples can fail to.
+    virtual bool isReversible() const { return true; }
+};
+
+// Restores them.
+template <typename T>
+class CoarserInverse : public InTakenMemory {
+public:
+    virtual ~CoarserInverse() = default;
+
+    // Row y, to be used before the next is asked for.
+    virtual const SplitRow<RowSample<T>>& restore(int y) = 0;
+};
+
+} // namespace teko

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+// A few rows of a narrow image at a time, one behind the other as if they were one: raw, and split.
+#pragma once
+
+#include "fast/kernels/kernels.hpp"
+#include "memory/memory.hpp"
+
+#include <cstddef>
+
+namespace teko {
+
+template <typename Row>
+class RowBand {
+public:
+    // Throws std::bad_alloc.
+    RowBand(int imageWidth, int bytesPerPixel, int channelCount)
+        : width(imageWidth), rows(mostPixels / width / 2 * 2),
+          rowBytes(std::size_t(width) * std::size_t(bytesPerPixel)), raw(static_cast<std::size_t>(rows) * rowBytes),
+          samples(static_cast<std::size_t>(2 * channelCount) * partSamples) {
+        for (int c = 0; c < channelCount; ++c) {
+            Row* const even = samples.data() + 2 * std::size_t{partSamples} * static_cast<std::size_t>(c);
+            channels[c] = {even, even + partSamples};
+        }
+    }
+
+    unsigned char* rawRow(int y) { return raw.data() + static_cast<std::size_t>(y) * rowBytes; }
+
+    const int width;
+    const int rows; // at most; even
+    int first = 0;  // row of the image that the band starts with
+    int filled = 0; // its rows
+    int given = 0;  // those of them that a sink has
+    const std::size_t rowBytes;
+    SplitRow<Row> channels[3]{};
+
+private:
+    // With what becomes of it, that stays in the nearest cache.
+    static constexpr int mostPixels = 2048;
+    static constexpr std::size_t partSamples = mostPixels / 2 + 32; // a row may be split so far beyond its end
+
+    Vector<unsigned char> raw;
+    Vector<Row> samples;
+};
+
+} // namespace teko

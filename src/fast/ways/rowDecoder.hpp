@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+// Decompression of an image into rows, one after another from the top: the fast form of readWavelet and the inverse
+// transform. No plane of samples is ever there: coefficients stay sliced in memory until a row needs them.
+#pragma once
+
+#include "coding/imageShape.hpp"
+#include "fast/transform/rowStream.hpp"
+#include "fast/ways/coefficientDecoder.hpp"
+#include "memory/memory.hpp"
+
+#include <cassert>
+#include <cstdint>
+
+namespace teko {
+
+template <typename T>
+class RowDecoder {
+public:
+    // Whether there is such a decoder for images of that shape, with that target.
+    static bool suits(int width, int height, Target target);
+    // Whether it can read a stream with that top plane. Only streams that no image gives have higher ones.
+    static bool suits(int topPlane) { return CoefficientDecoder<T>::suits(topPlane); }
+
+    // For what suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
+    // stream is read, and that for 36 rows of each channel from start on. Throws std::bad_alloc, and
+    // std::bad_array_new_length beyond 2^31 - 1 samples.
+    RowDecoder(int width, int height, int channels, Target target);
+
+    // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once. Throws std::bad_alloc.
+    template <typename Word>
+    int read(int topPlane, BasicBitStreamer<Word>& in) {
+        return coefficients.read(topPlane, in);
+    }
+
+    // After read: whether a segment had another run-length parameter than encoders choose.
+    bool contradictsItself() const { return coefficients.contradictsItself(); }
+
+    // After read, once: makes the rows ready to be asked for, of an image whose sides are halved so often (see
+    // InverseStream). The stream is not needed any more. Throws std::bad_alloc.
+    void start(int halvings = 0);
+
+    // After start: the rows of a channel. The channels are independent.
+    InverseStream<T>& channel(int c) {
+        assert(c >= 0 && static_cast<std::size_t>(c) < transforms.size());
+        return transforms[static_cast<std::size_t>(c)];
+    }
+
+private:
+    const ImageShape shape;
+    const Target target;
+    CoefficientDecoder<T> coefficients;
+    Vector<InverseStream<T>> transforms;
+};
+
+extern template class RowDecoder<std::int16_t>;
+extern template class RowDecoder<std::int64_t>;
+
+} // namespace teko

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fast/ways/writeColumns.hpp"
+
+#include "fast/kernels/kernels.hpp"
+
+#include <algorithm>
+
+namespace teko {
+
+namespace {
+
+// join(channels, pixels, raw) makes several rows as one.
+template <typename Row, typename Join>
+bool writeBands(Vector<ColumnPlane<Row>>& planes, Join join, RowBand<Row>& band, RowSink& rows, int count) {
+    const int height = planes.front().rows;
+    for (int y = 0; y < count; ++y) {
+        if (band.given == band.filled) {
+            band.first += band.filled;
+            band.filled = std::min(band.rows, height - band.first);
+            band.given = 0;
+            for (std::size_t c = 0; c < planes.size(); ++c) {
+                planes[c].get(band.first, band.filled, band.channels[c].even, band.channels[c].odd);
+            }
+            join(band.channels, band.filled * band.width, band.rawRow(0));
+        }
+        unsigned char* const row = rows.next();
+        if (row == nullptr) {
+            return false;
+        }
+        std::copy_n(band.rawRow(band.given++), band.rowBytes, row);
+    }
+    return true;
+}
+
+// The same from one channel. A limit of 0 is none.
+template <typename Row, typename Join, typename Clamp>
+bool writeGrey(Vector<ColumnPlane<Row>>& planes, int limit, Join join, Clamp clamp, RowBand<Row>& band, RowSink& rows,
+               int count) {
+    const auto joinOne = [&](const SplitRow<Row>* channels, int pixels, unsigned char* raw) {
+        if (limit != 0) {
+            clamp(channels[0].even, (pixels + 1) / 2, limit);
+            clamp(channels[0].odd, pixels / 2, limit);
+        }
+        join(channels[0], pixels, raw);
+    };
+    return writeBands(planes, joinOne, band, rows, count);
+}
+
+} // namespace
+
+bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target target, RowBand<std::int16_t>& band,
+                  RowSink& rows, int count) {
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
+    if (planes.size() != 3) {
+        return writeGrey(planes, limit, raws.joinBytes, raws.clamp, band, rows, count);
+    }
+    if (limit == 0) {
+        return writeBands(planes, raws.joinColours, band, rows, count);
+    }
+    const auto coloursBelow = [&](const SplitRow<std::int16_t>* channels, int pixels, unsigned char* raw) {
+        raws.joinColoursBelow(channels, pixels, limit, raw);
+    };
+    return writeBands(planes, coloursBelow, band, rows, count);
+}
+
+bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, Target target, RowBand<int>& band, RowSink& rows,
+                  int count) {
+    const RawRowKernels& raws = kernelsOf(target).rawRows;
+    return writeGrey(planes, limit, raws.joinWords, raws.clampWide, band, rows, count);
+}
+
+} // namespace teko
