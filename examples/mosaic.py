@@ -34,7 +34,8 @@ from PIL import Image
 import teko.zarr
 
 BLOCK = 128  # side of the squares of which the focus is measured
-BINS = 4096
+BIN = 64  # values that a bin of the histograms holds
+BINS = 2**16 // BIN
 MICROMETRES = 0.325  # between two samples of the finest level
 
 # ---- Where samples come from: a function of their place, so that a task that runs twice writes the same.
@@ -177,7 +178,7 @@ class Look:
         image = self.array[region_of(self.array, number)]
         moved = stats.bytes_received - before[0], stats.requests - before[1]
         wide = image.astype(np.float64)
-        histogram = np.bincount((image >> 4).ravel(), minlength=BINS)
+        histogram = np.bincount((image // BIN).ravel(), minlength=BINS)
         focus = np.full(self.blocks, np.nan)
         found = [focus_of(wide[y : y + BLOCK, x : x + BLOCK]) for y, x in block_corners(image.shape)]
         focus[: len(found)] = found
@@ -316,7 +317,7 @@ def create_levels(options: argparse.Namespace) -> list[zarr.Array]:
 def percentile(histogram: np.ndarray, share: float) -> float:
     """Return the value below which a share of the samples lies, as if they were even within a bin."""
     below = np.concatenate([[0], np.cumsum(histogram)]) / histogram.sum()
-    return float(np.interp(share, below, 16 * np.arange(BINS + 1)))
+    return float(np.interp(share, below, BIN * np.arange(BINS + 1)))
 
 
 def rank_correlation(first: np.ndarray, second: np.ndarray) -> float:

@@ -99,7 +99,7 @@ def test_statistics_are_those_of_the_samples(done):
     exact = report["rates"][-1]
     assert exact["mean"] == pytest.approx(image.mean(), abs=1e-6)
     assert exact["deviation"] == pytest.approx(image.std(), abs=1e-4)
-    assert exact["percentile99"] == pytest.approx(np.percentile(image, 99), abs=16)
+    assert exact["percentile99"] == pytest.approx(np.percentile(image, 99), abs=64)
     for coarse in report["rates"][:-1]:
         assert coarse["mean"] == pytest.approx(exact["mean"], rel=0.005)
         assert coarse["focusCorrelation"] > 0.8

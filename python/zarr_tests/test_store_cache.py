@@ -5,6 +5,7 @@ import asyncio
 import threading
 
 import numpy as np
+import pytest
 from store_arrays import IMAGE, PROTOTYPE, SHARDS, chunk_sizes, filled, get, prefix_size, read, stored_chunks, write
 from store_origins import Counting, Slow
 from zarr.core.sync import sync
@@ -117,7 +118,7 @@ def test_drops_what_was_used_least_recently():
     assert len(counting.log) == before + 1
 
 
-@SHARDS
+@pytest.mark.parametrize("shards", [None, (256, 256), (128, 128)])
 def test_refines_an_array_larger_than_the_cache_without_asking_twice(shards):
     memory = filled(shards)
     sizes, indexes = chunk_sizes(memory, shards)

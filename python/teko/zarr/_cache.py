@@ -57,9 +57,9 @@ class GaveUp(Exception):
 class _Entries:
     """First bytes of pieces, of a bounded size; it has no lock of its own.
 
-    Prefixes and complete pieces have half of the room each for sure; what a half does not use is the other's. Of the
-    half that takes more than its share, what was used least recently goes first. So a first complete reading of a large
-    array, of which a part alone finds room, does not drive out the prefixes before they have served it.
+    Prefixes and indexes have half of the room for sure, complete pieces the other; what a half does not use is the
+    other's. Of the half that takes more than its share, what was used least recently goes first. So a first complete
+    reading of a large array, of which a part alone finds room, does not drive out what is to serve it.
     """
 
     def __init__(self, limit: int) -> None:
@@ -80,19 +80,20 @@ class _Entries:
         self.drop(piece)
         if len(entry.data) > self._limit:
             return 0
-        self._halves[entry.complete][piece] = entry
-        self._sizes[entry.complete] += len(entry.data)
+        half = entry.complete and not piece.is_index
+        self._halves[half][piece] = entry
+        self._sizes[half] += len(entry.data)
         evicted = 0
         while sum(self._sizes) > self._limit:
-            fuller = self._halves[2 * self._sizes[True] > self._limit]
+            fuller = self._halves[2 * self._sizes[1] > self._limit]
             self.drop(next(iter(fuller)))
             evicted += 1
         return evicted
 
     def drop(self, piece: Piece) -> None:
-        for complete, half in enumerate(self._halves):
+        for place, half in enumerate(self._halves):
             entry = half.pop(piece, None)
-            self._sizes[complete] -= len(entry.data) if entry else 0
+            self._sizes[place] -= len(entry.data) if entry else 0
 
     def __iter__(self) -> Iterator[Piece]:
         """Go through the pieces."""

@@ -45,7 +45,7 @@ class Shard:
 
     def index(self, key: str) -> Piece:
         """Return where the index of a shard is."""
-        return Piece(key, 0 if self.at_start else -self.index_size, self.index_size)
+        return Piece(key, 0 if self.at_start else -self.index_size, self.index_size, is_index=True)
 
     def index_of(self, whole: bytes) -> bytes:
         """Return the index of a shard."""

@@ -20,11 +20,13 @@ class Piece:
         key: of the object.
         start: where it begins; below 0 counts from the end, and all of it is read then.
         size: bytes of it, or None if it takes the whole object, of a size that nobody has told.
+        is_index: whether it says where others are.
     """
 
     key: str
     start: int = 0
     size: int | None = None
+    is_index: bool = False
 
     def request(self, known: int, wanted: int | None) -> ByteRequest | None:
         """Return what to ask for to have the first bytes, of which so many are known; None is the whole object."""
