@@ -158,8 +158,8 @@ typedef struct teko_options {
     /** Takes memory back; see above. */
     void (*release)(void* user, void* memory, size_t bytes, size_t alignment);
     void* user;           /**< handed to all of them */
-    const char* target;   /**< for tests: "plain", "portable", "avx2", "avx512"; null: the best of the processor. All
-                               give the same bytes and samples */
+    const char* target;   /**< for tests: "plain", "portable", "avx2", "avx512", "neon"; null: the best of the
+                               processor. All give the same bytes and samples */
     /** Encoding, where the caller's teko_buffer has no memory: returns room for the file, whose very size it is told, or
         null; see above. May be null. */
     void* (*place)(void* user, size_t bytes);

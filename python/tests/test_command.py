@@ -59,7 +59,7 @@ def run_module(*arguments, **options):
 def test_says_what_is_installed():
     run = run_module()
     assert (run.returncode, run.stderr) == (0, "")
-    line = rf"teko {re.escape(teko.__version__)}, target (plain|portable|avx2|avx512), self-check passed\n"
+    line = rf"teko {re.escape(teko.__version__)}, target (plain|portable|avx2|avx512|neon), self-check passed\n"
     assert re.fullmatch(line, run.stdout)
 
 

@@ -16,6 +16,12 @@
     "avx2,bmi,bmi2,lzcnt,popcnt,avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,avx512vbmi2,avx512vpopcntdq,gfni"
 #endif
 
+// The machines whose every processor has NEON, with bytes in the order that the code for it takes for granted. It needs
+// no region.
+#if defined(__aarch64__) && defined(__ARM_NEON) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#define TEKO_NEON_MACHINE
+#endif
+
 #define TEKO_PRAGMA(text) _Pragma(#text)
 
 #if defined(__clang__)

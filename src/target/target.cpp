@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "target/target.hpp"
 
+#include "target/region.hpp"
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -69,6 +71,12 @@ bool hasFastBitDeposit() {
 }
 #endif
 
+#if defined(TEKO_NEON_MACHINE)
+constexpr bool hasNeon = true;
+#else
+constexpr bool hasNeon = false;
+#endif
+
 Target chosenAtStart() {
     if (const char* wanted = std::getenv("TEKO_TARGET")) {
         for (const Target target : allTargets) {
@@ -88,7 +96,7 @@ std::atomic<Target>& active() {
 } // namespace
 
 const char* nameOf(Target target) {
-    static constexpr std::array<const char*, allTargets.size()> names{"plain", "portable", "avx2", "avx512"};
+    static constexpr std::array<const char*, allTargets.size()> names{"plain", "portable", "avx2", "avx512", "neon"};
     return names[static_cast<std::size_t>(target)];
 }
 
@@ -98,12 +106,17 @@ bool isRunnable(Target target) {
         return hasAvx2();
     case Target::avx512:
         return hasAvx512();
+    case Target::neon:
+        return hasNeon;
     default:
         return true;
     }
 }
 
 Target bestTarget() {
+    if (hasNeon) {
+        return Target::neon;
+    }
     if (!isRunnable(Target::avx2) || !hasFastBitDeposit()) {
         return Target::portable;
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The instruction sets that the codec has code for, and which of them runs.
 //
-// Every target gives the same bits. The environment variable TEKO_TARGET (plain, portable, avx2, avx512) forces
+// Every target gives the same bits. The environment variable TEKO_TARGET (plain, portable, avx2, avx512, neon) forces
 // one that the processor can run; anything else in it counts for nothing.
 #pragma once
 
@@ -14,14 +14,10 @@ enum class Target {
     portable, // bit planes and rows in standard C++
     avx2,     // AVX2 and BMI2, on processors whose pext and pdep are fast
     avx512,   // the same with AVX-512, including VBMI, VBMI2 and VPOPCNTDQ, and GFNI
+    neon,     // NEON, on AArch64
 };
 
-constexpr std::array<Target, 4> allTargets{Target::plain, Target::portable, Target::avx2, Target::avx512};
-
-// Whether code for AVX2 runs where the target has nothing of its own.
-constexpr bool includesAvx2(Target target) {
-    return target == Target::avx2 || target == Target::avx512;
-}
+constexpr std::array<Target, 5> allTargets{Target::plain, Target::portable, Target::avx2, Target::avx512, Target::neon};
 
 const char* nameOf(Target target);
 

@@ -81,7 +81,7 @@ TEST(LibraryInexact, IsSaidForOtherGoalsAndTargets) {
         ++inexact;
         EXPECT_EQ(encode(picture, toBytes(encoded.file.size())), encoded);
         EXPECT_EQ(encode(picture, toBytes(encoded.file.size() - 4)).status, TEKO_CUT);
-        for (const char* target : {"plain", "portable", "avx2", "avx512"}) {
+        for (const char* target : {"plain", "portable", "avx2", "avx512", "neon"}) {
             teko_options given = options();
             given.target = target;
             const Encoded here = encode(picture, given);

@@ -140,7 +140,7 @@ TEST(LibraryMemory, OfMegapixelsThatAreInDoubtIsWhatWasPromised) {
 }
 
 TEST(LibraryMemory, IsTheSameWhateverTheTarget) {
-    for (const char* target : {"plain", "portable", "avx2", "avx512"}) {
+    for (const char* target : {"plain", "portable", "avx2", "avx512", "neon"}) {
         teko_options given = options();
         given.target = target;
         const Picture shape = picture(Look::noise, TEKO_RGB8, 75, 130);

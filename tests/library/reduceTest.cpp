@@ -11,7 +11,7 @@ namespace {
 
 std::vector<std::string> targets() {
     std::vector<std::string> runnable;
-    for (const char* name : {"plain", "portable", "avx2", "avx512"}) {
+    for (const char* name : {"plain", "portable", "avx2", "avx512", "neon"}) {
         const Picture shape{TEKO_GREY8, 4, 4, 0, Bytes(16)};
         teko_options given = options();
         given.target = name;

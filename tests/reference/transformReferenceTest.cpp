@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The transform and the whole way from samples to bytes, against the reference.
-#include "image/colourTransform.hpp"
 #include "coding/bitStreamer.hpp"
 #include "filter/filter4_2.hpp"
+#include "image/colourTransform.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/streamDecoder.hpp"

@@ -90,13 +90,7 @@ TEST(TargetChoice, TargetsHaveNamesOfTheirOwn) {
     EXPECT_STREQ(nameOf(Target::portable), "portable");
     EXPECT_STREQ(nameOf(Target::avx2), "avx2");
     EXPECT_STREQ(nameOf(Target::avx512), "avx512");
-}
-
-TEST(TargetChoice, OnlyTargetsForNewerProcessorsIncludeAvx2) {
-    EXPECT_FALSE(includesAvx2(Target::plain));
-    EXPECT_FALSE(includesAvx2(Target::portable));
-    EXPECT_TRUE(includesAvx2(Target::avx2));
-    EXPECT_TRUE(includesAvx2(Target::avx512));
+    EXPECT_STREQ(nameOf(Target::neon), "neon");
 }
 
 TEST(TargetChoice, OfRawRowsIsEachTargetsOwn) {

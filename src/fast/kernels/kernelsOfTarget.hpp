@@ -20,12 +20,27 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 #if defined(TEKO_HAS_LANES)
 
+#if defined(TEKO_FOR_NEON)
+// Where samples are only moved, loads and stores of two registers at a time do it all, and the compiler finds them.
+constexpr auto splitRawBytes = splitBytes;
+constexpr auto splitRawWords = splitWords;
+constexpr auto joinRawBytes = joinBytes;
+constexpr auto splitRowOf16 = splitRow<std::int16_t>;
+constexpr auto mergeRowOf16 = mergeRow<std::int16_t>;
+#else
+constexpr auto splitRawBytes = splitBytesInLanes;
+constexpr auto splitRawWords = splitWordsInLanes;
+constexpr auto joinRawBytes = joinBytesInLanes;
+constexpr auto splitRowOf16 = splitInLanes;
+constexpr auto mergeRowOf16 = mergeInLanes;
+#endif
+
 constexpr RawRowKernels rawRowKernels{
-    .splitBytes = splitBytesInLanes,
-    .splitWords = splitWordsInLanes,
+    .splitBytes = splitRawBytes,
+    .splitWords = splitRawWords,
     .splitSmallWords = splitSmallWordsInLanes,
     .splitColours = splitColoursInLanes,
-    .joinBytes = joinBytesInLanes,
+    .joinBytes = joinRawBytes,
     .joinWords = joinWordsInLanes,
     .joinSmallWords = joinSmallWordsInLanes,
     .joinColours = joinColoursInLanes,
@@ -35,8 +50,8 @@ constexpr RawRowKernels rawRowKernels{
 };
 
 constexpr RowKernels<std::int16_t> rowKernelsOf16{
-    .split = splitInLanes,
-    .merge = mergeInLanes,
+    .split = splitRowOf16,
+    .merge = mergeRowOf16,
     .largest = largestInRow<std::int16_t>,
     .predict = predictInLanes<prediction<Lanes>>,
     .predictExact = predictRow<std::int16_t, Exact>,
@@ -56,8 +71,8 @@ constexpr RowKernels<std::int16_t> rowKernelsOf16{
 };
 
 constexpr RowKernels<SmallLong> smallRowKernelsOf64{
-    .split = splitInLanes,
-    .merge = mergeInLanes,
+    .split = splitRowOf16,
+    .merge = mergeRowOf16,
     .largest = largestInRow<std::int16_t>,
     .predict = predictInLanes<predictionInParts>,
     .predictExact = predictInLanes<predictionInParts>,

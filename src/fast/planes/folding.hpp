@@ -15,25 +15,65 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 #if defined(TEKO_HAS_LANES)
 
+// n samples of a row, which has fewer than a vector left, or none.
+template <typename L>
+L loadRest(const typename L::Row* samples, int n) {
+    return n >= L::count ? L::load(samples) : L::loadPart(samples, std::max(n, 0));
+}
+
 // The folded form of as many samples as there are lanes of bytes.
 template <typename Row>
-struct FoldedGroup {
-    using L = std::conditional_t<sizeof(Row) == sizeof(std::int16_t), Lanes, WideLanes>;
-    static constexpr int parts = static_cast<int>(sizeof(Row));
+struct FoldedGroup;
 
-    L values[parts]; // of pairs: those of samples at even places, then those at odd ones
-    L magnitudes;    // OR
+template <>
+struct FoldedGroup<std::int16_t> {
+    using L = Lanes;
+    L first; // of pairs: those of samples at even places, and as second those at odd ones
+    L second;
+    L magnitudes; // OR
 
-    void put(int part, L samples) {
-        values[part] = folded(samples);
-        magnitudes = part == 0 ? absolute(samples) : magnitudes | absolute(samples);
+    static FoldedGroup of(L a, L b) { return {folded(a), folded(b), absolute(a) | absolute(b)}; }
+
+    // Samples one behind the other; n of them, others count as 0.
+    static FoldedGroup inOrder(const std::int16_t* x) { return of(L::load(x), L::load(x + L::count)); }
+    static FoldedGroup inOrder(const std::int16_t* x, int n) {
+        return of(loadRest<L>(x, n), loadRest<L>(x + L::count, n - L::count));
     }
-    void putPart(int part, const Row* samples, int n) {
-        put(part, n >= L::count ? L::load(samples) : L::loadPart(samples, std::max(n, 0)));
+    static FoldedGroup pairs(const std::int16_t* even, const std::int16_t* odd) {
+        return of(L::load(even), L::load(odd));
+    }
+    static FoldedGroup pairs(const std::int16_t* even, const std::int16_t* odd, int n) {
+        return of(loadRest<L>(even, (n + 1) / 2), loadRest<L>(odd, n / 2));
+    }
+};
+
+template <>
+struct FoldedGroup<int> {
+    using L = WideLanes;
+    L first[2];
+    L second[2];
+    L magnitudes; // OR
+
+    static FoldedGroup of(L a, L b, L c, L d) {
+        return {{folded(a), folded(b)}, {folded(c), folded(d)}, absolute(a) | absolute(b) | absolute(c) | absolute(d)};
     }
 
-    // Whether a magnitude has that bit or a higher one.
-    bool reaches(int bit) const { return haveBits(magnitudes, L::all(static_cast<int>(0xFFFFFFFFU << bit))); }
+    static FoldedGroup inOrder(const int* x) {
+        return of(L::load(x), L::load(x + L::count), L::load(x + 2 * L::count), L::load(x + 3 * L::count));
+    }
+    static FoldedGroup inOrder(const int* x, int n) {
+        return of(loadRest<L>(x, n), loadRest<L>(x + L::count, n - L::count),
+                  loadRest<L>(x + 2 * L::count, n - 2 * L::count), loadRest<L>(x + 3 * L::count, n - 3 * L::count));
+    }
+    static FoldedGroup pairs(const int* even, const int* odd) {
+        return of(L::load(even), L::load(even + L::count), L::load(odd), L::load(odd + L::count));
+    }
+    static FoldedGroup pairs(const int* even, const int* odd, int n) {
+        const int evens = (n + 1) / 2;
+        const int odds = n / 2;
+        return of(loadRest<L>(even, evens), loadRest<L>(even + L::count, evens - L::count), loadRest<L>(odd, odds),
+                  loadRest<L>(odd + L::count, odds - L::count));
+    }
 };
 
 constexpr int groupSamples = ByteLanes::count;
@@ -45,45 +85,32 @@ L byteOf(L values, int row) {
 
 // Byte `row` of the values, in their order.
 inline ByteLanes bytesInOrder(const FoldedGroup<std::int16_t>& group, int row) {
-    return packBytes(byteOf(group.values[0], row), byteOf(group.values[1], row));
+    return packBytes(byteOf(group.first, row), byteOf(group.second, row));
 }
 inline ByteLanes bytesInOrder(const FoldedGroup<int>& group, int row) {
-    return packBytes(byteOf(group.values[0], row), byteOf(group.values[1], row), byteOf(group.values[2], row),
-                     byteOf(group.values[3], row));
+    return packBytes(byteOf(group.first[0], row), byteOf(group.first[1], row), byteOf(group.second[0], row),
+                     byteOf(group.second[1], row));
 }
 
 // Byte `row` of the values of pairs, in the order of the samples. Bytes go to their places by shifts: no shuffle
 // interleaves them.
 inline ByteLanes bytesOfPairs(const FoldedGroup<std::int16_t>& group, int row) {
-    return asBytes(byteOf(group.values[0], row) | shiftLeft<8>(byteOf(group.values[1], row)));
+    return asBytes(byteOf(group.first, row) | shiftLeft<8>(byteOf(group.second, row)));
 }
 inline ByteLanes bytesOfPairs(const FoldedGroup<int>& group, int row) {
-    const WideLanes low = byteOf(group.values[0], row) | shiftLeft<8>(byteOf(group.values[2], row));
-    const WideLanes high = byteOf(group.values[1], row) | shiftLeft<8>(byteOf(group.values[3], row));
+    const WideLanes low = byteOf(group.first[0], row) | shiftLeft<8>(byteOf(group.second[0], row));
+    const WideLanes high = byteOf(group.first[1], row) | shiftLeft<8>(byteOf(group.second[1], row));
     return asBytes(packWords(low, high));
 }
 
-// The two ways in which samples come. A group starts at sample i, and where it is not full has n samples: others count
-// as 0.
+// The two ways in which samples come: groups from sample i on.
 template <typename Row>
 struct SamplesInOrder {
     using Group = FoldedGroup<Row>;
     const Row* samples;
 
-    Group group(int i) const {
-        Group group;
-        for (int part = 0; part < Group::parts; ++part) {
-            group.put(part, Group::L::load(samples + i + part * Group::L::count));
-        }
-        return group;
-    }
-    Group group(int i, int n) const {
-        Group group;
-        for (int part = 0; part < Group::parts; ++part) {
-            group.putPart(part, samples + i + part * Group::L::count, n - part * Group::L::count);
-        }
-        return group;
-    }
+    Group group(int i) const { return Group::inOrder(samples + i); }
+    Group group(int i, int n) const { return Group::inOrder(samples + i, n); }
     static ByteLanes bytes(const Group& group, int row) { return bytesInOrder(group, row); }
 };
 
@@ -93,28 +120,16 @@ struct SamplesApart {
     const Row* even;
     const Row* odd;
 
-    Group group(int i) const {
-        Group group;
-        for (int part = 0; part < half; ++part) {
-            group.put(part, Group::L::load(even + i / 2 + part * Group::L::count));
-            group.put(half + part, Group::L::load(odd + i / 2 + part * Group::L::count));
-        }
-        return group;
-    }
-    Group group(int i, int n) const {
-        Group group;
-        for (int part = 0; part < half; ++part) {
-            const int before = part * Group::L::count;
-            group.putPart(part, even + i / 2 + before, (n + 1) / 2 - before);
-            group.putPart(half + part, odd + i / 2 + before, n / 2 - before);
-        }
-        return group;
-    }
+    Group group(int i) const { return Group::pairs(even + i / 2, odd + i / 2); }
+    Group group(int i, int n) const { return Group::pairs(even + i / 2, odd + i / 2, n); }
     static ByteLanes bytes(const Group& group, int row) { return bytesOfPairs(group, row); }
-
-private:
-    static constexpr int half = Group::parts / 2;
 };
+
+// Whether a magnitude of a group has that bit or a higher one.
+template <typename Row>
+bool reaches(const FoldedGroup<Row>& group, int bit) {
+    return haveBits(group.magnitudes, FoldedGroup<Row>::L::all(static_cast<int>(0xFFFFFFFFU << bit)));
+}
 
 // Appends n samples, and returns the OR of their magnitudes.
 template <typename Row, typename V, typename Samples>
@@ -128,7 +143,7 @@ Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to)
         const Group group = samples.group(done);
         Samples::bytes(group, 0).store(lowest + done);
         magnitudes = magnitudes | group.magnitudes;
-        for (int row = 1; row < Group::parts && group.reaches(8 * row - 1); ++row) {
+        for (int row = 1; row < static_cast<int>(sizeof(Row)) && reaches(group, 8 * row - 1); ++row) {
             to.count = before + done;
             Samples::bytes(group, row).store(to.higherBytes(row, groupSamples));
         }
@@ -138,7 +153,7 @@ Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to)
         Samples::bytes(group, 0).store(lowest + done);
         magnitudes = magnitudes | group.magnitudes;
         to.count = before + done;
-        for (int row = 1; row < Group::parts && group.reaches(8 * row - 1); ++row) {
+        for (int row = 1; row < static_cast<int>(sizeof(Row)) && reaches(group, 8 * row - 1); ++row) {
             Samples::bytes(group, row).storePart(to.higherBytes(row, n - done), n - done);
         }
     }

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <utility>
 
 TEKO_TARGET_BEGIN
 
@@ -39,6 +38,11 @@ struct Lanes {
     static Lanes all(int value) { return {_mm256_set1_epi16(static_cast<Row>(value))}; }
     void store(Row* x) const { storeVector(x, v); }
     void storeBytes(unsigned char* bytes) const { storeVector(bytes, v); }
+};
+
+struct LanePair {
+    Lanes first;
+    Lanes second;
 };
 
 struct WideLanes {
@@ -150,13 +154,13 @@ inline Lanes broadcastSecond(Lanes a) {
     return {_mm256_broadcastw_epi16(_mm_srli_si128(_mm256_castsi256_si128(a.v), 2))};
 }
 
-inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
+inline LanePair unzip(Lanes low, Lanes high) {
     const __m256i lowWords = _mm256_set1_epi32(0xFFFF);
     const __m256i even = _mm256_packus_epi32(_mm256_and_si256(low.v, lowWords), _mm256_and_si256(high.v, lowWords));
     const __m256i odd = _mm256_packus_epi32(_mm256_srli_epi32(low.v, 16), _mm256_srli_epi32(high.v, 16));
     return {{_mm256_permute4x64_epi64(even, 0xD8)}, {_mm256_permute4x64_epi64(odd, 0xD8)}};
 }
-inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
+inline LanePair zip(Lanes even, Lanes odd) {
     const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v);
     const __m256i high = _mm256_unpackhi_epi16(even.v, odd.v);
     return {{_mm256_permute2x128_si256(low, high, 0x20)}, {_mm256_permute2x128_si256(low, high, 0x31)}};

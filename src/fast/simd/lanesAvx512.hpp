@@ -8,7 +8,6 @@
 #include "fast/simd/forTarget.hpp"
 
 #include <cstdint>
-#include <utility>
 
 TEKO_TARGET_BEGIN
 
@@ -32,6 +31,11 @@ struct Lanes {
     static Lanes all(int value) { return {_mm512_set1_epi16(static_cast<Row>(value))}; }
     void store(Row* x) const { _mm512_storeu_si512(x, v); }
     void storeBytes(unsigned char* bytes) const { _mm512_storeu_si512(bytes, v); }
+};
+
+struct LanePair {
+    Lanes first;
+    Lanes second;
 };
 
 struct WideLanes {
@@ -154,7 +158,7 @@ struct UnzippedSamples {
 inline constexpr UnzippedSamples unzippedSamples;
 
 // Four shuffles, where masks, shifts and packing take eight operations.
-inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
+inline LanePair unzip(Lanes low, Lanes high) {
     const __m512i places = _mm512_load_si512(unzippedSamples.places);
     const __m512i lowApart = _mm512_permutexvar_epi8(places, low.v);
     const __m512i highApart = _mm512_permutexvar_epi8(places, high.v);
@@ -163,7 +167,7 @@ inline std::pair<Lanes, Lanes> unzip(Lanes low, Lanes high) {
     return {{_mm512_permutex2var_epi64(lowApart, firstHalves, highApart)},
             {_mm512_permutex2var_epi64(lowApart, secondHalves, highApart)}};
 }
-inline std::pair<Lanes, Lanes> zip(Lanes even, Lanes odd) {
+inline LanePair zip(Lanes even, Lanes odd) {
     const __m512i low = _mm512_unpacklo_epi16(even.v, odd.v);
     const __m512i high = _mm512_unpackhi_epi16(even.v, odd.v);
     const __m512i first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
