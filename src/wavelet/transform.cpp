@@ -3,7 +3,6 @@
 
 #include "filter/filter4_2.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
 #include "coding/runLengthParameter.hpp"
 #include "coding/streamArrayManager.hpp"
+#include "coding/subband.hpp"
 #include "fast/kernels/kernels.hpp"
 #include "fast/planes/foldedSequence.hpp"
 #include "fast/planes/segmentPlan.hpp"

@@ -5,7 +5,7 @@
 #include "support/rowStreams.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
-#include "wavelet/lattice.hpp"
+#include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <gtest/gtest.h>

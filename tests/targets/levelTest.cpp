@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Levels of the decomposition by rows, against the filter on every row and every column.
 #include "fast/kernels/kernels.hpp"
-#include "fast/transform/forwardLevel.hpp"
-#include "fast/transform/inverseLevel.hpp"
+#include "fast/transform/forwardLevels.hpp"
+#include "fast/transform/inverseLevels.hpp"
 #include "filter/filter4_2.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"

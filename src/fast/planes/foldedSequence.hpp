@@ -9,9 +9,13 @@
 #pragma once
 
 #include "coding/foldedValue.hpp"
+#include "coding/subband.hpp"
+#include "fast/rows/rowKernels.hpp"
+#include "memory/memory.hpp"
 
 #include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -77,5 +81,53 @@ private:
         }
     }
 };
+
+// The folded coefficients of one channel, class by class.
+template <typename T>
+class FoldedClasses {
+public:
+    using Sequence = FoldedSequence<RowSample<T>>;
+
+    // All classes empty, in memory that stays the caller's: rowBytes from `lowest` on for the lowest bytes of all of
+    // them, as many `stride` bytes behind that for the second ones, and so on.
+    FoldedClasses(const ImageShape& shape, unsigned char* lowest, std::size_t stride);
+    static std::size_t rowBytes(const ImageShape& shape);
+
+    Sequence& operator[](int c) { return sequences[c]; }
+
+private:
+    Sequence sequences[maximumClasses];
+    Vector<unsigned char> rowsInUse;
+    Vector<unsigned char> longest;
+};
+
+template <typename T>
+FoldedClasses<T>::FoldedClasses(const ImageShape& shape, unsigned char* lowest, std::size_t stride) {
+    std::int64_t allBlocks = 0;
+    for (int c = 0; c <= shape.levels; ++c) {
+        allBlocks += Sequence::blocks(classSamples(shape, c));
+    }
+    rowsInUse.assign(static_cast<std::size_t>(allBlocks), 1);
+    longest.resize(static_cast<std::size_t>(allBlocks));
+    std::int64_t first = 0; // block
+    for (int c = 0; c <= shape.levels; ++c) {
+        for (int row = 0; row < Sequence::byteRows; ++row) {
+            sequences[c].rows[row] = lowest + static_cast<std::size_t>(row) * stride;
+        }
+        sequences[c].rowsInUse = rowsInUse.data() + first;
+        sequences[c].longest = longest.data() + first;
+        lowest += Sequence::rowBytes(classSamples(shape, c));
+        first += Sequence::blocks(classSamples(shape, c));
+    }
+}
+
+template <typename T>
+std::size_t FoldedClasses<T>::rowBytes(const ImageShape& shape) {
+    std::size_t bytes = 0;
+    for (int c = 0; c <= shape.levels; ++c) {
+        bytes += static_cast<std::size_t>(Sequence::rowBytes(classSamples(shape, c)));
+    }
+    return bytes;
+}
 
 } // namespace teko

@@ -14,7 +14,7 @@
 // The sub-streams and the coefficients are those of the plain procedures, bit for bit.
 #pragma once
 
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "fast/planes/foldedSequence.hpp"
 #include "fast/planes/segmentPlan.hpp"
 #include "fast/rows/rowKernels.hpp"

@@ -3,7 +3,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/runLengthParameter.hpp"
-#include "coding/segmentOrder.hpp"
+#include "coding/subband.hpp"
 
 #include <algorithm>
 #include <cassert>

@@ -4,7 +4,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "memory/memory.hpp"
 
 #include <cstdint>

@@ -2,9 +2,8 @@
 #include "fast/transform/columnTransform.hpp"
 #include "fast/kernels/kernels.hpp"
 
-#include "fast/transform/levelShape.hpp"
+#include "fast/transform/level.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>

@@ -3,10 +3,10 @@
 // samples and works on them with the plain filter.
 #pragma once
 
-#include "fast/transform/coarserLevel.hpp"
+#include "fast/transform/level.hpp"
 #include "filter/filter4_2.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
+#include "wavelet/levels.hpp"
 
 #include <algorithm>
 #include <cstdint>

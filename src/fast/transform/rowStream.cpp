@@ -4,7 +4,6 @@
 #include "fast/transform/forwardLevels.hpp"
 #include "fast/transform/inverseLevels.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>

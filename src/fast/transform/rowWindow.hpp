@@ -5,7 +5,7 @@
 #include "fast/rows/rowKernels.hpp"
 #include "filter/lifting.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
+#include "wavelet/levels.hpp"
 
 #include <algorithm>
 #include <array>

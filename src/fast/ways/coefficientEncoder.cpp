@@ -2,7 +2,7 @@
 #include "fast/ways/coefficientEncoder.hpp"
 
 #include "coding/bitStreamer.hpp"
-#include "fast/planes/foldedClasses.hpp"
+#include "fast/planes/foldedSequence.hpp"
 
 namespace teko {
 

@@ -5,7 +5,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "fast/kernels/kernels.hpp"
 #include "fast/planes/segmentPlan.hpp"
 #include "fast/transform/rowStream.hpp"

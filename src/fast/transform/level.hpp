@@ -1,11 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// The next coarser level, as a level sees it.
+// What the levels of row streams have in common: their shape, and the next coarser one as a level sees it.
 #pragma once
 
 #include "fast/rows/rowKernels.hpp"
 #include "memory/memory.hpp"
 
 namespace teko {
+
+struct LevelShape {
+    int columns;
+    int c;           // class of all coefficients but those of the next coarser level
+    bool isCoarsest; // those are class c + 1
+
+    int evens() const { return (columns + 1) / 2; }
+    int odds() const { return columns / 2; }
+};
 
 // Takes the rows of the approximation, from the top.
 template <typename T>
