@@ -20,7 +20,7 @@ constexpr int numberOfLevels(int width, int height) {
 
 // The samples of one plane that a level works on: those with x and y multiples of the step.
 template <typename T>
-struct Lattice {
+struct LevelGrid {
     T* plane;
     int width;
     int height;
@@ -34,12 +34,12 @@ struct Lattice {
 
     // The same places of other samples, without a plane.
     template <typename Other>
-    Lattice<Other> of() const {
+    LevelGrid<Other> of() const {
         return {nullptr, width, height, stride, step};
     }
 
     // Of so many levels later.
-    Lattice coarser(int levels) const { return {plane, width, height, stride, step << levels}; }
+    LevelGrid coarser(int levels) const { return {plane, width, height, stride, step << levels}; }
 
     // For row kernels along rows and down columns. Columns of four or five samples have them, too: they run through the
     // kernel of the plain filter, and its rounding is the same at all places (images of 65535 x 9, against the

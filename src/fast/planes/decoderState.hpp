@@ -108,7 +108,7 @@ private:
 
 // One class of one channel.
 template <typename T>
-class ClassState {
+class SubbandState {
 public:
     // counts: one for each block.
     void place(PlaneWord* itsMemory, int itsRows, std::int64_t samples, std::uint32_t* counts) {

@@ -5,9 +5,9 @@
 #include "fast/kernels/kernels.hpp"
 #include "fast/rows/rowKernels.hpp"
 #include "fast/transform/level.hpp"
-#include "fast/transform/planeLevel.hpp"
 #include "fast/transform/rowStream.hpp"
 #include "fast/transform/rowWindow.hpp"
+#include "fast/transform/wholeLevel.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -33,17 +33,17 @@ constexpr std::int64_t largestForColumnSums = 1024;
 // level, if there is one, as soon as they are done, so that none waits for a whole plane. What is done goes to pass(y,
 // row), rows in their order.
 template <typename T, typename Pass>
-class ForwardLevel final : public CoarserForward<T> {
+class ForwardLevel final : public LevelSink<T> {
 public:
-    ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
-                 CoarserForward<T>* coarserLevel)
+    ForwardLevel(const LevelGrid<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
+                 LevelSink<T>* coarserLevel)
         : window(lattice, kernels), k(kernels), pass(passOn), n(lattice.rows()),
           wrapsEverywhere(lattice.hasColumnsInKernel()), coarser(coarserLevel) {}
 
     // Goes on where a level of other samples has come to.
     template <typename Other, typename OtherPass>
-    ForwardLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
-                 CoarserForward<T>* coarserLevel, const ForwardLevel<Other, OtherPass>& other)
+    ForwardLevel(const LevelGrid<T>& lattice, const RowKernels<T>& kernels, const Pass& passOn,
+                 LevelSink<T>* coarserLevel, const ForwardLevel<Other, OtherPass>& other)
         : window(lattice, kernels, other.window), k(kernels), pass(passOn), n(other.n),
           wrapsEverywhere(other.wrapsEverywhere), coarser(coarserLevel), advanced(other.advanced),
           largest(other.largest) {
@@ -56,7 +56,7 @@ public:
     }
 
     // Where row y is to be put; then it has been.
-    SplitRow<RowSample<T>>& place(int y) { return window[y]; }
+    PolyphaseRow<RowSample<T>>& place(int y) { return window[y]; }
     void taken(int y) {
         if (window[y].largest > largest) {
             largest = window[y].largest;
@@ -92,13 +92,13 @@ private:
 
     void chooseKernels() {
         if (largest <= largestForSmallKernels) {
-            along = k.transformAlongSmall;
+            along = k.transformRowSmall;
             update = k.updateSmall;
         } else if (largest <= largestForKernels) {
-            along = k.transformAlong;
+            along = k.transformRow;
             update = k.update;
         } else {
-            along = k.transformAlongExact;
+            along = k.transformRowExact;
             update = k.updateExact;
         }
     }
@@ -153,29 +153,29 @@ private:
     Pass pass;
     int n;
     bool wrapsEverywhere;
-    CoarserForward<T>* coarser; // not owned
-    int advanced = 0;           // rows
-    bool sumsFit = true;        // all predict sums in 16 bits, where that matters
-    std::int64_t largest = -1;  // of all rows so far: looking at those around each row anew costs more than it gains
+    LevelSink<T>* coarser;     // not owned
+    int advanced = 0;          // rows
+    bool sumsFit = true;       // all predict sums in 16 bits, where that matters
+    std::int64_t largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;
 };
 
 // Takes its rows as either.
-class CoarserForwardOfAny : public CoarserForward<SmallLong>, public CoarserForward<std::int64_t> {};
+class AdaptiveLevelSink : public LevelSink<Int64In16>, public LevelSink<std::int64_t> {};
 
 // A level that starts small where its target gains from that, and goes on as a wide one from the first row on that has
 // larger samples or comes as such a row. Rows of short take half the time (16-bit images with samples of 12 bits: 1.3
 // times on transforming them).
 template <typename SmallPass, typename Pass>
-class WideningForwardLevel final : public CoarserForwardOfAny {
+class AdaptiveForwardLevel final : public AdaptiveLevelSink {
 public:
     // The next coarser level is not owned.
-    WideningForwardLevel(const Lattice<std::int64_t>& itsLattice, Target itsTarget, const SmallPass& smallPass,
-                         const Pass& passOn, CoarserForwardOfAny* coarserLevel)
+    AdaptiveForwardLevel(const LevelGrid<std::int64_t>& itsLattice, Target itsTarget, const SmallPass& smallPass,
+                         const Pass& passOn, AdaptiveLevelSink* coarserLevel)
         : lattice(itsLattice), target(itsTarget), pass(passOn), coarser(coarserLevel) {
-        if (kernelsOf(target).prefersSmallRows) {
-            small = std::make_unique<Small>(lattice.of<SmallLong>(), kernelsOf(target).rows<SmallLong>(), smallPass,
+        if (kernelsOf(target).prefers16BitRows) {
+            small = std::make_unique<Small>(lattice.of<Int64In16>(), kernelsOf(target).rows<Int64In16>(), smallPass,
                                             coarser);
         } else {
             wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), pass, coarser);
@@ -185,11 +185,11 @@ public:
     void take(int y, const std::int16_t* samples) override {
         const RowConversions& conversions = kernelsOf(target).conversions;
         if (small) {
-            const SplitRow<std::int16_t>& row = small->place(y);
+            const PolyphaseRow<std::int16_t>& row = small->place(y);
             conversions.splitExtending(samples, lattice.columns(), row.even, row.odd, range);
             taken(y, range.isSmall());
         } else {
-            const SplitRow<int>& row = wide->place(y);
+            const PolyphaseRow<int>& row = wide->place(y);
             conversions.splitWidening(samples, lattice.columns(), row.even, row.odd);
             wide->taken(y);
         }
@@ -201,12 +201,12 @@ public:
     }
 
     // Where row y is to be put, whatever its samples.
-    SplitRow<int>& place(int y) {
+    PolyphaseRow<int>& place(int y) {
         widen();
         return wide->place(y);
     }
     // The same in short, for samples that are not negative; null once there have been larger ones.
-    SplitRow<std::int16_t>* placeSmall(int y) { return small ? &small->place(y) : nullptr; }
+    PolyphaseRow<std::int16_t>* place16(int y) { return small ? &small->place(y) : nullptr; }
 
     // Once it is there.
     void taken(int y) { taken(y, small && (staysSmallByBound(y) || staysSmall(y))); }
@@ -220,7 +220,7 @@ public:
     }
 
 private:
-    using Small = ForwardLevel<SmallLong, SmallPass>;
+    using Small = ForwardLevel<Int64In16, SmallPass>;
     using Wide = ForwardLevel<std::int64_t, Pass>;
 
     void taken(int y, bool isSmall) {
@@ -246,7 +246,7 @@ private:
 
     bool staysSmall(int y) {
         const RowConversions& conversions = kernelsOf(target).conversions;
-        const SplitRow<std::int16_t>& row = small->place(y);
+        const PolyphaseRow<std::int16_t>& row = small->place(y);
         conversions.extendRange(row.even, (lattice.columns() + 1) / 2, range);
         conversions.extendRange(row.odd, lattice.columns() / 2, range);
         return range.isSmall();
@@ -259,37 +259,37 @@ private:
         }
     }
 
-    Lattice<std::int64_t> lattice;
+    LevelGrid<std::int64_t> lattice;
     Target target;
     Pass pass;
-    CoarserForwardOfAny* coarser;
+    AdaptiveLevelSink* coarser;
     SampleRange range; // of all rows so far
     std::unique_ptr<Small> small;
     std::unique_ptr<Wide> wide;
 };
 
 template <typename Pass>
-class ForwardPlaneLevelOfAny final : public CoarserForwardOfAny {
+class ForwardWholeLevelOfAny final : public AdaptiveLevelSink {
 public:
-    ForwardPlaneLevelOfAny(const Lattice<std::int64_t>& lattice, const Pass& pass) : level(lattice, pass) {}
+    ForwardWholeLevelOfAny(const LevelGrid<std::int64_t>& lattice, const Pass& pass) : level(lattice, pass) {}
 
     void take(int y, const std::int16_t* samples) override { level.take(y, samples); }
     void take(int y, const int* samples) override { level.take(y, samples); }
     void finish() override { level.finish(); }
 
 private:
-    ForwardPlaneLevel<std::int64_t, Pass> level;
+    ForwardWholeLevel<std::int64_t, Pass> level;
 };
 
 // Passes the coefficients of finished rows on: all but those that the next coarser level splits.
 template <typename T, typename Sink>
-class PassToSink {
+class SubbandWriter {
 public:
     using Row = RowSample<T>;
 
-    PassToSink(const LevelShape& levelShape, Sink& itsSink) : shape(levelShape), sink(itsSink) {}
+    SubbandWriter(const LevelShape& levelShape, Sink& itsSink) : shape(levelShape), sink(itsSink) {}
 
-    void operator()(int y, const SplitRow<Row>& row) const {
+    void operator()(int y, const PolyphaseRow<Row>& row) const {
         if (y % 2 != 0) {
             takePairs(row.even, row.odd);
             return;
@@ -301,18 +301,18 @@ public:
     }
 
 private:
-    static constexpr bool isSmall = std::is_same_v<T, SmallLong>;
+    static constexpr bool isSmall = std::is_same_v<T, Int64In16>;
 
     void take(int to, const Row* samples, int n) const {
         if constexpr (isSmall) {
-            sink.takeSmall(to, samples, n);
+            sink.take16(to, samples, n);
         } else {
             sink.take(to, samples, n);
         }
     }
     void takePairs(const Row* even, const Row* odd) const {
         if constexpr (isSmall) {
-            sink.takeSmallPairs(shape.c, even, odd, shape.columns);
+            sink.take16Pairs(shape.c, even, odd, shape.columns);
         } else {
             sink.takePairs(shape.c, even, odd, shape.columns);
         }
@@ -329,32 +329,32 @@ struct ForwardLevels;
 template <>
 struct ForwardLevels<std::int16_t> {
     using Sink = CoefficientSink<std::int16_t>;
-    using Pass = PassToSink<std::int16_t, Sink>;
-    using Coarser = CoarserForward<std::int16_t>;
-    using PlaneLevel = ForwardPlaneLevel<std::int16_t, Pass>;
+    using Pass = SubbandWriter<std::int16_t, Sink>;
+    using Coarser = LevelSink<std::int16_t>;
+    using PlaneLevel = ForwardWholeLevel<std::int16_t, Pass>;
     using Level = ForwardLevel<std::int16_t, Pass>;
 
-    static std::unique_ptr<Level> make(const Lattice<std::int16_t>& lattice, const LevelShape& shape, Target target,
+    static std::unique_ptr<Level> make(const LevelGrid<std::int16_t>& lattice, const LevelShape& shape, Target target,
                                        Sink& sink, Coarser* coarser) {
         return std::make_unique<Level>(lattice, kernelsOf(target).rows<std::int16_t>(), Pass(shape, sink), coarser);
     }
-    static SplitRow<std::int16_t>* placeSmall(Level&, int) { return nullptr; }
+    static PolyphaseRow<std::int16_t>* place16(Level&, int) { return nullptr; }
 };
 
 template <>
 struct ForwardLevels<std::int64_t> {
     using Sink = CoefficientSink<std::int64_t>;
-    using SmallPass = PassToSink<SmallLong, Sink>;
-    using Pass = PassToSink<std::int64_t, Sink>;
-    using Coarser = CoarserForwardOfAny;
-    using PlaneLevel = ForwardPlaneLevelOfAny<Pass>;
-    using Level = WideningForwardLevel<SmallPass, Pass>;
+    using SmallPass = SubbandWriter<Int64In16, Sink>;
+    using Pass = SubbandWriter<std::int64_t, Sink>;
+    using Coarser = AdaptiveLevelSink;
+    using PlaneLevel = ForwardWholeLevelOfAny<Pass>;
+    using Level = AdaptiveForwardLevel<SmallPass, Pass>;
 
-    static std::unique_ptr<Level> make(const Lattice<std::int64_t>& lattice, const LevelShape& shape, Target target,
+    static std::unique_ptr<Level> make(const LevelGrid<std::int64_t>& lattice, const LevelShape& shape, Target target,
                                        Sink& sink, Coarser* coarser) {
         return std::make_unique<Level>(lattice, target, SmallPass(shape, sink), Pass(shape, sink), coarser);
     }
-    static SplitRow<std::int16_t>* placeSmall(Level& level, int y) { return level.placeSmall(y); }
+    static PolyphaseRow<std::int16_t>* place16(Level& level, int y) { return level.place16(y); }
 };
 
 } // namespace teko

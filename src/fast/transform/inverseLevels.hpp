@@ -5,9 +5,9 @@
 #include "fast/kernels/kernels.hpp"
 #include "fast/rows/rowKernels.hpp"
 #include "fast/transform/level.hpp"
-#include "fast/transform/planeLevel.hpp"
 #include "fast/transform/rowStream.hpp"
 #include "fast/transform/rowWindow.hpp"
+#include "fast/transform/wholeLevel.hpp"
 #include "memory/memory.hpp"
 
 #include <algorithm>
@@ -25,15 +25,15 @@ constexpr std::int64_t largestForExactSum = 1212;
 // A level of the inverse. fill(y, row) gives it the coefficients and the approximation of a row, in the order of the
 // rows, and returns whether the rows can hold all that the level makes of them.
 template <typename T, typename Fill>
-class InverseLevel final : public CoarserInverse<T> {
+class InverseLevel final : public LevelSource<T> {
 public:
-    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow)
+    InverseLevel(const LevelGrid<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow)
         : window(lattice, kernels), k(kernels), fill(fillRow), n(lattice.rows()),
           exactEverywhere(lattice.hasColumnsInKernel()) {}
 
     // Goes on where a level of other samples could not: at a row that is there, but for what refill gives.
     template <typename Other, typename OtherFill>
-    InverseLevel(const Lattice<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow,
+    InverseLevel(const LevelGrid<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow,
                  const InverseLevel<Other, OtherFill>& other)
         : window(lattice, kernels, other.window), k(kernels), fill(fillRow), n(other.n),
           exactEverywhere(other.exactEverywhere), read(other.read), next(other.next), restored(other.restored) {
@@ -54,7 +54,7 @@ public:
     }
 
     // For rows that all suit.
-    const SplitRow<RowSample<T>>& restore(int y) override {
+    const PolyphaseRow<RowSample<T>>& restore(int y) override {
         reach(y);
         return window[y];
     }
@@ -100,7 +100,7 @@ private:
         if (window[y].largest > largest) {
             largest = window[y].largest;
             const bool isSmall = largest <= largestForUnupdate;
-            along = isSmall ? k.untransformAlong : k.untransformAlongExact;
+            along = isSmall ? k.untransformRow : k.untransformRowExact;
             unupdate = isSmall ? k.unupdate : k.unupdateExact;
         }
     }
@@ -129,42 +129,42 @@ private:
 };
 
 // Gives its rows as either.
-class CoarserInverseOfAny : public InTakenMemory {
+class AdaptiveLevelSource : public InTakenMemory {
 public:
-    virtual ~CoarserInverseOfAny() = default;
+    virtual ~AdaptiveLevelSource() = default;
 
     // Row y, to be used before the next is asked for.
-    virtual AnySplitRow restore(int y) = 0;
+    virtual AnyPolyphaseRow restore(int y) = 0;
 };
 
 // A level that starts small, where it is told that it can, and goes on as a wide one from the first row on that does
 // not suit. fill(y, row) is as for InverseLevel; wideFill also has refill(y, row), for a row that did not suit.
 template <typename SmallFill, typename WideFill>
-class WideningInverseLevel final : public CoarserInverseOfAny {
+class AdaptiveInverseLevel final : public AdaptiveLevelSource {
 public:
-    WideningInverseLevel(const Lattice<std::int64_t>& itsLattice, Target itsTarget, bool startsSmall,
+    AdaptiveInverseLevel(const LevelGrid<std::int64_t>& itsLattice, Target itsTarget, bool startsSmall,
                          const SmallFill& smallFill, const WideFill& itsWideFill)
         : lattice(itsLattice), target(itsTarget), wideFill(itsWideFill) {
         if (startsSmall) {
-            small = std::make_unique<Small>(lattice.of<SmallLong>(), kernelsOf(target).rows<SmallLong>(), smallFill);
+            small = std::make_unique<Small>(lattice.of<Int64In16>(), kernelsOf(target).rows<Int64In16>(), smallFill);
         } else {
             wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), wideFill);
         }
     }
 
-    AnySplitRow restore(int y) override {
+    AnyPolyphaseRow restore(int y) override {
         if (small && !small->reach(y)) {
             wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), wideFill, *small);
             small.reset();
         }
-        return small ? AnySplitRow{&small->restore(y), nullptr} : AnySplitRow{nullptr, &wide->restore(y)};
+        return small ? AnyPolyphaseRow{&small->restore(y), nullptr} : AnyPolyphaseRow{nullptr, &wide->restore(y)};
     }
 
 private:
-    using Small = InverseLevel<SmallLong, SmallFill>;
+    using Small = InverseLevel<Int64In16, SmallFill>;
     using Wide = InverseLevel<std::int64_t, WideFill>;
 
-    Lattice<std::int64_t> lattice;
+    LevelGrid<std::int64_t> lattice;
     Target target;
     WideFill wideFill;
     std::unique_ptr<Small> small;
@@ -172,14 +172,14 @@ private:
 };
 
 template <typename Fill>
-class InversePlaneLevelOfAny final : public CoarserInverseOfAny {
+class InverseWholeLevelOfAny final : public AdaptiveLevelSource {
 public:
-    InversePlaneLevelOfAny(const Lattice<std::int64_t>& lattice, const Fill& fill) : level(lattice, fill) {}
+    InverseWholeLevelOfAny(const LevelGrid<std::int64_t>& lattice, const Fill& fill) : level(lattice, fill) {}
 
-    AnySplitRow restore(int y) override { return {nullptr, &level.restore(y)}; }
+    AnyPolyphaseRow restore(int y) override { return {nullptr, &level.restore(y)}; }
 
 private:
-    InversePlaneLevel<std::int64_t, Fill> level;
+    InverseWholeLevel<std::int64_t, Fill> level;
 };
 
 // Gives a level its rows: coefficients from a source, the others from the next coarser level, which all but the
@@ -190,10 +190,10 @@ public:
     using Row = RowSample<T>;
 
     FillRows(const LevelShape& levelShape, const RowKernels<T>& itsKernels, CoefficientSource<T>& itsSource,
-             CoarserInverse<T>* coarserLevel)
+             LevelSource<T>* coarserLevel)
         : shape(levelShape), kernels(itsKernels), source(itsSource), coarser(coarserLevel) {}
 
-    bool operator()(int y, SplitRow<Row>& row) const {
+    bool operator()(int y, PolyphaseRow<Row>& row) const {
         if (y % 2 != 0) {
             row.largest = kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
             return true;
@@ -203,7 +203,7 @@ public:
             std::copy_n(source.take(shape.c + 1, shape.evens()), shape.evens(), row.even);
             row.largest = kernels.largest(row.even, shape.evens());
         } else {
-            const SplitRow<Row>& restored = coarser->restore(y / 2);
+            const PolyphaseRow<Row>& restored = coarser->restore(y / 2);
             row.largest = kernels.merge(row.even, shape.evens(), restored.even, restored.odd);
         }
         row.largest = std::max(row.largest, kernels.largest(row.odd, shape.odds()));
@@ -214,25 +214,24 @@ private:
     LevelShape shape;
     const RowKernels<T>& kernels;
     CoefficientSource<T>& source;
-    CoarserInverse<T>* coarser; // not owned
+    LevelSource<T>* coarser; // not owned
 };
 
 // Whether a class of long samples is taken in short.
-inline bool isTakenSmall(const CoefficientSource<std::int64_t>& source, int c, Target target) {
-    return kernelsOf(target).prefersSmallRows && source.magnitudeBits(c) < 16;
+inline bool isTaken16(const CoefficientSource<std::int64_t>& source, int c, Target target) {
+    return kernelsOf(target).prefers16BitRows && source.magnitudeBits(c) < 16;
 }
 
 // The same in int, from classes and levels of either kind. Kernels for int rows do without bounds.
 class FillWideRows {
 public:
     FillWideRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
-                 CoarserInverseOfAny* coarserLevel)
-        : shape(levelShape), isSmall{isTakenSmall(itsSource, shape.c, target),
-                                     isTakenSmall(itsSource, shape.c + 1, target)},
+                 AdaptiveLevelSource* coarserLevel)
+        : shape(levelShape), isSmall{isTaken16(itsSource, shape.c, target), isTaken16(itsSource, shape.c + 1, target)},
           kernels(kernelsOf(target).rows<std::int64_t>()), between(kernelsOf(target).conversions), source(itsSource),
           coarser(coarserLevel) {}
 
-    bool operator()(int y, SplitRow<int>& row) const {
+    bool operator()(int y, PolyphaseRow<int>& row) const {
         if (y % 2 != 0) {
             split(row);
             return true;
@@ -246,11 +245,11 @@ public:
     }
 
     // What the next coarser level has of row y. Only even rows can fail to suit.
-    void refill(int y, SplitRow<int>& row) const {
+    void refill(int y, PolyphaseRow<int>& row) const {
         if (shape.isCoarsest) {
             return;
         }
-        const AnySplitRow restored = coarser->restore(y / 2);
+        const AnyPolyphaseRow restored = coarser->restore(y / 2);
         if (restored.small != nullptr) {
             between.mergeWidening(row.even, shape.evens(), restored.small->even, restored.small->odd);
         } else {
@@ -259,9 +258,9 @@ public:
     }
 
 private:
-    void split(SplitRow<int>& row) const {
+    void split(PolyphaseRow<int>& row) const {
         if (isSmall[0]) {
-            between.splitWidening(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            between.splitWidening(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
         } else {
             kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
         }
@@ -270,7 +269,7 @@ private:
     void copy(int which, int n, int* to) const {
         const int c = shape.c + which;
         if (isSmall[which]) {
-            std::copy_n(source.takeSmall(c, n), n, to);
+            std::copy_n(source.take16(c, n), n, to);
         } else {
             std::copy_n(source.take(c, n), n, to);
         }
@@ -281,32 +280,31 @@ private:
     const RowKernels<std::int64_t>& kernels;
     const RowConversions& between;
     CoefficientSource<std::int64_t>& source;
-    CoarserInverseOfAny* coarser;
+    AdaptiveLevelSource* coarser;
 };
 
 // The same in short. A row does not suit where the approximations up to there have too large a range.
 class FillSmallRows {
 public:
     FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
-                  CoarserInverseOfAny* coarserLevel)
+                  AdaptiveLevelSource* coarserLevel)
         : shape(levelShape), largest((1 << itsSource.magnitudeBits(shape.c)) - 1),
-          kernels(kernelsOf(target).rows<SmallLong>()), between(kernelsOf(target).conversions), source(itsSource),
+          kernels(kernelsOf(target).rows<Int64In16>()), between(kernelsOf(target).conversions), source(itsSource),
           coarser(coarserLevel) {}
 
     // Whether a level can start so.
     static bool suit(const LevelShape& shape, Target target, const CoefficientSource<std::int64_t>& source) {
-        return isTakenSmall(source, shape.c, target) &&
-               (!shape.isCoarsest || isTakenSmall(source, shape.c + 1, target));
+        return isTaken16(source, shape.c, target) && (!shape.isCoarsest || isTaken16(source, shape.c + 1, target));
     }
 
-    bool operator()(int y, SplitRow<std::int16_t>& row) {
+    bool operator()(int y, PolyphaseRow<std::int16_t>& row) {
         if (y % 2 != 0) {
-            kernels.split(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            kernels.split(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
             return true;
         }
-        std::copy_n(source.takeSmall(shape.c, shape.odds()), shape.odds(), row.odd);
+        std::copy_n(source.take16(shape.c, shape.odds()), shape.odds(), row.odd);
         if (shape.isCoarsest) {
-            std::copy_n(source.takeSmall(shape.c + 1, shape.evens()), shape.evens(), row.even);
+            std::copy_n(source.take16(shape.c + 1, shape.evens()), shape.evens(), row.even);
             between.extendRange(row.even, shape.evens(), range);
         } else {
             merge(coarser->restore(y / 2), row);
@@ -315,7 +313,7 @@ public:
     }
 
 private:
-    void merge(const AnySplitRow& restored, SplitRow<std::int16_t>& row) {
+    void merge(const AnyPolyphaseRow& restored, PolyphaseRow<std::int16_t>& row) {
         if (restored.small != nullptr) {
             between.mergeExtending(row.even, shape.evens(), restored.small->even, restored.small->odd, range);
         } else {
@@ -327,15 +325,15 @@ private:
 
     LevelShape shape;
     int largest; // of the coefficients that are no approximations
-    const RowKernels<SmallLong>& kernels;
+    const RowKernels<Int64In16>& kernels;
     const RowConversions& between;
     CoefficientSource<std::int64_t>& source;
-    CoarserInverseOfAny* coarser;
+    AdaptiveLevelSource* coarser;
     SampleRange range; // of the approximations so far
 };
 
 // Stands for the coarsest level where no level is to be undone: its rows are those of the last class.
-class RowsOfLastClass final : public CoarserInverse<std::int16_t> {
+class RowsOfLastClass final : public LevelSource<std::int16_t> {
 public:
     RowsOfLastClass(const LevelShape& levelShape, Target target, CoefficientSource<std::int16_t>& itsSource)
         : shape(levelShape), kernels(kernelsOf(target).rows<std::int16_t>()), source(itsSource),
@@ -343,7 +341,7 @@ public:
                                                                             memory.data() + shape.evens() + vector, 0} {
     }
 
-    const SplitRow<std::int16_t>& restore(int) override {
+    const PolyphaseRow<std::int16_t>& restore(int) override {
         row.largest = kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
         return row;
     }
@@ -355,21 +353,21 @@ private:
     const RowKernels<std::int16_t>& kernels;
     CoefficientSource<std::int16_t>& source;
     Vector<std::int16_t> memory;
-    SplitRow<std::int16_t> row;
+    PolyphaseRow<std::int16_t> row;
 };
 
-class RowsOfLastClassOfAny final : public CoarserInverseOfAny {
+class RowsOfLastClassOfAny final : public AdaptiveLevelSource {
 public:
     RowsOfLastClassOfAny(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource)
-        : shape(levelShape), isSmall(isTakenSmall(itsSource, shape.c, target)),
+        : shape(levelShape), isSmall(isTaken16(itsSource, shape.c, target)),
           kernels(kernelsOf(target).rows<std::int64_t>()), between(kernelsOf(target).conversions), source(itsSource),
           memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
                                                                             memory.data() + shape.evens() + vector, 0} {
     }
 
-    AnySplitRow restore(int) override {
+    AnyPolyphaseRow restore(int) override {
         if (isSmall) {
-            between.splitWidening(source.takeSmall(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            between.splitWidening(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
         } else {
             kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
         }
@@ -385,7 +383,7 @@ private:
     const RowConversions& between;
     CoefficientSource<std::int64_t>& source;
     Vector<int> memory;
-    SplitRow<int> row;
+    PolyphaseRow<int> row;
 };
 
 // The levels that a stream is made of.
@@ -394,9 +392,9 @@ struct InverseLevels;
 
 template <>
 struct InverseLevels<std::int16_t> {
-    using Coarser = CoarserInverse<std::int16_t>;
+    using Coarser = LevelSource<std::int16_t>;
 
-    static std::unique_ptr<Coarser> make(const Lattice<std::int16_t>& lattice, const LevelShape& shape, Target target,
+    static std::unique_ptr<Coarser> make(const LevelGrid<std::int16_t>& lattice, const LevelShape& shape, Target target,
                                          CoefficientSource<std::int16_t>& source, Coarser* coarser) {
         using Fill = FillRows<std::int16_t>;
         const Fill fill(shape, kernelsOf(target).rows<std::int16_t>(), source, coarser);
@@ -404,7 +402,7 @@ struct InverseLevels<std::int16_t> {
             return std::make_unique<InverseLevel<std::int16_t, Fill>>(lattice, kernelsOf(target).rows<std::int16_t>(),
                                                                       fill);
         }
-        return std::make_unique<InversePlaneLevel<std::int16_t, Fill>>(lattice, fill);
+        return std::make_unique<InverseWholeLevel<std::int16_t, Fill>>(lattice, fill);
     }
     static std::unique_ptr<Coarser> makeNone(const LevelShape& shape, Target target,
                                              CoefficientSource<std::int16_t>& source) {
@@ -414,17 +412,17 @@ struct InverseLevels<std::int16_t> {
 
 template <>
 struct InverseLevels<std::int64_t> {
-    using Coarser = CoarserInverseOfAny;
+    using Coarser = AdaptiveLevelSource;
 
-    static std::unique_ptr<Coarser> make(const Lattice<std::int64_t>& lattice, const LevelShape& shape, Target target,
+    static std::unique_ptr<Coarser> make(const LevelGrid<std::int64_t>& lattice, const LevelShape& shape, Target target,
                                          CoefficientSource<std::int64_t>& source, Coarser* coarser) {
         const FillWideRows wideFill(shape, target, source, coarser);
         if (lattice.isLongEnough()) {
-            return std::make_unique<WideningInverseLevel<FillSmallRows, FillWideRows>>(
+            return std::make_unique<AdaptiveInverseLevel<FillSmallRows, FillWideRows>>(
                 lattice, target, FillSmallRows::suit(shape, target, source),
                 FillSmallRows(shape, target, source, coarser), wideFill);
         }
-        return std::make_unique<InversePlaneLevelOfAny<FillWideRows>>(lattice, wideFill);
+        return std::make_unique<InverseWholeLevelOfAny<FillWideRows>>(lattice, wideFill);
     }
     static std::unique_ptr<Coarser> makeNone(const LevelShape& shape, Target target,
                                              CoefficientSource<std::int64_t>& source) {

@@ -18,9 +18,9 @@ struct LevelShape {
 
 // Takes the rows of the approximation, from the top.
 template <typename T>
-class CoarserForward : public InTakenMemory {
+class LevelSink : public InTakenMemory {
 public:
-    virtual ~CoarserForward() = default;
+    virtual ~LevelSink() = default;
 
     virtual void take(int y, const RowSample<T>* samples) = 0;
     // After the last row.
@@ -31,12 +31,12 @@ public:
 
 // Restores them.
 template <typename T>
-class CoarserInverse : public InTakenMemory {
+class LevelSource : public InTakenMemory {
 public:
-    virtual ~CoarserInverse() = default;
+    virtual ~LevelSource() = default;
 
     // Row y, to be used before the next is asked for.
-    virtual const SplitRow<RowSample<T>>& restore(int y) = 0;
+    virtual const PolyphaseRow<RowSample<T>>& restore(int y) = 0;
 };
 
 } // namespace teko

@@ -40,7 +40,7 @@ bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t
     if (planes.size() == 3) {
         return readBands(rows, count, raws.splitColours, band, planes);
     }
-    const auto bytes = [&](const unsigned char* raw, int pixels, const SplitRow<std::int16_t>* channels) {
+    const auto bytes = [&](const unsigned char* raw, int pixels, const PolyphaseRow<std::int16_t>* channels) {
         raws.splitBytes(raw, pixels, channels[0]);
     };
     return readBands(rows, count, bytes, band, planes);
@@ -48,7 +48,7 @@ bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t
 
 bool readColumns(RowSource& rows, int count, Target target, RowBand<int>& band, Vector<ColumnPlane<int>>& planes) {
     const RawRowKernels& raws = kernelsOf(target).rawRows;
-    const auto words = [&](const unsigned char* raw, int pixels, const SplitRow<int>* channels) {
+    const auto words = [&](const unsigned char* raw, int pixels, const PolyphaseRow<int>* channels) {
         raws.splitWords(raw, pixels, channels[0]);
     };
     return readBands(rows, count, words, band, planes);
@@ -83,7 +83,7 @@ bool writeBands(Vector<ColumnPlane<Row>>& planes, Join join, RowBand<Row>& band,
 template <typename Row, typename Join, typename Clamp>
 bool writeGrey(Vector<ColumnPlane<Row>>& planes, int limit, Join join, Clamp clamp, RowBand<Row>& band, RowSink& rows,
                int count) {
-    const auto joinOne = [&](const SplitRow<Row>* channels, int pixels, unsigned char* raw) {
+    const auto joinOne = [&](const PolyphaseRow<Row>* channels, int pixels, unsigned char* raw) {
         if (limit != 0) {
             clamp(channels[0].even, (pixels + 1) / 2, limit);
             clamp(channels[0].odd, pixels / 2, limit);
@@ -104,7 +104,7 @@ bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target t
     if (limit == 0) {
         return writeBands(planes, raws.joinColours, band, rows, count);
     }
-    const auto coloursBelow = [&](const SplitRow<std::int16_t>* channels, int pixels, unsigned char* raw) {
+    const auto coloursBelow = [&](const PolyphaseRow<std::int16_t>* channels, int pixels, unsigned char* raw) {
         raws.joinColoursBelow(channels, pixels, limit, raw);
     };
     return writeBands(planes, coloursBelow, band, rows, count);

@@ -35,7 +35,7 @@ public:
     int filled = 0; // its rows
     int given = 0;  // those of them that a sink has
     const std::size_t rowBytes;
-    SplitRow<Row> channels[3]{};
+    PolyphaseRow<Row> channels[3]{};
 
 private:
     // With what becomes of it, that stays in the nearest cache.

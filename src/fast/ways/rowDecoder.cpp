@@ -34,7 +34,7 @@ namespace {
 
 // The next row of a channel, of samples T, its gain taken out.
 template <typename T>
-const SplitRow<RowSample<T>>& withoutGain(const SplitRow<RowSample<T>>& row, const RawRowForm& form) {
+const PolyphaseRow<RowSample<T>>& withoutGain(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form) {
     if (form.halvings > 0) {
         const auto unscale = kernelsOf(form.target).rows<T>().unscale;
         unscale(row.even, (form.width + 1) / 2, timesScaled(form.halvings));
@@ -44,7 +44,8 @@ const SplitRow<RowSample<T>>& withoutGain(const SplitRow<RowSample<T>>& row, con
 }
 
 template <typename T, typename Join, typename Clamp>
-void joinRow(const SplitRow<RowSample<T>>& row, const RawRowForm& form, Join join, Clamp clamp, unsigned char* raw) {
+void joinRow(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form, Join join, Clamp clamp,
+             unsigned char* raw) {
     withoutGain<T>(row, form);
     if (form.limit != 0) {
         clamp(row.even, (form.width + 1) / 2, form.limit);
@@ -55,9 +56,9 @@ void joinRow(const SplitRow<RowSample<T>>& row, const RawRowForm& form, Join joi
 
 void joinColours(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, const RawRowKernels& raws,
                  unsigned char* raw) {
-    const SplitRow<std::int16_t> channels[3] = {withoutGain<std::int16_t>(decoder.channel(0).next(), form),
-                                                withoutGain<std::int16_t>(decoder.channel(1).next(), form),
-                                                withoutGain<std::int16_t>(decoder.channel(2).next(), form)};
+    const PolyphaseRow<std::int16_t> channels[3] = {withoutGain<std::int16_t>(decoder.channel(0).next(), form),
+                                                    withoutGain<std::int16_t>(decoder.channel(1).next(), form),
+                                                    withoutGain<std::int16_t>(decoder.channel(2).next(), form)};
     if (form.limit != 0) {
         raws.joinColoursBelow(channels, form.width, form.limit, raw);
     } else {
@@ -93,9 +94,9 @@ bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int c
 bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
     const RawRowKernels& raws = kernelsOf(form.target).rawRows;
     return putRows(count, rows, [&](unsigned char* raw) {
-        const AnySplitRow row = decoder.channel(0).next();
+        const AnyPolyphaseRow row = decoder.channel(0).next();
         if (row.small != nullptr) {
-            joinRow<SmallLong>(*row.small, form, raws.joinSmallWords, raws.clamp, raw);
+            joinRow<Int64In16>(*row.small, form, raws.joinWordsFrom16, raws.clamp, raw);
         } else {
             joinRow<std::int64_t>(*row.wide, form, raws.joinWords, raws.clampWide, raw);
         }

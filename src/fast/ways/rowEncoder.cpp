@@ -36,7 +36,7 @@ constexpr std::int64_t largestWord = 65536;
 constexpr std::int64_t largestShort = 32767;
 
 template <typename Row>
-SplitRow<Row>& withBound(SplitRow<Row>& row, std::int64_t largest) {
+PolyphaseRow<Row>& withBound(PolyphaseRow<Row>& row, std::int64_t largest) {
     row.largest = largest;
     return row;
 }
@@ -48,7 +48,7 @@ bool encodeColour(RowSource& rows, int width, int count, const RawRowKernels& ra
         if (row == nullptr) {
             return false;
         }
-        SplitRow<std::int16_t> samples[channels];
+        PolyphaseRow<std::int16_t> samples[channels];
         for (int c = 0; c < channels; ++c) {
             samples[c] = withBound(encoder.channel(c).next(), largestByte);
         }
@@ -75,11 +75,11 @@ bool encodeGrey(RowSource& rows, int width, int count, const RawRowKernels& raws
 
 // The next row as one of short samples. Returns whether it is one.
 bool putSmall(const unsigned char* raw, int width, const RawRowKernels& raws, ForwardStream<std::int64_t>& transform) {
-    SplitRow<std::int16_t>* const row = transform.nextSmall();
+    PolyphaseRow<std::int16_t>* const row = transform.next16();
     if (row == nullptr) {
         return false;
     }
-    row->largest = raws.splitSmallWords(raw, width, *row);
+    row->largest = raws.splitWordsTo16(raw, width, *row);
     return row->largest <= largestShort;
 }
 

@@ -4,8 +4,8 @@
 
 #include "coding/subband.hpp"
 #include "fast/planes/decoderRuns.hpp"
-#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -23,7 +23,7 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 // The refinement bits of one word near the end of what the reader holds, one by one. When the stream ends among them,
 // the rest of the plane is clear.
 template <typename T>
-void readCarefully(ClassState<T>& state, int b, std::int64_t i, int w, StreamView& in) {
+void readCarefully(SubbandState<T>& state, int b, std::int64_t i, int w, StreamView& in) {
     PlaneWord& plane = state.block(i).plane(b)[w];
     plane = 0;
     state.refinedInWord = 0;
@@ -56,7 +56,7 @@ inline StreamView readRefinements(StreamView in, const PlaneWord* significant, P
 
 // Fills plane b, which holds nothing yet.
 template <typename T>
-void readRefinements(ClassState<T>& state, int b, StreamView& in) {
+void readRefinements(SubbandState<T>& state, int b, StreamView& in) {
     if (state.significantCount == 0) {
         state.clearPlane(b);
         return;
@@ -83,7 +83,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
 
 // Everything that the loop needs is local: a store to a plane could change a member, for all the compiler knows.
 template <typename T>
-void placeEvents(ClassState<T>& state, int b, std::int64_t i, const CandidateBits& found) {
+void markSignificant(SubbandState<T>& state, int b, std::int64_t i, const CandidateBits& found) {
     PlaneWord* significant = state.block(i).significant();
     PlaneWord* signs = state.block(i).signs();
     PlaneWord* plane = state.block(i).plane(b);
@@ -110,15 +110,15 @@ void placeEvents(ClassState<T>& state, int b, std::int64_t i, const CandidateBit
 }
 
 template <typename T, typename Runs>
-void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
+void readRunsOf(SubbandState<T>& state, int b, Runs& runs) {
     CandidateBits found;
     for (std::int64_t i = 0; i < state.blocks(); ++i) {
         try {
             if (runs.next(state.candidates[i], found)) {
-                placeEvents(state, b, i, found);
+                markSignificant(state, b, i, found);
             }
         } catch (int) {
-            placeEvents(state, b, i, found);
+            markSignificant(state, b, i, found);
             throw;
         }
     }
@@ -126,20 +126,20 @@ void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
 }
 
 template <typename T>
-void readRuns(ClassState<T>& state, int b, StreamView& in) {
+void readRuns(SubbandState<T>& state, int b, StreamView& in) {
     const int k = static_cast<int>(in.read(5));
     const auto candidates = static_cast<std::uint64_t>(state.count - state.significantCount);
     if (k == 0) {
-        DenseRuns runs(in);
+        BitmapRunDecoder runs(in);
         readRunsOf(state, b, runs);
     } else if (k == 2) {
-        TableRuns<2> runs(in, candidates);
+        TableRunDecoder<2> runs(in, candidates);
         readRunsOf(state, b, runs);
     } else if (k == 3) {
-        TableRuns<3> runs(in, candidates);
+        TableRunDecoder<3> runs(in, candidates);
         readRunsOf(state, b, runs);
     } else {
-        SparseRuns runs(in, k, candidates);
+        LongRunDecoder runs(in, k, candidates);
         readRunsOf(state, b, runs);
     }
     const std::uint64_t events = candidates - static_cast<std::uint64_t>(state.count - state.significantCount);
@@ -148,7 +148,7 @@ void readRuns(ClassState<T>& state, int b, StreamView& in) {
 
 // Gives every significant coefficient the middle of the interval that the decoded planes leave open.
 template <typename T>
-void setMidpoints(ClassState<T>& state) {
+void setMidpoints(SubbandState<T>& state) {
     const int b = state.lowestPlane;
     if (b > highestSlicedPlane<T>) {
         return;
@@ -247,9 +247,9 @@ void unslice(const FilledRows<T>& filled, int words, V* values) {
 
 // Makes the values of a class, in order, when they are asked for: as numbers V that can hold them.
 template <typename T, typename V>
-class ClassReader {
+class SubbandReader {
 public:
-    explicit ClassReader(const ClassState<T>& classState) : state(classState) {}
+    explicit SubbandReader(const SubbandState<T>& classState) : state(classState) {}
 
     // The next n values; they stay until the next call. Most lie in one block and are used where they were made: copies
     // of all took one part in a hundred of a decode.
@@ -279,7 +279,7 @@ private:
         unslice(filled, state.words(block), to);
     }
 
-    const ClassState<T>& state;
+    const SubbandState<T>& state;
     Vector<V> values;
     std::int64_t block = 0;
     std::int64_t made = 0; // of the values
@@ -338,7 +338,7 @@ public:
     }
 
     struct Channel {
-        ClassState<T> classes[maximumClasses];
+        SubbandState<T> classes[maximumClasses];
     };
 
     Vector<Channel>& all() { return channels; }
@@ -379,7 +379,7 @@ public:
 
     int read(int topPlane, ByteStreamer& stream) override {
         assert(topPlane <= highestSlicedPlane<T> && !sliced);
-        memory.adviseFilling(SlicedChannels<T>::bytesFor(shape, topPlane));
+        memory.adviseHugePages(SlicedChannels<T>::bytesFor(shape, topPlane));
         SlicedChannels<T>& channels = sliced.emplace(shape, topPlane, memory.data());
         const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
         for (auto& channel : channels.all()) {
@@ -394,7 +394,7 @@ public:
     bool contradictsItself() const override {
         const auto contradicts = [](const auto& channel) {
             return std::any_of(std::begin(channel.classes), std::end(channel.classes),
-                               [](const ClassState<T>& state) { return state.contradictsItself; });
+                               [](const SubbandState<T>& state) { return state.contradictsItself; });
         };
         return std::any_of(sliced->all().begin(), sliced->all().end(), contradicts);
     }
@@ -402,7 +402,7 @@ public:
     const RowSample<T>* take(int channel, int c, std::int64_t n) override {
         return readersOf(channel, c).ofAny.take(n);
     }
-    const std::int16_t* takeSmall(int channel, int c, std::int64_t n) override {
+    const std::int16_t* take16(int channel, int c, std::int64_t n) override {
         assert(magnitudeBits(channel, c) < 16);
         return readersOf(channel, c).ofSmall.take(n);
     }
@@ -411,10 +411,10 @@ public:
 private:
     // One of them is used.
     struct Readers {
-        explicit Readers(const ClassState<T>& state) : ofAny(state), ofSmall(state) {}
+        explicit Readers(const SubbandState<T>& state) : ofAny(state), ofSmall(state) {}
 
-        ClassReader<T, RowSample<T>> ofAny;
-        ClassReader<T, std::int16_t> ofSmall;
+        SubbandReader<T, RowSample<T>> ofAny;
+        SubbandReader<T, std::int16_t> ofSmall;
     };
 
     Readers& readersOf(int channel, int c) {
@@ -424,7 +424,7 @@ private:
     ImageShape shape;
     // For the highest top plane that there can be, so that memory is refused before anything is read, whatever the
     // stream is; planes that it has not are never touched.
-    FillingMemory memory;
+    PageBuffer memory;
     std::optional<SlicedChannels<T>> sliced;
     Vector<Vector<Readers>> readers; // [channel][class]
 };

@@ -24,19 +24,19 @@ namespace teko {
 constexpr int blockSamples = 2048;
 
 template <typename Value>
-struct FoldedSequence {
-    static constexpr int byteRows = static_cast<int>(sizeof(Value));
+struct SubbandBytes {
+    static constexpr int bytePlanesOfValue = static_cast<int>(sizeof(Value));
 
     // Of 8-bit images seldom more than the first, of 16-bit images seldom more than two.
-    static constexpr int rowsOftenUsed = byteRows / 2;
+    static constexpr int bytePlanesOftenUsed = bytePlanesOfValue / 2;
 
     // What a row of so many values needs: whole blocks, and room for a vector behind them.
     static constexpr std::int64_t rowBytes(std::int64_t values) { return blocks(values) * blockSamples + 64; }
 
-    unsigned char* rows[byteRows]; // not owned; uninitialised beyond what is in use
-    unsigned char* rowsInUse;      // of each block, 1 at least; not owned
-    unsigned char* longest;        // bit length in each block, set by who counts; not owned
-    std::int64_t count = 0;        // of values so far
+    unsigned char* rows[bytePlanesOfValue]; // not owned; uninitialised beyond what is in use
+    unsigned char* bytePlanesUsed;          // of each block, 1 at least; not owned
+    unsigned char* longest;                 // bit length in each block, set by who counts; not owned
+    std::int64_t count = 0;                 // of values so far
 
     static constexpr std::int64_t blocks(std::int64_t values) { return (values + blockSamples - 1) / blockSamples; }
 
@@ -55,7 +55,7 @@ struct FoldedSequence {
     // Where another byte of the next n values goes, at most 64; they alone may be written. To be asked for only where
     // one of them is not 0.
     unsigned char* higherBytes(int row, int n) {
-        assert(row > 0 && row < byteRows && n > 0 && n <= 64);
+        assert(row > 0 && row < bytePlanesOfValue && n > 0 && n <= 64);
         use(row, count / blockSamples);
         use(row, (count + n - 1) / blockSamples);
         return rows[row] + count;
@@ -64,19 +64,19 @@ struct FoldedSequence {
     // After the last value.
     void finish() {
         const std::int64_t last = blocks(count) - 1;
-        for (int row = 0; last >= 0 && row < rowsInUse[last]; ++row) {
+        for (int row = 0; last >= 0 && row < bytePlanesUsed[last]; ++row) {
             std::fill(rows[row] + count, bytes(row, last) + std::int64_t{64} * wordsIn(last), 0);
         }
     }
 
     // By values with this OR of their magnitudes.
-    static constexpr int rowsNeeded(Unsigned<Value> magnitudes) {
-        return std::min((bitLength(magnitudes) + 1 + 7) / 8, byteRows);
+    static constexpr int bytePlanesNeeded(Unsigned<Value> magnitudes) {
+        return std::min((bitLength(magnitudes) + 1 + 7) / 8, bytePlanesOfValue);
     }
 
 private:
     void use(int row, std::int64_t block) {
-        for (unsigned char& used = rowsInUse[block]; used <= row; ++used) {
+        for (unsigned char& used = bytePlanesUsed[block]; used <= row; ++used) {
             std::memset(bytes(used, block), 0, blockSamples);
         }
     }
@@ -84,37 +84,37 @@ private:
 
 // The folded coefficients of one channel, class by class.
 template <typename T>
-class FoldedClasses {
+class ChannelSubbands {
 public:
-    using Sequence = FoldedSequence<RowSample<T>>;
+    using Sequence = SubbandBytes<RowSample<T>>;
 
     // All classes empty, in memory that stays the caller's: rowBytes from `lowest` on for the lowest bytes of all of
     // them, as many `stride` bytes behind that for the second ones, and so on.
-    FoldedClasses(const ImageShape& shape, unsigned char* lowest, std::size_t stride);
+    ChannelSubbands(const ImageShape& shape, unsigned char* lowest, std::size_t stride);
     static std::size_t rowBytes(const ImageShape& shape);
 
     Sequence& operator[](int c) { return sequences[c]; }
 
 private:
     Sequence sequences[maximumClasses];
-    Vector<unsigned char> rowsInUse;
+    Vector<unsigned char> bytePlanesUsed;
     Vector<unsigned char> longest;
 };
 
 template <typename T>
-FoldedClasses<T>::FoldedClasses(const ImageShape& shape, unsigned char* lowest, std::size_t stride) {
+ChannelSubbands<T>::ChannelSubbands(const ImageShape& shape, unsigned char* lowest, std::size_t stride) {
     std::int64_t allBlocks = 0;
     for (int c = 0; c <= shape.levels; ++c) {
         allBlocks += Sequence::blocks(classSamples(shape, c));
     }
-    rowsInUse.assign(static_cast<std::size_t>(allBlocks), 1);
+    bytePlanesUsed.assign(static_cast<std::size_t>(allBlocks), 1);
     longest.resize(static_cast<std::size_t>(allBlocks));
     std::int64_t first = 0; // block
     for (int c = 0; c <= shape.levels; ++c) {
-        for (int row = 0; row < Sequence::byteRows; ++row) {
+        for (int row = 0; row < Sequence::bytePlanesOfValue; ++row) {
             sequences[c].rows[row] = lowest + static_cast<std::size_t>(row) * stride;
         }
-        sequences[c].rowsInUse = rowsInUse.data() + first;
+        sequences[c].bytePlanesUsed = bytePlanesUsed.data() + first;
         sequences[c].longest = longest.data() + first;
         lowest += Sequence::rowBytes(classSamples(shape, c));
         first += Sequence::blocks(classSamples(shape, c));
@@ -122,7 +122,7 @@ FoldedClasses<T>::FoldedClasses(const ImageShape& shape, unsigned char* lowest, 
 }
 
 template <typename T>
-std::size_t FoldedClasses<T>::rowBytes(const ImageShape& shape) {
+std::size_t ChannelSubbands<T>::rowBytes(const ImageShape& shape) {
     std::size_t bytes = 0;
     for (int c = 0; c <= shape.levels; ++c) {
         bytes += static_cast<std::size_t>(Sequence::rowBytes(classSamples(shape, c)));
