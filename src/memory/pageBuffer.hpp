@@ -34,9 +34,9 @@ public:
     void swap(PageBuffer& other) noexcept;
 
     unsigned char* data() const { return first; }
-    // What was asked for, and the rest of its last large page.
+    // Bytes of use: what was asked for, and the rest of its last large page.
     std::size_t size() const { return bytesInAll; }
-    // What is on large pages now, from the start on: more or less than the bytes that are going to be filled.
+    // Bytes from data on that were last advised for large pages, in whole ones.
     std::size_t sizeOnLargePages() const { return bytesOnLargePages; }
 
 private:

@@ -32,13 +32,13 @@ struct LevelGrid {
     unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
     T* row(int y) const { return plane + static_cast<std::int64_t>(y) * stride; }
 
-    // The same places of other samples, without a plane.
+    // This grid for other samples, without a plane.
     template <typename Other>
     LevelGrid<Other> of() const {
         return {nullptr, width, height, stride, step};
     }
 
-    // Of so many levels later.
+    // The grid that is coarser by so many levels.
     LevelGrid coarser(int levels) const { return {plane, width, height, stride, step << levels}; }
 
     // For row kernels along rows and down columns. Columns of four or five samples have them, too: they run through the

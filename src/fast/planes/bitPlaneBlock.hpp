@@ -25,7 +25,7 @@ struct Candidates {
     std::uint64_t gathered() const { return extractBits(events, all); }
 };
 
-// A chunk of a class, sliced.
+// A block of a class, sliced.
 struct BitPlaneBlock {
     int words;
     std::uint64_t lastValid; // the places in the last word that hold coefficients
@@ -53,7 +53,8 @@ void setLength(const SubbandBytes<V>& folded, std::int64_t block, BitPlaneBlock&
     chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - folded.valuesIn(block));
 }
 
-// Signs and planes lowest .. topPlane of a block, as many as the chunk has words for.
+// Slices signs and planes lowest .. topPlane of a block. Bytes that hold only planes below `lowest` are left out: their
+// words are stale.
 template <typename V>
 void slice(const SubbandBytes<V>& folded, std::int64_t block, int lowest, int topPlane, BitPlaneBlock& chunk) {
     for (int row = 0; row <= (topPlane + 1) / 8; ++row) {

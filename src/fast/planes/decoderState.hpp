@@ -34,7 +34,7 @@ constexpr int rowsUpTo(int topPlane) {
 
 using Word = std::uint64_t;
 
-// A word in memory that was allocated for samples.
+// A word in memory that comes as bytes.
 using PlaneWord [[gnu::may_alias]] = std::uint64_t;
 
 struct Block {

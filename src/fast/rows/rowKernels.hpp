@@ -20,7 +20,7 @@
 
 namespace teko {
 
-// Long samples that short rows can hold through the filter.
+// Stands for samples of images of 16 bits in rows of 16 bits, where these can hold them through the filter.
 struct Int64In16 {};
 
 template <typename T>
@@ -54,18 +54,18 @@ struct SampleRange {
     // 2.23 w, an approximation 1.42 |m| + 1.59 w.
     bool isSmall() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
 
-    // The same on the way back, for approximations in such a range and all other coefficients at most d. Up the
-    // columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients, twice a
-    // prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row from
-    // there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| + 0.56
-    // w + 3.11 d.
+    // Whether a level can go back in 16-bit rows, for approximations in such a range and all other coefficients at most
+    // d. Up the columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients,
+    // twice a prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row
+    // from there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| +
+    // 0.56 w + 3.11 d.
     bool isSmallWith(int d) const {
         return least >= -7500 && largest <= 7500 &&
                std::int64_t{1773} * (largest - least) + std::int64_t{5430} * d <= 27'000'000;
     }
 };
 
-// A row of long samples, in one of both forms.
+// A row of an image of 16 bits, in 16 bits or as int.
 struct AnyPolyphaseRow {
     const PolyphaseRow<std::int16_t>* small; // null if it is the other
     const PolyphaseRow<int>* wide;
@@ -80,19 +80,19 @@ struct RowKernels {
     std::int64_t (*split)(const Row* x, int n, Row* even, Row* odd);
     // Puts them back; returns the bound.
     std::int64_t (*merge)(Row* x, int n, const Row* even, const Row* odd);
-    // The same bound alone.
+    // A bound of the magnitudes of n samples, as split returns it.
     std::int64_t (*largest)(const Row* x, int n);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
-    // The same with the exact sum; any values.
+    // odd -= rdiv(...) as predict, with the exact sum; any values.
     void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up
     // to 4095.
     void (*updateSmall)(Row* even, const Row* before, const Row* after, int n);
-    // The same, for sums up to 24575 and before, after up to 16383.
+    // even = scale(...) as updateSmall, for sums up to 24575 and before, after up to 16383.
     void (*update)(Row* even, const Row* before, const Row* after, int n);
-    // The same; any values.
+    // even = scale(...) as updateSmall; any values.
     void (*updateExact)(Row* even, const Row* before, const Row* after, int n);
 
     // Both steps along a row of n samples, mirrored about its ends; the first and the last odd samples come from exact
@@ -145,7 +145,7 @@ struct RawRowKernels {
     void (*splitBytes)(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>& samples);
     // Two bytes a pixel, the least significant first.
     void (*splitWords)(const unsigned char* raw, int width, const PolyphaseRow<int>& samples);
-    // The same into 16 bits, which have no room for the largest. Returns the OR of all samples.
+    // Two bytes a pixel into 16 bits, which have no room for the largest. Returns the OR of all samples.
     unsigned (*splitWordsTo16)(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>& samples);
     // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
     void (*splitColours)(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>* channels);

@@ -8,6 +8,7 @@
 #include "fast/simd/forTarget.hpp"
 
 #include <cstdint>
+#include <initializer_list>
 
 TEKO_TARGET_BEGIN
 

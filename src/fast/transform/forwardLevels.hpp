@@ -205,7 +205,7 @@ public:
         widen();
         return wide->place(y);
     }
-    // The same in short, for samples that are not negative; null once there have been larger ones.
+    // Where row y is to be put in 16 bits, its samples not negative; null once there have been larger ones.
     PolyphaseRow<std::int16_t>* place16(int y) { return small ? &small->place(y) : nullptr; }
 
     // Once it is there.

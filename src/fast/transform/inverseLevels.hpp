@@ -217,12 +217,13 @@ private:
     LevelSource<T>* coarser; // not owned
 };
 
-// Whether a class of long samples is taken in short.
+// Whether a class of an image of 16 bits is taken in rows of 16 bits.
 inline bool isTaken16(const CoefficientSource<std::int64_t>& source, int c, Target target) {
     return kernelsOf(target).prefers16BitRows && source.magnitudeBits(c) < 16;
 }
 
-// The same in int, from classes and levels of either kind. Kernels for int rows do without bounds.
+// Fills rows of int, from classes and coarser rows of 16 bits or of int. It keeps no bound: kernels for int rows need
+// none.
 class FillWideRows {
 public:
     FillWideRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
@@ -283,7 +284,7 @@ private:
     AdaptiveLevelSource* coarser;
 };
 
-// The same in short. A row does not suit where the approximations up to there have too large a range.
+// Fills rows of 16 bits. A row does not suit where the approximations up to there have too large a range.
 class FillSmallRows {
 public:
     FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,

@@ -27,9 +27,8 @@ bool suitsRowStreams(int width, int height) {
     return std::min(width, height) >= LevelGrid<std::int16_t>::shortestSignal;
 }
 
-// Int rows never get too large for their kernels: an approximation is at most
-// 1.79 * 1.79 times as large as the samples that it is made from, the sum of the magnitudes of the filter's weights in
-// both directions, so five levels of 16-bit samples start from less than what a level may start from.
+// The levels of a plane, each handing its approximation to the next. Int rows never get too large for their kernels:
+// five levels of 16-bit samples start from less than largestForIntRows (docs/bounds.md).
 template <typename T>
 class ForwardStream<T>::Chain : public InTakenMemory {
 public:

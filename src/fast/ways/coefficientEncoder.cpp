@@ -112,7 +112,7 @@ std::uint64_t CoefficientEncoder<T>::code(std::uint64_t room) {
         throw 5;
     }
     histogram->sum();
-    // Of usual lengths, little more is coded than a budget holds; of the shortest, now and then as much as three
+    // Of typical sizes, little more is coded than a budget holds; of the lower bound, now and then as much as three
     // quarters more (1.0 to 1.15 times as fast on images cut to 5 %).
     std::optional<std::uint64_t> bits = codeSegments(topPlane, SizeEstimate::typical, room);
     if (!bits) {
