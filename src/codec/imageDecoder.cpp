@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageDecoder.hpp"
 
-#include "codec/ending.hpp"
 #include "codec/imageEncoder.hpp"
 #include "codec/imageKind.hpp"
+#include "codec/status.hpp"
 #include "coding/bitPlanes.hpp"
 #include "coding/decoder.hpp"
 #include "fast/transform/columnTransform.hpp"
 #include "fast/ways/coefficientDecoder.hpp"
-#include "fast/ways/decodeRows.hpp"
-#include "fast/ways/writeColumns.hpp"
+#include "fast/ways/columns.hpp"
+#include "fast/ways/rowDecoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/colourTransform.hpp"
 #include "image/imageData.hpp"

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageEncoder.hpp"
 
-#include "codec/ending.hpp"
 #include "codec/imageKind.hpp"
+#include "codec/status.hpp"
 #include "coding/encoder.hpp"
 #include "fast/transform/columnTransform.hpp"
 #include "fast/ways/coefficientEncoder.hpp"
-#include "fast/ways/encodeRows.hpp"
-#include "fast/ways/readColumns.hpp"
+#include "fast/ways/columns.hpp"
+#include "fast/ways/rowEncoder.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/colourTransform.hpp"
 #include "image/imageData.hpp"

@@ -2,6 +2,8 @@
 // How a step of the codec ends.
 #pragma once
 
+#include <new>
+
 namespace teko {
 
 enum class Status {
@@ -17,5 +19,25 @@ enum class Status {
     outOfRange,  // coefficients that have no place in a stream
     outOfMemory,
 };
+
+// Runs a step that returns its status. `thrown` is the status of an integer.
+template <typename Step, typename OfInteger>
+Status endOf(Step step, OfInteger thrown) {
+    try {
+        return step();
+    } catch (int number) {
+        return thrown(number);
+    } catch (const std::bad_array_new_length&) {
+        return Status::tooLarge;
+    } catch (const std::bad_alloc&) {
+        return Status::outOfMemory;
+    }
+}
+
+// Of a step that throws no integer: one would mean that it was used in the wrong way.
+template <typename Step>
+Status endOf(Step step) {
+    return endOf(step, [](int) { return Status::outOfRange; });
+}
 
 } // namespace teko

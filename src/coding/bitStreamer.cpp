@@ -53,7 +53,7 @@ void BasicBitStreamer<Word>::setUpMemoryReader(const void* memory, std::int64_t 
 // The C library puts large memory at place 16, and what is read there comes from place 10, behind the header (decoding
 // commands: 1.06 times as fast).
 template <typename Word>
-void BasicBitStreamer<Word>::readLessAtOnce() {
+void BasicBitStreamer<Word>::limitReads() {
     assert(mode == 'r' && file != nullptr && wordsDone == 0);
     constexpr std::size_t page = 4096;
     constexpr std::size_t place = 64;

@@ -83,7 +83,7 @@ struct BasicBitStreamer {
 
     // Of a file reader that has read nothing: wordsAtOnce are asked for instead of a whole buffer, at the place in it
     // where they are copied fastest behind a header that is shorter than 32 bytes.
-    void readLessAtOnce();
+    void limitReads();
 
     // Append one bit (0 or 1), or the n low bits of a value, 0 <= n <= 32. Throw 3 when a completed word finds
     // a full memory buffer, which then holds the first `bytes` bytes of the stream, or a file that takes less.

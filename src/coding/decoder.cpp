@@ -7,7 +7,6 @@
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"
 #include "coding/runLengthParameter.hpp"
-#include "coding/segmentOrder.hpp"
 #include "coding/subband.hpp"
 #include "wavelet/wavelet.hpp"
 

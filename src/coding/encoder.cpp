@@ -11,10 +11,9 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
 #include "coding/runLengthParameter.hpp"
-#include "coding/segmentOrder.hpp"
 #include "coding/streamArrayManager.hpp"
+#include "coding/subband.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/streamArrayManager.hpp"
 
-#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <cassert>
 #include <cstdint>

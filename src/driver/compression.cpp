@@ -6,7 +6,7 @@
 #include "driver/files.hpp"
 #include "driver/rawFile.hpp"
 #include "driver/runs.hpp"
-#include "memory/fillingMemory.hpp"
+#include "memory/pageBuffer.hpp"
 #include "target/target.hpp"
 
 #include <cstring>
@@ -49,10 +49,10 @@ void compressWithinBudget(const CompressionRequest& request, File raw, std::FILE
         throw std::bad_array_new_length();
     }
     constexpr int neverWritten = 0xEE;
-    constexpr std::size_t skipped = 64; // so that what follows the header is copied fast, see readLessAtOnce
+    constexpr std::size_t skipped = 64; // so that what follows the header is copied fast, see limitReads
     const std::size_t bytes = addressable(*budget);
-    FillingMemory allocated(skipped + (bytes / 4 + 1) * 4);
-    allocated.adviseFilling(skipped + bytes);
+    PageBuffer allocated(skipped + (bytes / 4 + 1) * 4);
+    allocated.adviseHugePages(skipped + bytes);
     unsigned char* const memory = allocated.data() + skipped;
     std::memset(memory, neverWritten, bytes);
     BitStreamer out;

@@ -5,7 +5,7 @@
 #include "driver/files.hpp"
 #include "driver/rawFile.hpp"
 #include "driver/runs.hpp"
-#include "memory/fillingMemory.hpp"
+#include "memory/pageBuffer.hpp"
 #include "target/target.hpp"
 
 namespace teko {
@@ -14,7 +14,7 @@ namespace {
 
 // What a stream lies in, as long as it is read.
 struct Payload {
-    FillingMemory memory;
+    PageBuffer memory;
     std::int64_t bytes = 0;
 };
 
@@ -32,7 +32,7 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, Payload 
         endUnlessOk(read);
     }
     coded.reset();
-    payload.memory = FillingMemory();
+    payload.memory = PageBuffer();
     std::puts("Transforming...");
     endUnlessOk(decoder.transform());
     if (kind->isColour()) {
@@ -47,8 +47,8 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, Payload 
 Payload readPayload(std::FILE* coded, std::int64_t length) {
     const std::int64_t expected = length > FileHeader::bytes ? length - FileHeader::bytes : 0;
     const auto capacity = static_cast<std::size_t>(expected);
-    Payload payload{FillingMemory(capacity)};
-    payload.memory.adviseFilling(capacity);
+    Payload payload{PageBuffer(capacity)};
+    payload.memory.adviseHugePages(capacity);
     payload.bytes = static_cast<std::int64_t>(std::fread(payload.memory.data(), 1, capacity, coded));
     std::printf("Decompressing in memory, size=%ld\n", static_cast<long>(payload.bytes));
     return payload;
@@ -81,7 +81,7 @@ int decompress(const char* codedPath, const char* rawPath, StreamPlace place) {
         in.setUpMemoryReader(payload.memory.data(), payload.bytes);
     } else {
         in.setUpFileReader(coded.get());
-        in.readLessAtOnce();
+        in.limitReads();
     }
     if (!header.isRecognized()) {
         std::fprintf(stderr, "File %s not recognized\n", codedPath);

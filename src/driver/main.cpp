@@ -18,7 +18,7 @@ namespace {
 
 // Fills the places of standard streams that we were started without. An output file that took one of them would get
 // our progress lines, too.
-void keepStandardStreams() {
+void reserveStandardDescriptors() {
 #if defined(__unix__)
     int descriptor = 0;
     while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
@@ -64,7 +64,7 @@ int runComparison(char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    keepStandardStreams();
+    reserveStandardDescriptors();
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // a run that ends abnormally keeps the lines before its end
     if (argc < 2 || argv[1][0] == '\0' || argv[1][1] != '\0') {
         return usage(1);

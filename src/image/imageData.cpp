@@ -2,8 +2,8 @@
 #include "image/imageData.hpp"
 
 #include "image/sampleLimit.hpp"
-#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -134,7 +134,7 @@ ImageData<T>::ImageData(int xsize, int ysize, int channelCount)
     for (int c = 0; c < channels; ++c) {
         const std::size_t samples = planeSamples(stride, height);
         allocated[c] = takeArray<T>(samples);
-        adviseFilling(allocated[c].get(), samples * sizeof(T));
+        adviseHugePages(allocated[c].get(), samples * sizeof(T));
     }
     for (int c = 0; c < channels; ++c) {
         planes[c] = allocated[c].release();

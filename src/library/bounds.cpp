@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "library/bounds.hpp"
 
-#include "coding/imageShape.hpp"
 #include "coding/subband.hpp"
 #include "fast/transform/columnTransform.hpp"
 #include "fast/transform/rowStream.hpp"

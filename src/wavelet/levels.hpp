@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The number of decomposition levels of an image.
+// The decomposition levels of an image: how many, and the samples that each works on.
 #pragma once
+
+#include <cstdint>
 
 namespace teko {
 
@@ -15,5 +17,46 @@ constexpr int numberOfLevels(int width, int height) {
     }
     return levels;
 }
+
+// The samples of one plane that a level works on: those with x and y multiples of the step.
+template <typename T>
+struct LevelGrid {
+    T* plane;
+    int width;
+    int height;
+    int stride;
+    int step;
+
+    int columns() const { return (width - 1) / step + 1; }
+    int rows() const { return (height - 1) / step + 1; }
+    unsigned long rowSpacing() const { return static_cast<unsigned long>(stride) * static_cast<unsigned long>(step); }
+    T* row(int y) const { return plane + static_cast<std::int64_t>(y) * stride; }
+
+    // This grid for other samples, without a plane.
+    template <typename Other>
+    LevelGrid<Other> of() const {
+        return {nullptr, width, height, stride, step};
+    }
+
+    // The grid that is coarser by so many levels.
+    LevelGrid coarser(int levels) const { return {plane, width, height, stride, step << levels}; }
+
+    // For row kernels along rows and down columns. Columns of four or five samples have them, too: they run through the
+    // kernel of the plain filter, and its rounding is the same at all places (images of 65535 x 9, against the
+    // plain filter on such levels: 1.7 to 2.7 times on encodes, 2.2 to 2.8 on decodes).
+    bool isLongEnough() const { return columns() >= shortestSignal && rows() >= 4; }
+
+    // Columns are filtered in place while their samples lie close or are few, else sixteen at a time through
+    // contiguous copies: long columns of distant samples would fetch a cache line and a page for every sample.
+    // The kernels on the copies round wide sums differently at the columns' ends, so this is part of the format.
+    bool needsBlocks() const { return rowSpacing() > directSpacing && rows() > directLength; }
+
+    // Whether columns run through the kernel, be they in blocks or short.
+    bool hasColumnsInKernel() const { return needsBlocks() || rows() < shortestSignal; }
+
+    static constexpr int shortestSignal = 6; // that runs in place
+    static constexpr unsigned long directSpacing = 512;
+    static constexpr int directLength = 512;
+};
 
 } // namespace teko

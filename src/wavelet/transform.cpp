@@ -3,7 +3,6 @@
 
 #include "filter/filter4_2.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
@@ -21,7 +20,7 @@ template <typename T>
 using KernelOperation = void (Filter<T>::*)(T*, int);
 
 template <typename T>
-void filterRows(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation<T> operation) {
+void filterRows(const LevelGrid<T>& lattice, Filter<T>& filter, SignalOperation<T> operation) {
     for (int y = 0; y < lattice.height; y += lattice.step) {
         (filter.*operation)(lattice.row(y), lattice.columns(), static_cast<unsigned long>(lattice.step));
     }
@@ -29,7 +28,7 @@ void filterRows(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation<T>
 
 // Copies one group of columns between the plane and its slots, each slot one column with room for edges.
 template <typename T, typename Copy>
-void forBlock(const Lattice<T>& lattice, int x0, int count, T* slots, Copy copy) {
+void forBlock(const LevelGrid<T>& lattice, int x0, int count, T* slots, Copy copy) {
     const int slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
     for (int i = 0; i < lattice.rows(); ++i) {
         T* samples = lattice.row(i * lattice.step) + x0;
@@ -40,7 +39,7 @@ void forBlock(const Lattice<T>& lattice, int x0, int count, T* slots, Copy copy)
 }
 
 template <typename T>
-void filterColumnsInBlocks(const Lattice<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
+void filterColumnsInBlocks(const LevelGrid<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
     const std::int64_t slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
     const TakenArray<T> slots = takeArray<T>(static_cast<std::size_t>(blockColumns * slotLength));
     for (int first = 0; first < lattice.columns(); first += blockColumns) {
@@ -55,7 +54,7 @@ void filterColumnsInBlocks(const Lattice<T>& lattice, Filter<T>& filter, KernelO
 }
 
 template <typename T>
-void filterColumns(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation<T> operation,
+void filterColumns(const LevelGrid<T>& lattice, Filter<T>& filter, SignalOperation<T> operation,
                    KernelOperation<T> kernel) {
     if (lattice.needsBlocks()) {
         filterColumnsInBlocks(lattice, filter, kernel);
@@ -67,7 +66,7 @@ void filterColumns(const Lattice<T>& lattice, Filter<T>& filter, SignalOperation
 }
 
 template <typename T>
-Lattice<T> latticeOf(const ImageData<T>& image, int channel, int level) {
+LevelGrid<T> latticeOf(const ImageData<T>& image, int channel, int level) {
     return {image.planes[channel], image.width, image.height, image.stride, 1 << level};
 }
 
@@ -78,7 +77,7 @@ void Wavelet<T>::transform(ImageData<T>* image) {
     const int levels = numberOfLevels(image->width, image->height);
     for (int c = 0; c < image->channels; ++c) {
         for (int k = 0; k < levels && skipTransform == 0; ++k) {
-            const Lattice<T> lattice = latticeOf(*image, c, k);
+            const LevelGrid<T> lattice = latticeOf(*image, c, k);
             filterRows(lattice, *filter, &Filter<T>::transform);
             filterColumns(lattice, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
         }
@@ -91,7 +90,7 @@ void untransformDownTo(int lowest, const Wavelet<T>& wavelet, ImageData<T>& imag
     const int levels = std::max(1, numberOfLevels(image.width, image.height));
     for (int c = 0; c < image.channels; ++c) {
         for (int k = levels - 1; k >= lowest && wavelet.skipTransform == 0; --k) {
-            const Lattice<T> lattice = latticeOf(image, c, k);
+            const LevelGrid<T> lattice = latticeOf(image, c, k);
             filterColumns(lattice, *wavelet.filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
             filterRows(lattice, *wavelet.filter, &Filter<T>::untransform);
         }

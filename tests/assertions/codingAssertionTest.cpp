@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "assertions.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
 #include "coding/runLengthParameter.hpp"
 #include "coding/streamArrayManager.hpp"
+#include "coding/subband.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "fast/planes/foldedSequence.hpp"
 #include "fast/planes/segmentPlan.hpp"
+#include "fast/planes/subbandBytes.hpp"
 #include "fast/ways/rowDecoder.hpp"
 #include "fast/ways/rowEncoder.hpp"
 
@@ -61,7 +61,7 @@ TEST_F(CodingAssertions, AWordHas32Bits) {
 
 TEST_F(CodingAssertions, StreamsAreUsedInTheirStates) {
     Writer writer;
-    EXPECT_DEATH(writer.stream.readLessAtOnce(), "mode == 'r'");
+    EXPECT_DEATH(writer.stream.limitReads(), "mode == 'r'");
     writer.stream.mask = 3;
     EXPECT_DEATH(writer.stream.bitCount(), "mask - 1");
     Writer from;
@@ -103,8 +103,8 @@ TEST_F(CodingAssertions, CountsAreOfPlanesAndClassesThatThereAre) {
 TEST_F(CodingAssertions, APlanIsOfPlanesThatCanBeCoded) {
     const auto histogram = std::make_unique<Histogram>();
     using Plan = SegmentPlan<std::int16_t>;
-    EXPECT_DEATH(Plan(shape, 14, *histogram, 100, RunLengths::usual), "topPlane <= highestPlane");
-    Plan plan(shape, 3, *histogram, 100, RunLengths::usual);
+    EXPECT_DEATH(Plan(shape, 14, *histogram, 100, SizeEstimate::typical), "topPlane <= highestPlane");
+    Plan plan(shape, 3, *histogram, 100, SizeEstimate::typical);
     EXPECT_DEATH(plan.lowestSparsePlane(1, 0), "channel < shape.channels");
     alignas(4) unsigned char bytes[8];
     EXPECT_DEATH(plan.setUp(bytes + 1), "memory");
@@ -114,7 +114,7 @@ TEST_F(CodingAssertions, AClassIsCodedInPlanesThatThereAre) {
     using Sample = std::int64_t;
     constexpr int highest = highestSlicedPlane<Sample>;
     const auto codeClass = kernelsOf(Target::portable).planes<Sample>().codeClass;
-    FoldedSequence<RowSample<Sample>> sequence{};
+    SubbandBytes<RowSample<Sample>> sequence{};
     unsigned char bytes[64];
     PlaneStreams streams[highest + 2];
     streams[0] = {{bytes, bytes + 16}, {bytes + 32, bytes + 48}, 1};
@@ -127,7 +127,7 @@ TEST_F(CodingAssertions, AClassIsCodedInPlanesThatThereAre) {
 }
 
 TEST_F(CodingAssertions, ASequenceHasTheBlocksThatItHas) {
-    FoldedSequence<std::int16_t> sequence{};
+    SubbandBytes<std::int16_t> sequence{};
     EXPECT_DEATH(sequence.valuesIn(0), "block < blocks");
     EXPECT_DEATH(sequence.higherBytes(0, 1), "row > 0");
 }
@@ -147,7 +147,7 @@ TEST_F(CodingAssertions, DecodedPlanesAreReadOnceAndInTheWayTheyFit) {
         ++c;
     }
     ASSERT_EQ(sliced->magnitudeBits(0, c), 21);
-    EXPECT_DEATH(sliced->takeSmall(0, c, 1), "magnitudeBits");
+    EXPECT_DEATH(sliced->take16(0, c, 1), "magnitudeBits");
 }
 
 TEST_F(CodingAssertions, RowsAreAskedForWhereThereAreSome) {

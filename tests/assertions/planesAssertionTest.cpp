@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #define TEKO_FOR_PORTABLE
 #include "assertions.hpp"
-#include "fast/planes/classDecoder.hpp"
-#include "fast/planes/eventPlaces.hpp"
 #include "fast/planes/runCodes.hpp"
+#include "fast/planes/significanceEvents.hpp"
+#include "fast/planes/subbandDecoder.hpp"
 
 #include <array>
 
@@ -27,7 +27,7 @@ struct Appending {
 struct ClassOfOneBlock {
     PlaneWord words[std::size_t{64} * rowsUpTo(0)] = {};
     std::uint32_t candidates = 0;
-    ClassState<std::int16_t> state{};
+    SubbandState<std::int16_t> state{};
 
     explicit ClassOfOneBlock(std::int64_t samples) { state.place(words, rowsUpTo(0), samples, &candidates); }
 };
@@ -38,8 +38,8 @@ struct NoValue {};
 
 // A sequence whose blocks have more words than a chunk.
 template <>
-struct FoldedSequence<NoValue> {
-    static int wordsIn(std::int64_t) { return chunkWords + 1; }
+struct SubbandBytes<NoValue> {
+    static int wordsIn(std::int64_t) { return wordsInBlock + 1; }
     static int valuesIn(std::int64_t) { return blockSamples; }
 };
 
@@ -65,18 +65,18 @@ TEST_F(PlanesAssertions, CodesFitIntoAWord) {
 }
 
 TEST_F(PlanesAssertions, EventsOfAPlaneAreNoMoreThanSamplesOfABlock) {
-    const auto events = std::make_unique<EventPlaces>();
+    const auto events = std::make_unique<SignificanceEvents>();
     events->start(0);
     EXPECT_DEATH(events->append(0, 65), "n <= 64");
-    for (int i = 0; i < chunkWords; ++i) {
+    for (int i = 0; i < wordsInBlock; ++i) {
         events->append(0, 64);
     }
     EXPECT_DEATH(events->append(0, 1), "count \\+ n <=");
 }
 
 TEST_F(PlanesAssertions, AChunkHoldsABlock) {
-    const auto chunk = std::make_unique<Chunk>();
-    EXPECT_DEATH(setLength(FoldedSequence<NoValue>{}, 0, *chunk), "chunk.words <= chunkWords");
+    const auto chunk = std::make_unique<BitPlaneBlock>();
+    EXPECT_DEATH(setLength(SubbandBytes<NoValue>{}, 0, *chunk), "chunk.words <= wordsInBlock");
 }
 
 TEST_F(PlanesAssertions, AViewSeesWhatTheReaderHolds) {
@@ -101,7 +101,7 @@ TEST_F(PlanesAssertions, EventsOfABlockAreNoMoreThanItsCandidates) {
     found.clear(64);
     found.events.putBit(0, 1);
     made.candidates = 0;
-    EXPECT_DEATH(placeEvents(made.state, 0, 0, found), "placed <= state.candidates");
+    EXPECT_DEATH(markSignificant(made.state, 0, 0, found), "placed <= state.candidates");
 }
 
 } // namespace teko

@@ -7,7 +7,7 @@
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
-#include "memory/fillingMemory.hpp"
+#include "memory/pageBuffer.hpp"
 
 namespace teko {
 
@@ -19,15 +19,15 @@ class NoSink final : public CoefficientSink<std::int16_t> {
 public:
     void take(int, const Row*, int) override {}
     void takePairs(int, const Row*, const Row*, int) override {}
-    void takeSmall(int, const std::int16_t*, int) override {}
-    void takeSmallPairs(int, const std::int16_t*, const std::int16_t*, int) override {}
+    void take16(int, const std::int16_t*, int) override {}
+    void take16Pairs(int, const std::int16_t*, const std::int16_t*, int) override {}
 };
 
 class ZeroSource final : public CoefficientSource<std::int16_t> {
 public:
     const std::int16_t* take(int, int) override { return zeros; }
     int magnitudeBits(int) const override { return 0; }
-    const std::int16_t* takeSmall(int, int) override { return zeros; }
+    const std::int16_t* take16(int, int) override { return zeros; }
 
 private:
     std::int16_t zeros[64] = {};
@@ -81,8 +81,8 @@ TEST_F(SamplesAssertions, RowsOfAnImageAreBetweenItsFirstAndItsLast) {
 TEST_F(SamplesAssertions, NumbersAreInTheirRanges) {
     EXPECT_DEATH(sampleLimit(-1, true), "bitsPerPixel >= 0");
     EXPECT_DEATH(PlaneWeights<std::int16_t>::of(-2), "exponent >= 0");
-    FillingMemory memory(100);
-    EXPECT_DEATH(memory.adviseFilling(std::size_t{1} << 30), "bytes <= bytesInAll");
+    PageBuffer memory(100);
+    EXPECT_DEATH(memory.adviseHugePages(std::size_t{1} << 30), "bytes <= bytesInAll");
 }
 
 } // namespace teko

@@ -163,7 +163,7 @@ TEST(FileBitReader, readsLessAtOnceWhenToldTo) {
     std::fseek(file.get(), 10, SEEK_SET);
     BitStreamer stream;
     stream.setUpFileReader(file.get());
-    stream.readLessAtOnce();
+    stream.limitReads();
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(stream.buffer) % 4096, 64U);
     EXPECT_GE(stream.buffer, stream.ownedBuffer);
     EXPECT_LE(stream.buffer + BitStreamer::wordsAtOnce, stream.ownedBuffer + turn);

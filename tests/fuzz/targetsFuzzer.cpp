@@ -308,7 +308,7 @@ template <typename Row>
 struct Halves {
     explicit Halves(int width) : even(static_cast<std::size_t>(width / 2 + 33)), odd(even) {}
 
-    SplitRow<Row> samples() { return {even.data(), odd.data()}; }
+    PolyphaseRow<Row> samples() { return {even.data(), odd.data()}; }
     void resize(int width) {
         even.resize(static_cast<std::size_t>((width + 1) / 2));
         odd.resize(static_cast<std::size_t>(width / 2));
@@ -326,7 +326,7 @@ struct RawRowResults {
         const RawRowKernels& split = kernelsOf(target).rawRows;
         split.splitBytes(raw.data(), width, bytes.samples());
         split.splitWords(raw.data(), width, words.samples());
-        const SplitRow<short> channels[] = {colours[0].samples(), colours[1].samples(), colours[2].samples()};
+        const PolyphaseRow<short> channels[] = {colours[0].samples(), colours[1].samples(), colours[2].samples()};
         split.splitColours(raw.data(), width, channels);
         bytes.resize(width);
         words.resize(width);
@@ -342,7 +342,7 @@ struct RawRowResults {
             std::transform(words.odd.begin(), words.odd.end(), any[i].odd.begin(),
                            [](int word) { return static_cast<short>(word - 32768); });
         }
-        const SplitRow<short> channels[] = {any[0].samples(), any[1].samples(), any[2].samples()};
+        const PolyphaseRow<short> channels[] = {any[0].samples(), any[1].samples(), any[2].samples()};
         const RawRowKernels& to = kernelsOf(target).rawRows;
         to.joinBytes(channels[0], width, joined.data());
         to.joinWords(words.samples(), width, joined.data() + width);

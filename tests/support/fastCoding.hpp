@@ -56,8 +56,8 @@ void passRow(const std::vector<RowSample<T>>& row, int c, bool asPairs, Coeffici
     if (isShort && random() % 2 == 0) {
         passRow(
             std::vector<short>(row.begin(), row.end()), asPairs, random,
-            [&](const short* samples, int n) { sink.takeSmall(c, samples, n); },
-            [&](const short* even, const short* odd, int n) { sink.takeSmallPairs(c, even, odd, n); });
+            [&](const short* samples, int n) { sink.take16(c, samples, n); },
+            [&](const short* even, const short* odd, int n) { sink.take16Pairs(c, even, odd, n); });
     } else {
         passRow(
             row, asPairs, random, [&](const RowSample<T>* samples, int n) { sink.take(c, samples, n); },
@@ -117,7 +117,7 @@ int readFast(ImageData<T>& image, Target target, BitStreamer& in) {
                 const long n =
                     std::min(static_cast<long>(values.size() - taken), 1 + static_cast<long>(random()) % longest);
                 if (areSmall) {
-                    std::copy_n(sliced->takeSmall(channel, c, n), n, values.data() + taken);
+                    std::copy_n(sliced->take16(channel, c, n), n, values.data() + taken);
                 } else {
                     std::copy_n(sliced->take(channel, c, n), n, values.data() + taken);
                 }

@@ -2,7 +2,7 @@
 // Folded values by themselves: the memory of one sequence.
 #pragma once
 
-#include "fast/planes/foldedSequence.hpp"
+#include "fast/planes/subbandBytes.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -15,14 +15,14 @@ template <typename Value>
 class FoldedValues {
 public:
     explicit FoldedValues(std::size_t most)
-        : blocks(static_cast<std::size_t>(FoldedSequence<Value>::blocks(static_cast<long>(most)))),
-          rowBytes(static_cast<std::size_t>(FoldedSequence<Value>::rowBytes(static_cast<long>(most)))),
-          memory(2 * fence + FoldedSequence<Value>::byteRows * rowBytes, filling), rowsInUse(blocks, 1),
+        : blocks(static_cast<std::size_t>(SubbandBytes<Value>::blocks(static_cast<long>(most)))),
+          rowBytes(static_cast<std::size_t>(SubbandBytes<Value>::rowBytes(static_cast<long>(most)))),
+          memory(2 * fence + SubbandBytes<Value>::bytePlanesOfValue * rowBytes, filling), bytePlanesUsed(blocks, 1),
           longest(blocks) {
-        for (int row = 0; row < FoldedSequence<Value>::byteRows; ++row) {
+        for (int row = 0; row < SubbandBytes<Value>::bytePlanesOfValue; ++row) {
             sequence.rows[row] = memory.data() + fence + static_cast<std::size_t>(row) * rowBytes;
         }
-        sequence.rowsInUse = rowsInUse.data();
+        sequence.bytePlanesUsed = bytePlanesUsed.data();
         sequence.longest = longest.data();
     }
     FoldedValues(const FoldedValues&) = delete;
@@ -32,7 +32,7 @@ public:
     void append(const std::vector<Value>& values) {
         for (const Value value : values) {
             *sequence.lowestBytes() = byteOf(value, 0);
-            for (int row = 1; row < FoldedSequence<Value>::byteRows; ++row) {
+            for (int row = 1; row < SubbandBytes<Value>::bytePlanesOfValue; ++row) {
                 if (byteOf(value, row) != 0) {
                     *sequence.higherBytes(row, 1) = byteOf(value, row);
                 }
@@ -46,7 +46,7 @@ public:
         std::vector<Value> result;
         for (long i = 0; i < sequence.count; ++i) {
             std::uint32_t value = 0;
-            for (int row = 0; row < rowsInUse[static_cast<std::size_t>(i / blockSamples)]; ++row) {
+            for (int row = 0; row < bytePlanesUsed[static_cast<std::size_t>(i / blockSamples)]; ++row) {
                 value |= std::uint32_t{sequence.rows[row][i]} << (8 * row);
             }
             result.push_back(static_cast<Value>(value));
@@ -58,14 +58,14 @@ public:
     // their limit, and nothing else was touched.
     bool usesNoMoreThanItNeeds() const {
         for (std::size_t block = 0; block < blocks; ++block) {
-            const int before = block > 0 ? rowsNeeded(block - 1) : 1;
-            const int behind = block + 1 < blocks ? rowsNeeded(block + 1) : 1;
-            const int here = rowsNeeded(block);
-            const int used = rowsInUse[block];
+            const int before = block > 0 ? bytePlanesNeeded(block - 1) : 1;
+            const int behind = block + 1 < blocks ? bytePlanesNeeded(block + 1) : 1;
+            const int here = bytePlanesNeeded(block);
+            const int used = bytePlanesUsed[block];
             if (used < here || used > std::max({before, here, behind})) {
                 return false;
             }
-            for (int row = used; row < FoldedSequence<Value>::byteRows; ++row) {
+            for (int row = used; row < SubbandBytes<Value>::bytePlanesOfValue; ++row) {
                 const unsigned char* const bytes = sequence.bytes(row, static_cast<long>(block));
                 if (std::count(bytes, bytes + blockSamples, filling) != blockSamples) {
                     return false;
@@ -75,7 +75,7 @@ public:
         return fencesAreIntact();
     }
 
-    FoldedSequence<Value> sequence;
+    SubbandBytes<Value> sequence;
 
 private:
     static constexpr unsigned char filling = 0xA5;
@@ -86,11 +86,11 @@ private:
     }
 
     // The largest negative number needs all rows, though its folded value is 1.
-    int rowsNeeded(std::size_t block) const {
+    int bytePlanesNeeded(std::size_t block) const {
         const std::vector<Value> all = values();
         int length = 8;
         for (std::size_t i = block * blockSamples; i < std::min(all.size(), (block + 1) * blockSamples); ++i) {
-            length = std::max(length, all[i] == 1 ? 8 * FoldedSequence<Value>::byteRows : bitLength(all[i]));
+            length = std::max(length, all[i] == 1 ? 8 * SubbandBytes<Value>::bytePlanesOfValue : bitLength(all[i]));
         }
         return (length + 7) / 8;
     }
@@ -103,7 +103,7 @@ private:
     std::size_t blocks;
     std::size_t rowBytes;
     std::vector<unsigned char> memory;
-    std::vector<unsigned char> rowsInUse;
+    std::vector<unsigned char> bytePlanesUsed;
     std::vector<unsigned char> longest;
 };
 

@@ -33,10 +33,10 @@ public:
         }
     }
 
-    void takeSmall(int c, const short* samples, int n) override {
+    void take16(int c, const short* samples, int n) override {
         classes[c].insert(classes[c].end(), samples, samples + n);
     }
-    void takeSmallPairs(int c, const short* even, const short* odd, int n) override {
+    void take16Pairs(int c, const short* even, const short* odd, int n) override {
         for (int i = 0; i < n; ++i) {
             classes[c].push_back((i % 2 == 0 ? even : odd)[i / 2]);
         }
@@ -57,7 +57,7 @@ public:
 
     const RowSample<T>* take(int c, int n) override { return of(c).take(n, of(c).next); }
     int magnitudeBits(int c) const override { return classes.at(static_cast<std::size_t>(c)).magnitudeBits; }
-    const short* takeSmall(int c, int n) override { return of(c).take(n, of(c).nextSmall); }
+    const short* take16(int c, int n) override { return of(c).take(n, of(c).next16); }
 
     bool isUsedUp() const {
         return std::all_of(classes.begin(), classes.end(),
@@ -70,7 +70,7 @@ private:
         int magnitudeBits;
         std::size_t taken = 0;
         std::vector<RowSample<T>> next = {};
-        std::vector<short> nextSmall = {};
+        std::vector<short> next16 = {};
 
         explicit Class(std::vector<T>&& all) : values(std::move(all)) {
             unsigned long magnitudes = 0;
@@ -101,7 +101,7 @@ private:
 template <typename T>
 bool passShortRow(const T* samples, int width, ForwardStream<T>& stream) {
     const auto [least, largest] = std::minmax_element(samples, samples + width);
-    SplitRow<short>* const to = stream.nextSmall();
+    PolyphaseRow<short>* const to = stream.next16();
     if (to == nullptr || *least < 0 || *largest > std::numeric_limits<short>::max()) {
         return false;
     }
@@ -126,14 +126,14 @@ void passRow(const T* samples, int width, Target target, ForwardStream<T>& strea
 }
 
 template <typename T, typename Row>
-void mergeRow(const SplitRow<Row>& row, int width, T* samples) {
+void mergeRow(const PolyphaseRow<Row>& row, int width, T* samples) {
     for (int x = 0; x < width; ++x) {
         samples[x] = (x % 2 == 0 ? row.even : row.odd)[x / 2];
     }
 }
 
 template <typename T>
-void mergeRow(const AnySplitRow& row, int width, T* samples) {
+void mergeRow(const AnyPolyphaseRow& row, int width, T* samples) {
     if (row.small != nullptr) {
         mergeRow(*row.small, width, samples);
     } else {

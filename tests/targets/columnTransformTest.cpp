@@ -5,7 +5,7 @@
 #include "support/rowStreams.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
-#include "wavelet/lattice.hpp"
+#include "wavelet/levels.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <gtest/gtest.h>
@@ -119,7 +119,7 @@ TEST(TargetColumnsShapes, SuitWhereNoColumnIsShortOrInBlocks) {
             }
             ++suitable;
             for (int level = 0; level < numberOfLevels(width, height); ++level) {
-                const Lattice<short> lattice{nullptr, width, height, width, 1 << level};
+                const LevelGrid<short> lattice{nullptr, width, height, width, 1 << level};
                 EXPECT_FALSE(lattice.hasColumnsInKernel()) << width << " x " << height;
             }
         }

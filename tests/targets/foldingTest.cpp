@@ -96,7 +96,7 @@ protected:
     Random random{5};
 
 private:
-    void appendPiece(Target target, const Buffer& row, int length, FoldedSequence<Row>& to, std::vector<Row>& wanted) {
+    void appendPiece(Target target, const Buffer& row, int length, SubbandBytes<Row>& to, std::vector<Row>& wanted) {
         const auto n = static_cast<std::size_t>(length);
         Buffer halves[] = {{random, (n + 1) / 2, anything}, {random, n / 2, anything}};
         Unsigned<Row> magnitudes = 0;
@@ -111,8 +111,8 @@ private:
             const std::vector<short> inOrder = shortRow(row, n);
             const std::vector<short> even = shortRow(halves[0], (n + 1) / 2);
             const std::vector<short> odd = shortRow(halves[1], n / 2);
-            EXPECT_EQ(asPairs ? coding.foldSmallPairs(even.data(), odd.data(), length, to)
-                              : coding.foldSmall(inOrder.data(), length, to),
+            EXPECT_EQ(asPairs ? coding.fold16Pairs(even.data(), odd.data(), length, to)
+                              : coding.fold16(inOrder.data(), length, to),
                       magnitudes);
             return;
         }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Levels of the decomposition by rows, against the filter on every row and every column.
 #include "fast/kernels/kernels.hpp"
-#include "fast/transform/forwardLevel.hpp"
-#include "fast/transform/inverseLevel.hpp"
+#include "fast/transform/forwardLevels.hpp"
+#include "fast/transform/inverseLevels.hpp"
 #include "filter/filter4_2.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
@@ -17,7 +17,7 @@ namespace {
 
 // The column pass of a level, signal by signal: through copies where the format says so, else in place.
 template <typename T>
-void filterColumns(const Lattice<T>& lattice, void (Filter<T>::*inPlace)(T*, int, unsigned long),
+void filterColumns(const LevelGrid<T>& lattice, void (Filter<T>::*inPlace)(T*, int, unsigned long),
                    void (Filter<T>::*onCopy)(T*, int)) {
     constexpr int edge = 3;
     Filter4_2<T> filter;
@@ -40,7 +40,7 @@ void filterColumns(const Lattice<T>& lattice, void (Filter<T>::*inPlace)(T*, int
 }
 
 template <typename T>
-void filterRows(const Lattice<T>& lattice, void (Filter<T>::*operation)(T*, int, unsigned long)) {
+void filterRows(const LevelGrid<T>& lattice, void (Filter<T>::*operation)(T*, int, unsigned long)) {
     Filter4_2<T> filter;
     for (int y = 0; y < lattice.height; y += lattice.step) {
         (filter.*operation)(lattice.row(y), lattice.columns(), static_cast<unsigned long>(lattice.step));
@@ -48,20 +48,20 @@ void filterRows(const Lattice<T>& lattice, void (Filter<T>::*operation)(T*, int,
 }
 
 template <typename T>
-void plainTransformLevel(const Lattice<T>& lattice) {
+void plainTransformLevel(const LevelGrid<T>& lattice) {
     filterRows(lattice, &Filter<T>::transform);
     filterColumns(lattice, &Filter<T>::transform, &Filter<T>::transformInner);
 }
 
 template <typename T>
-void plainUntransformLevel(const Lattice<T>& lattice) {
+void plainUntransformLevel(const LevelGrid<T>& lattice) {
     filterColumns(lattice, &Filter<T>::untransform, &Filter<T>::untransformInner);
     filterRows(lattice, &Filter<T>::untransform);
 }
 
 // The samples of row y that a level works on.
 template <typename T>
-std::vector<RowSample<T>> rowOf(const Lattice<T>& lattice, int y) {
+std::vector<RowSample<T>> rowOf(const LevelGrid<T>& lattice, int y) {
     std::vector<RowSample<T>> row;
     for (int x = 0; x < lattice.columns(); ++x) {
         row.push_back(static_cast<RowSample<T>>(lattice.row(y * lattice.step)[x * lattice.step]));
@@ -70,7 +70,7 @@ std::vector<RowSample<T>> rowOf(const Lattice<T>& lattice, int y) {
 }
 
 template <typename T>
-void setRow(const Lattice<T>& lattice, int y, const SplitRow<RowSample<T>>& row) {
+void setRow(const LevelGrid<T>& lattice, int y, const PolyphaseRow<RowSample<T>>& row) {
     for (int x = 0; x < lattice.columns(); ++x) {
         lattice.row(y * lattice.step)[x * lattice.step] = (x % 2 == 0 ? row.even : row.odd)[x / 2];
     }
@@ -78,9 +78,9 @@ void setRow(const Lattice<T>& lattice, int y, const SplitRow<RowSample<T>>& row)
 
 // Returns the rows in the order in which they were passed on.
 template <typename T>
-std::vector<int> transformLevel(const Lattice<T>& lattice, Target target) {
+std::vector<int> transformLevel(const LevelGrid<T>& lattice, Target target) {
     std::vector<int> passed;
-    const auto pass = [&](int y, const SplitRow<RowSample<T>>& row) {
+    const auto pass = [&](int y, const PolyphaseRow<RowSample<T>>& row) {
         setRow(lattice, y, row);
         passed.push_back(y);
     };
@@ -95,10 +95,10 @@ std::vector<int> transformLevel(const Lattice<T>& lattice, Target target) {
 
 // Returns the rows in the order in which they were asked for.
 template <typename T>
-std::vector<int> untransformLevel(const Lattice<T>& lattice, Target target) {
+std::vector<int> untransformLevel(const LevelGrid<T>& lattice, Target target) {
     std::vector<int> filled;
     const RowKernels<T>& kernels = kernelsOf(target).rows<T>();
-    const auto fill = [&](int y, SplitRow<RowSample<T>>& row) {
+    const auto fill = [&](int y, PolyphaseRow<RowSample<T>>& row) {
         row.largest = kernels.split(rowOf(lattice, y).data(), lattice.columns(), row.even, row.odd);
         filled.push_back(y);
         return true;
@@ -115,7 +115,7 @@ class TargetLevels : public testing::Test {
 protected:
     using Image = LaidOutImage<T>;
 
-    static Lattice<T> latticeOf(Image& image, int step) {
+    static LevelGrid<T> latticeOf(Image& image, int step) {
         return {image->planes[0], image->width, image->height, image->stride, step};
     }
 

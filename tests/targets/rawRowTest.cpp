@@ -39,7 +39,7 @@ struct Channel {
         std::generate(odd.begin(), odd.end(), [&] { return anySample<Row>(random); });
     }
 
-    SplitRow<Row> samples() { return {even.data() + start, odd.data() + start}; }
+    PolyphaseRow<Row> samples() { return {even.data() + start, odd.data() + start}; }
     Row& operator[](std::size_t x) { return (x % 2 == 0 ? even : odd)[start + x / 2]; }
 
     // Like another, but for what may be written.
@@ -61,9 +61,9 @@ private:
 };
 
 template <typename Row>
-using SplitOne = void (*)(const unsigned char*, int, const SplitRow<Row>&);
+using SplitOne = void (*)(const unsigned char*, int, const PolyphaseRow<Row>&);
 template <typename Row>
-using JoinOne = void (*)(const SplitRow<Row>&, int, unsigned char*);
+using JoinOne = void (*)(const PolyphaseRow<Row>&, int, unsigned char*);
 
 // One row of three channels.
 struct Colours {
@@ -153,7 +153,7 @@ protected:
             const short sample = colours.at(i % 3, i / 3);
             wanted[start + i] = static_cast<unsigned char>((limit == 0 ? sample : clampedTo(limit, sample)) & 0xFF);
         }
-        const SplitRow<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        const PolyphaseRow<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
         join(samples, raw.data() + start);
         ASSERT_EQ(raw, wanted);
     }
@@ -210,7 +210,7 @@ TEST_F(TargetRawRows, OfWordsAreTakenApartIntoShorts) {
             all |= value;
             wanted[x] = static_cast<short>(value < 32768 ? static_cast<int>(value) : static_cast<int>(value) - 65536);
         }
-        EXPECT_EQ(kernelsOf(target).rawRows.splitSmallWords(raw.data() + start, width, samples.samples()), all);
+        EXPECT_EQ(kernelsOf(target).rawRows.splitWordsTo16(raw.data() + start, width, samples.samples()), all);
         ASSERT_TRUE(samples.agreesWith(wanted));
     });
 }
@@ -222,7 +222,7 @@ TEST_F(TargetRawRows, AreMadeOfTheLowBytesOfSamples) {
 TEST_F(TargetRawRows, AreMadeOfTheLowWordsOfSamples) {
     forEveryWidth([&](Target target, int width) {
         checkJoin<int, 2>(kernelsOf(target).rawRows.joinWords, width);
-        checkJoin<short, 2>(kernelsOf(target).rawRows.joinSmallWords, width);
+        checkJoin<short, 2>(kernelsOf(target).rawRows.joinWordsFrom16, width);
     });
 }
 
@@ -241,7 +241,7 @@ TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {
         for (std::size_t i = 0; i < 3 * pixels; ++i) {
             wanted[i % 3][i / 3] = colours.at(i % 3, i / 3);
         }
-        const SplitRow<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
+        const PolyphaseRow<short> samples[] = {channels[0].samples(), channels[1].samples(), channels[2].samples()};
         kernelsOf(target).rawRows.splitColours(raw.data() + start, width, samples);
         for (std::size_t c = 0; c < 3; ++c) {
             ASSERT_TRUE(channels[c].agreesWith(wanted[c])) << "channel " << c;
@@ -251,7 +251,7 @@ TEST_F(TargetRawRows, OfColoursAreTakenApartAndTransformed) {
 
 TEST_F(TargetRawRows, OfColoursAreMadeOfTheLowBytesOfTransformedSamples) {
     forEveryWidth([&](Target target, int width) {
-        checkColours(width, 0, [&](const SplitRow<short>* samples, unsigned char* raw) {
+        checkColours(width, 0, [&](const PolyphaseRow<short>* samples, unsigned char* raw) {
             kernelsOf(target).rawRows.joinColours(samples, width, raw);
         });
     });
@@ -261,7 +261,7 @@ TEST_F(TargetRawRows, OfColoursAreMadeOfSamplesBelowALimit) {
     forEveryWidth([&](Target target, int width) {
         const int limit = anyLimit();
         SCOPED_TRACE(testing::Message() << "limit " << limit);
-        checkColours(width, limit, [&](const SplitRow<short>* samples, unsigned char* raw) {
+        checkColours(width, limit, [&](const PolyphaseRow<short>* samples, unsigned char* raw) {
             kernelsOf(target).rawRows.joinColoursBelow(samples, width, limit, raw);
         });
     });

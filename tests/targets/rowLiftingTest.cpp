@@ -205,17 +205,17 @@ TYPED_TEST(RowLifting, TransformsRowsOfEveryMagnitude) {
     this->forAllTargets([this](const auto& kernels) {
         const Magnitudes small{TestFixture::isShort ? 600 : long{largestForIntRows}};
         const Magnitudes middle{TestFixture::isShort ? 1638 : long{largestForIntRows}};
-        this->checkBothAlong(kernels.transformAlongSmall, this->transformPlainly, small, small);
-        this->checkBothAlong(kernels.transformAlong, this->transformPlainly, middle, middle);
-        this->checkBothAlong(kernels.transformAlongExact, this->transformPlainly, TestFixture::any, TestFixture::any);
+        this->checkBothAlong(kernels.transformRowSmall, this->transformPlainly, small, small);
+        this->checkBothAlong(kernels.transformRow, this->transformPlainly, middle, middle);
+        this->checkBothAlong(kernels.transformRowExact, this->transformPlainly, TestFixture::any, TestFixture::any);
     });
 }
 
 TYPED_TEST(RowLifting, UntransformsRowsOfEveryMagnitude) {
     this->forAllTargets([this](const auto& kernels) {
-        this->checkBothAlong(kernels.untransformAlong, this->untransformPlainly, TestFixture::unupdateEvens,
+        this->checkBothAlong(kernels.untransformRow, this->untransformPlainly, TestFixture::unupdateEvens,
                              TestFixture::unupdateOdds);
-        this->checkBothAlong(kernels.untransformAlongExact, this->untransformPlainly, TestFixture::anyBack,
+        this->checkBothAlong(kernels.untransformRowExact, this->untransformPlainly, TestFixture::anyBack,
                              TestFixture::anyBack);
     });
 }

@@ -30,7 +30,7 @@ protected:
     static int lengthOf(const std::vector<short>& row) { return static_cast<int>(row.size()); }
 
     const RowKernels<short>& kernels = kernelsOf(GetParam()).rows<short>();
-    const RowKernels<SmallLong>& smallLongKernels = kernelsOf(GetParam()).rows<SmallLong>();
+    const RowKernels<Int64In16>& smallLongKernels = kernelsOf(GetParam()).rows<Int64In16>();
 };
 
 INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),

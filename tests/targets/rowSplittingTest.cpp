@@ -56,7 +56,7 @@ protected:
     Random random{2};
     Magnitudes range{1L << (8 * sizeof(Row) - 1)}; // everything that a row can hold
 };
-using SampleTypes = testing::Types<short, SmallLong, long>;
+using SampleTypes = testing::Types<short, Int64In16, long>;
 TYPED_TEST_SUITE(RowSplitting, SampleTypes);
 
 } // namespace

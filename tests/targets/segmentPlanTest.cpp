@@ -46,7 +46,7 @@ constexpr std::int64_t unlimited = std::int64_t{1} << 30;
 template <typename T>
 struct LaidOutStreams {
     explicit LaidOutStreams(std::int64_t budget)
-        : plan(shape, topPlane, *histogram, roomOf(budget), RunLengths::shortest), memory(plan.bytes() / 4) {
+        : plan(shape, topPlane, *histogram, roomOf(budget), SizeEstimate::lowerBound), memory(plan.bytes() / 4) {
         plan.setUp(begin());
     }
 

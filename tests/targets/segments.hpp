@@ -3,7 +3,7 @@
 #pragma once
 
 #include "coding/foldedValue.hpp"
-#include "coding/segmentOrder.hpp"
+#include "coding/subband.hpp"
 #include "support/bitStreams.hpp"
 #include "support/coefficientClasses.hpp"
 

@@ -82,14 +82,14 @@ protected:
 
     // Two events behind so many passes. Memory for those is never touched: only the last block holds anything.
     void checkLongRun(std::uint64_t passes, int k, int sparse) {
-        using Folded = FoldedSequence<RowSample<T>>;
+        using Folded = SubbandBytes<RowSample<T>>;
         constexpr std::uint64_t between = 500;
         constexpr std::uint64_t behind = 7;
         const auto count = static_cast<long>(passes + 1 + between + 1 + behind);
         const Untouched memory(static_cast<std::size_t>(Folded::rowBytes(count)));
-        std::vector<unsigned char> rowsInUse(static_cast<std::size_t>(Folded::blocks(count)), 1);
-        std::vector<unsigned char> longest(rowsInUse.size(), 0);
-        Folded folded{{memory.bytes}, rowsInUse.data(), longest.data(), count};
+        std::vector<unsigned char> bytePlanesUsed(static_cast<std::size_t>(Folded::blocks(count)), 1);
+        std::vector<unsigned char> longest(bytePlanesUsed.size(), 0);
+        Folded folded{{memory.bytes}, bytePlanesUsed.data(), longest.data(), count};
         folded.finish();
         memory.bytes[passes] = 3; // -1
         memory.bytes[passes + 1 + between] = 2;

@@ -12,7 +12,7 @@ namespace {
 
 // Fills the places of standard streams that we were started without: a file that took one of them would get our
 // messages, too.
-void keepStandardStreams() {
+void reserveStandardDescriptors() {
     int descriptor = 0;
     while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
         descriptor = open("/dev/null", O_RDWR);
@@ -23,7 +23,7 @@ void keepStandardStreams() {
 } // namespace
 
 int main(int argc, char** argv) {
-    keepStandardStreams();
+    reserveStandardDescriptors();
     int status = 1;
     try {
         const tekoimg::Request request = tekoimg::parse(argc, argv);

@@ -13,21 +13,21 @@ namespace teko {
 struct Kernels {
     RawRowKernels rawRows;
     RowKernels<std::int16_t> rowsOf16;
-    RowKernels<SmallLong> smallRowsOf64;
+    RowKernels<Int64In16> narrowRowsOf64;
     RowKernels<std::int64_t> rowsOf64;
     RowConversions conversions;
     PlaneKernels<std::int16_t> planesOf16;
     PlaneKernels<std::int64_t> planesOf64;
     // Whether rows of 16 bits are faster for images of 16 bits, where these fit: those that leave vectors to the
     // compiler are not (0.85 times on the transform).
-    bool prefersSmallRows;
+    bool prefers16BitRows;
 
     template <typename T>
     const RowKernels<T>& rows() const {
         if constexpr (std::is_same_v<T, std::int16_t>) {
             return rowsOf16;
-        } else if constexpr (std::is_same_v<T, SmallLong>) {
-            return smallRowsOf64;
+        } else if constexpr (std::is_same_v<T, Int64In16>) {
+            return narrowRowsOf64;
         } else {
             return rowsOf64;
         }

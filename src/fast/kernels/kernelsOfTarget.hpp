@@ -4,9 +4,9 @@
 
 #include "fast/kernels/kernels.hpp"
 #include "fast/planes/bitLengths.hpp"
-#include "fast/planes/classCoder.hpp"
 #include "fast/planes/folding.hpp"
-#include "fast/planes/slicedClasses.hpp"
+#include "fast/planes/subbandCoder.hpp"
+#include "fast/planes/subbandDecoder.hpp"
 #include "fast/rows/lanesLifting.hpp"
 #include "fast/rows/lanesRows.hpp"
 #include "fast/rows/plainLifting.hpp"
@@ -38,11 +38,11 @@ constexpr auto mergeRowOf16 = mergeInLanes;
 constexpr RawRowKernels rawRowKernels{
     .splitBytes = splitRawBytes,
     .splitWords = splitRawWords,
-    .splitSmallWords = splitSmallWordsInLanes,
+    .splitWordsTo16 = splitWordsTo16InLanes,
     .splitColours = splitColoursInLanes,
     .joinBytes = joinRawBytes,
     .joinWords = joinWordsInLanes,
-    .joinSmallWords = joinSmallWordsInLanes,
+    .joinWordsFrom16 = joinWordsFrom16InLanes,
     .joinColours = joinColoursInLanes,
     .joinColoursBelow = joinColoursBelowInLanes,
     .clamp = clampRow<std::int16_t>,
@@ -58,19 +58,19 @@ constexpr RowKernels<std::int16_t> rowKernelsOf16{
     .updateSmall = updateInLanes<updatedSmall>,
     .update = updateInLanes<updated<Lanes>>,
     .updateExact = updateRow<std::int16_t>,
-    .transformAlongSmall = transformInLanes<Lanes, prediction<Lanes>, updatedSmall>,
-    .transformAlong = transformInLanes<Lanes, prediction<Lanes>, updated<Lanes>>,
-    .transformAlongExact = transformRowAlong<std::int16_t, WrappedToSample>,
+    .transformRowSmall = transformInLanes<Lanes, prediction<Lanes>, updatedSmall>,
+    .transformRow = transformInLanes<Lanes, prediction<Lanes>, updated<Lanes>>,
+    .transformRowExact = transformRowAlong<std::int16_t, WrappedToSample>,
     .unpredict = unpredictInLanes<prediction<Lanes>>,
     .unpredictExact = unpredictRow<std::int16_t, Exact>,
     .unupdate = updateInLanes<unupdated>,
     .unupdateExact = unupdateRow<std::int16_t>,
-    .untransformAlong = untransformInLanes<prediction<Lanes>>,
-    .untransformAlongExact = untransformRowAlong<std::int16_t, WrappedToSample>,
+    .untransformRow = untransformInLanes<prediction<Lanes>>,
+    .untransformRowExact = untransformRowAlong<std::int16_t, WrappedToSample>,
     .unscale = unscaleInLanes,
 };
 
-constexpr RowKernels<SmallLong> smallRowKernelsOf64{
+constexpr RowKernels<Int64In16> narrowRowKernelsOf64{
     .split = splitRowOf16,
     .merge = mergeRowOf16,
     .largest = largestInRow<std::int16_t>,
@@ -79,15 +79,15 @@ constexpr RowKernels<SmallLong> smallRowKernelsOf64{
     .updateSmall = updateInLanes<updated<Lanes>>,
     .update = updateInLanes<updated<Lanes>>,
     .updateExact = updateInLanes<updated<Lanes>>,
-    .transformAlongSmall = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
-    .transformAlong = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
-    .transformAlongExact = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
+    .transformRowSmall = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
+    .transformRow = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
+    .transformRowExact = transformInLanes<Lanes, predictionInParts, updated<Lanes>>,
     .unpredict = unpredictInLanes<predictionInParts>,
     .unpredictExact = unpredictInLanes<predictionInParts>,
     .unupdate = updateInLanes<unupdated>,
     .unupdateExact = updateInLanes<unupdated>,
-    .untransformAlong = untransformInLanes<predictionInParts>,
-    .untransformAlongExact = untransformInLanes<predictionInParts>,
+    .untransformRow = untransformInLanes<predictionInParts>,
+    .untransformRowExact = untransformInLanes<predictionInParts>,
     .unscale = unscaleInLanes,
 };
 
@@ -101,11 +101,11 @@ constexpr auto extendRangeOfRow = extendRangeInLanes;
 constexpr RawRowKernels rawRowKernels{
     .splitBytes = splitBytes,
     .splitWords = splitWords,
-    .splitSmallWords = splitSmallWords,
+    .splitWordsTo16 = splitWordsTo16,
     .splitColours = splitColours,
     .joinBytes = joinBytes,
     .joinWords = joinWords<int>,
-    .joinSmallWords = joinWords<std::int16_t>,
+    .joinWordsFrom16 = joinWords<std::int16_t>,
     .joinColours = joinColours,
     .joinColoursBelow = joinColoursBelow,
     .clamp = clampRow<std::int16_t>,
@@ -122,20 +122,20 @@ constexpr RowKernels<T> plainRowKernels{
     .updateSmall = updateRow<std::int16_t>,
     .update = updateRow<std::int16_t>,
     .updateExact = updateRow<std::int16_t>,
-    .transformAlongSmall = transformRowAlong<std::int16_t, Wrapped>,
-    .transformAlong = transformRowAlong<std::int16_t, Wrapped>,
-    .transformAlongExact = transformRowAlong<std::int16_t, Wrapped>,
+    .transformRowSmall = transformRowAlong<std::int16_t, Wrapped>,
+    .transformRow = transformRowAlong<std::int16_t, Wrapped>,
+    .transformRowExact = transformRowAlong<std::int16_t, Wrapped>,
     .unpredict = unpredictRow<std::int16_t, Wrapped>,
     .unpredictExact = unpredictRow<std::int16_t, Exact>,
     .unupdate = unupdateRow<std::int16_t>,
     .unupdateExact = unupdateRow<std::int16_t>,
-    .untransformAlong = untransformRowAlong<std::int16_t, Wrapped>,
-    .untransformAlongExact = untransformRowAlong<std::int16_t, Wrapped>,
+    .untransformRow = untransformRowAlong<std::int16_t, Wrapped>,
+    .untransformRowExact = untransformRowAlong<std::int16_t, Wrapped>,
     .unscale = unscaleRow<std::int16_t>,
 };
 
 constexpr RowKernels<std::int16_t> rowKernelsOf16 = plainRowKernels<std::int16_t, WrappedToSample>;
-constexpr RowKernels<SmallLong> smallRowKernelsOf64 = plainRowKernels<SmallLong, Exact>;
+constexpr RowKernels<Int64In16> narrowRowKernelsOf64 = plainRowKernels<Int64In16, Exact>;
 constexpr auto transformIntRow = transformRowAlong<int, Exact>;
 constexpr auto splitExtendingRow = splitExtending<std::int16_t>;
 constexpr auto mergeExtendingRow = mergeExtending<std::int16_t>;
@@ -153,15 +153,15 @@ constexpr RowKernels<std::int64_t> rowKernelsOf64{
     .updateSmall = updateRow<int>,
     .update = updateRow<int>,
     .updateExact = updateRow<int>,
-    .transformAlongSmall = transformIntRow,
-    .transformAlong = transformIntRow,
-    .transformAlongExact = transformIntRow,
+    .transformRowSmall = transformIntRow,
+    .transformRow = transformIntRow,
+    .transformRowExact = transformIntRow,
     .unpredict = unpredictRow<int, Exact>,
     .unpredictExact = unpredictRow<int, Exact>,
     .unupdate = unupdateRow<int>,
     .unupdateExact = unupdateRow<int>,
-    .untransformAlong = untransformRowAlong<int, Exact>,
-    .untransformAlongExact = untransformRowAlong<int, Exact>,
+    .untransformRow = untransformRowAlong<int, Exact>,
+    .untransformRowExact = untransformRowAlong<int, Exact>,
     .unscale = unscaleRow<int>,
 };
 
@@ -179,29 +179,29 @@ template <typename T>
 constexpr PlaneKernels<T> planeKernels{
     .fold = fold<RowSample<T>>,
     .foldPairs = foldPairs<RowSample<T>>,
-    .foldSmall = fold<std::int16_t>,
-    .foldSmallPairs = foldPairs<std::int16_t>,
+    .fold16 = fold<std::int16_t>,
+    .fold16Pairs = foldPairs<std::int16_t>,
     .countLengths = countLengths<RowSample<T>>,
     .codeClass = codeClass<T>,
     .makeSliced = makeSliced<T>,
 };
 
 #if defined(TEKO_HAS_LANES)
-constexpr bool prefersSmallRows = true;
+constexpr bool prefers16BitRows = true;
 #else
-constexpr bool prefersSmallRows = false;
+constexpr bool prefers16BitRows = false;
 #endif
 
 const Kernels& kernels() {
     static constexpr Kernels table{
         .rawRows = rawRowKernels,
         .rowsOf16 = rowKernelsOf16,
-        .smallRowsOf64 = smallRowKernelsOf64,
+        .narrowRowsOf64 = narrowRowKernelsOf64,
         .rowsOf64 = rowKernelsOf64,
         .conversions = rowConversions,
         .planesOf16 = planeKernels<std::int16_t>,
         .planesOf64 = planeKernels<std::int64_t>,
-        .prefersSmallRows = prefersSmallRows,
+        .prefers16BitRows = prefers16BitRows,
     };
     return table;
 }

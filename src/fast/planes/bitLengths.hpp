@@ -2,7 +2,7 @@
 // Counting the bit lengths of folded values, block by block.
 #pragma once
 
-#include "fast/planes/foldedSequence.hpp"
+#include "fast/planes/subbandBytes.hpp"
 #include "fast/simd/bits.hpp"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ inline __m512i countHighestBits(__m512i bytes) {
     const __m512i reversal = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201ULL));
     const __m512i reversed = _mm512_gf2p8affine_epi64_epi8(bytes, reversal, 0);
     const __m512i lowest = _mm512_and_si512(reversed, _mm512_sub_epi8(_mm512_setzero_si512(), reversed));
-    const __m512i byBit = _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transposedBits(lowest));
+    const __m512i byBit = _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transpose8x8(lowest));
     return _mm512_popcnt_epi64(byBit);
 }
 
@@ -48,9 +48,9 @@ inline __m512i countHighestBits(const unsigned char* bytes, int words) {
 // Adds the bit lengths of the values in a block, which leave a value's sign bit free. A value is as long as its highest
 // byte that is not 0 says. Returns the longest.
 template <typename V>
-int countLengths(const FoldedSequence<V>& folded, std::int64_t block, int /*atMost*/, std::uint64_t* counts) {
+int countLengths(const SubbandBytes<V>& folded, std::int64_t block, int /*atMost*/, std::uint64_t* counts) {
     const int words = folded.wordsIn(block);
-    const int rows = folded.rowsInUse[block];
+    const int rows = folded.bytePlanesUsed[block];
     __mmask64 left[blockSamples / 64];
     std::fill_n(left, rows > 1 ? words : 0, ~std::uint64_t{0});
     int longest = 0;
@@ -132,10 +132,10 @@ inline void countReached(const unsigned char* bytes, int words, int lowest, int 
 
 // Byte `row` of the values of a block, 255 where a value has higher bytes; in place where none has.
 template <typename V>
-const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, std::int64_t block, int row,
+const unsigned char* saturatedBytes(const SubbandBytes<V>& folded, std::int64_t block, int row,
                                     unsigned char* saturated) {
     const unsigned char* bytes = folded.bytes(row, block);
-    for (int higher = row + 1; higher < folded.rowsInUse[block]; ++higher) {
+    for (int higher = row + 1; higher < folded.bytePlanesUsed[block]; ++higher) {
         const unsigned char* const above = folded.bytes(higher, block);
         for (int i = 0; i < folded.wordsIn(block) * 64; ++i) {
             saturated[i] = static_cast<unsigned char>(bytes[i] | (above[i] != 0 ? 255 : 0));
@@ -148,10 +148,10 @@ const unsigned char* saturatedBytes(const FoldedSequence<V>& folded, std::int64_
 // Adds the bit lengths of the values in a block, which are at most `atMost` and leave a value's sign bit free. Returns
 // the longest. No folded value is 1, so as many reach one bit as two.
 template <typename V>
-int countLengths(const FoldedSequence<V>& folded, std::int64_t block, int atMost, std::uint64_t* counts) {
+int countLengths(const SubbandBytes<V>& folded, std::int64_t block, int atMost, std::uint64_t* counts) {
     std::uint64_t reached[8 * sizeof(V) + 2] = {}; // [length]
     reached[0] = static_cast<std::uint64_t>(folded.valuesIn(block));
-    for (int row = 0; row < folded.rowsInUse[block]; ++row) {
+    for (int row = 0; row < folded.bytePlanesUsed[block]; ++row) {
         const int shortest = std::max(8 * row + 1, 2);
         unsigned char saturated[blockSamples];
         countReached(saturatedBytes(folded, block, row, saturated), folded.wordsIn(block), (shortest - 1) % 8,

@@ -136,9 +136,9 @@ private:
 
 // Segments with k = 0: a bit for every candidate, and a sign behind every one. Takes 64 bits of the stream at a
 // time.
-class DenseRuns {
+class BitmapRunDecoder {
 public:
-    explicit DenseRuns(StreamView& stream) : in(stream) {}
+    explicit BitmapRunDecoder(StreamView& stream) : in(stream) {}
 
     // Decodes so many candidates more into `found`, events or none, and returns true. Throws what the reader throws,
     // with the events up to there in `found`.
@@ -204,11 +204,11 @@ private:
 
 // Segments with a k that has a table: twelve bits at a time.
 template <int k>
-class TableRuns {
+class TableRunDecoder {
 public:
-    TableRuns(StreamView& stream, std::uint64_t candidates) : in(stream), left(candidates) {}
+    TableRunDecoder(StreamView& stream, std::uint64_t candidates) : in(stream), left(candidates) {}
 
-    // As DenseRuns.
+    // As BitmapRunDecoder.
     bool next(std::uint64_t candidates, CandidateBits& found) {
         waiting.startStretch(candidates, found);
         takeWindows(candidates, found);
@@ -296,9 +296,9 @@ private:
 };
 
 // Segments with any other k: runs of passes, each up to an event.
-class SparseRuns {
+class LongRunDecoder {
 public:
-    SparseRuns(StreamView& stream, int parameter, std::uint64_t candidates)
+    LongRunDecoder(StreamView& stream, int parameter, std::uint64_t candidates)
         : in(stream), k(static_cast<unsigned>(parameter)), left(candidates) {
         readCodeCarefully();
     }

@@ -34,7 +34,7 @@ constexpr int rowsUpTo(int topPlane) {
 
 using Word = std::uint64_t;
 
-// A word in memory that was allocated for samples.
+// A word in memory that comes as bytes.
 using PlaneWord [[gnu::may_alias]] = std::uint64_t;
 
 struct Block {
@@ -108,7 +108,7 @@ private:
 
 // One class of one channel.
 template <typename T>
-class ClassState {
+class SubbandState {
 public:
     // counts: one for each block.
     void place(PlaneWord* itsMemory, int itsRows, std::int64_t samples, std::uint32_t* counts) {

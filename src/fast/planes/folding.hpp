@@ -2,7 +2,7 @@
 // Folding while coefficients are moved: on lanes, where the target has any.
 #pragma once
 
-#include "fast/planes/foldedSequence.hpp"
+#include "fast/planes/subbandBytes.hpp"
 #include "fast/simd/lanes.hpp"
 
 #include <algorithm>
@@ -133,7 +133,7 @@ bool reaches(const FoldedGroup<Row>& group, int bit) {
 
 // Appends n samples, and returns the OR of their magnitudes.
 template <typename Row, typename V, typename Samples>
-Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to) {
+Unsigned<Row> appendFolded(const Samples& samples, int n, SubbandBytes<V>& to) {
     using Group = FoldedGroup<Row>;
     const std::int64_t before = to.count;
     unsigned char* const lowest = to.lowestBytes();
@@ -162,12 +162,12 @@ Unsigned<Row> appendFolded(const Samples& samples, int n, FoldedSequence<V>& to)
 }
 
 template <typename Row, typename V>
-Unsigned<Row> fold(const Row* samples, int n, FoldedSequence<V>& to) {
+Unsigned<Row> fold(const Row* samples, int n, SubbandBytes<V>& to) {
     return appendFolded<Row>(SamplesInOrder<Row>{samples}, n, to);
 }
 
 template <typename Row, typename V>
-Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, FoldedSequence<V>& to) {
+Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
     return appendFolded<Row>(SamplesApart<Row>{even, odd}, n, to);
 }
 
@@ -192,9 +192,9 @@ void takeBytes(const Row* __restrict folded, int n, int row, unsigned char* __re
 
 // Appends at most 64 folded values, with the OR of their magnitudes.
 template <typename Row, typename V>
-void append(const Row* folded, int n, Unsigned<Row> magnitudes, FoldedSequence<V>& to) {
+void append(const Row* folded, int n, Unsigned<Row> magnitudes, SubbandBytes<V>& to) {
     takeBytes(folded, n, 0, to.lowestBytes());
-    const int rows = to.rowsNeeded(magnitudes);
+    const int rows = to.bytePlanesNeeded(magnitudes);
     for (int row = 1; row < rows; ++row) {
         takeBytes(folded, n, row, to.higherBytes(row, n));
     }
@@ -204,7 +204,7 @@ void append(const Row* folded, int n, Unsigned<Row> magnitudes, FoldedSequence<V
 constexpr int foldedAtOnce = 64;
 
 template <typename Row, typename V>
-Unsigned<Row> fold(const Row* samples, int n, FoldedSequence<V>& to) {
+Unsigned<Row> fold(const Row* samples, int n, SubbandBytes<V>& to) {
     Unsigned<Row> magnitudes = 0;
     for (int done = 0; done < n; done += foldedAtOnce) {
         const int here = std::min(n - done, foldedAtOnce);
@@ -220,7 +220,7 @@ Unsigned<Row> fold(const Row* samples, int n, FoldedSequence<V>& to) {
 }
 
 template <typename Row, typename V>
-Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, FoldedSequence<V>& to) {
+Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
     Unsigned<Row> magnitudes = 0;
     for (int done = 0; done < n; done += foldedAtOnce) {
         const int here = std::min(n - done, foldedAtOnce);

@@ -14,9 +14,9 @@
 // The sub-streams and the coefficients are those of the plain procedures, bit for bit.
 #pragma once
 
-#include "coding/imageShape.hpp"
-#include "fast/planes/foldedSequence.hpp"
+#include "coding/subband.hpp"
 #include "fast/planes/segmentPlan.hpp"
+#include "fast/planes/subbandBytes.hpp"
 #include "fast/rows/rowKernels.hpp"
 #include "memory/memory.hpp"
 
@@ -44,22 +44,22 @@ public:
     // After read: the next n coefficients of a class of a channel, in scan order. They are the image's and stay until
     // more of the class are asked for. Throws std::bad_alloc.
     virtual const RowSample<T>* take(int channel, int c, std::int64_t n) = 0;
-    // The same in short, where magnitudes have no more than 15 bits. A class is always taken in the same way.
-    virtual const std::int16_t* takeSmall(int channel, int c, std::int64_t n) = 0;
+    // The next n in 16 bits, where magnitudes have no more than 15. A class is always taken in the same way.
+    virtual const std::int16_t* take16(int channel, int c, std::int64_t n) = 0;
     // After read: magnitudes of a class are below 2^n.
     virtual int magnitudeBits(int channel, int c) const = 0;
 };
 
 template <typename T>
 struct PlaneKernels {
-    using Folded = FoldedSequence<RowSample<T>>;
+    using Folded = SubbandBytes<RowSample<T>>;
 
     // Append n coefficients, given in order or apart by even and odd places. Return the OR of the magnitudes.
     Unsigned<RowSample<T>> (*fold)(const RowSample<T>* samples, int n, Folded& folded);
     Unsigned<RowSample<T>> (*foldPairs)(const RowSample<T>* even, const RowSample<T>* odd, int n, Folded& folded);
-    // The same from rows of short.
-    Unsigned<std::int16_t> (*foldSmall)(const std::int16_t* samples, int n, Folded& folded);
-    Unsigned<std::int16_t> (*foldSmallPairs)(const std::int16_t* even, const std::int16_t* odd, int n, Folded& folded);
+    // Append n coefficients from rows of 16 bits, in the same two ways.
+    Unsigned<std::int16_t> (*fold16)(const std::int16_t* samples, int n, Folded& folded);
+    Unsigned<std::int16_t> (*fold16Pairs)(const std::int16_t* even, const std::int16_t* odd, int n, Folded& folded);
     // Adds the bit lengths of the values in a block that is full or finished; returns the longest. None is longer than
     // atMost, which may be more than the longest has.
     int (*countLengths)(const Folded& folded, std::int64_t block, int atMost, std::uint64_t* counts);

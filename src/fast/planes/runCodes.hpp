@@ -3,7 +3,7 @@
 #pragma once
 
 #include "coding/runLengthParameter.hpp"
-#include "fast/planes/chunk.hpp"
+#include "fast/planes/bitPlaneBlock.hpp"
 #include "fast/planes/littleEndian.hpp"
 #include "fast/planes/segmentPlan.hpp"
 
@@ -62,7 +62,7 @@ private:
 };
 
 // Bit `plane` of every coefficient of a chunk that is significant.
-inline void putRefinements(BitAppender& appender, const Chunk& chunk, int plane) {
+inline void putRefinements(BitAppender& appender, const BitPlaneBlock& chunk, int plane) {
     BitAppender out = appender;
     for (int w = 0; w < chunk.words; ++w) {
         const std::uint64_t significant = chunk.significant[w];

@@ -10,8 +10,8 @@
 #include "fast/planes/runSegmentsAvx2.hpp"
 #else
 
-#include "fast/planes/eventPlaces.hpp"
 #include "fast/planes/runCodes.hpp"
+#include "fast/planes/significanceEvents.hpp"
 
 #include <bit>
 #include <cstdint>
@@ -21,7 +21,7 @@ TEKO_TARGET_BEGIN
 namespace teko::TEKO_TARGET_NAMESPACE {
 
 // The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
+inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
     BitAppender out = appender;
     std::uint64_t run = passes; // up to the first candidate of the word
     for (int w = 0; w < chunk.words; ++w) {
@@ -59,7 +59,7 @@ inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsig
 }
 
 // Events that were gathered.
-inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
+inline void putEvents(BitAppender& appender, const SignificanceEvents& events, unsigned k) {
     BitAppender out = appender;
     for (unsigned i = 0; i < events.count; ++i) {
         putEvent(out, events.run(i), k, events.signOf(i));

@@ -8,8 +8,8 @@
 #if !defined(TEKO_FOR_AVX2)
 #define TEKO_FOR_AVX2
 #endif
-#include "fast/planes/eventPlaces.hpp"
 #include "fast/planes/runCodes.hpp"
+#include "fast/planes/significanceEvents.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -23,7 +23,7 @@ struct EightCodes {
     __m256i codes;
     __m256i lengths;
 
-    static EightCodes of(const EventPlaces& events, unsigned from, unsigned k) {
+    static EightCodes of(const SignificanceEvents& events, unsigned from, unsigned k) {
         const __m256i left = _mm256_set1_epi32(static_cast<int>(events.count - from));
         const __m256i lanes = _mm256_cmpgt_epi32(left, _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
         const __m256i one = _mm256_set1_epi32(1);
@@ -99,7 +99,7 @@ private:
     static std::uint64_t lowWord(__m128i words) { return static_cast<std::uint64_t>(_mm_cvtsi128_si64(words)); }
 };
 
-inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
+inline void putEvents(BitAppender& appender, const SignificanceEvents& events, unsigned k) {
     BitAppender out = appender;
     for (unsigned i = 0; i < events.count; i += 8) {
         const EightCodes codes = EightCodes::of(events, i, k);
@@ -126,7 +126,7 @@ inline std::uint64_t placesIn(std::uint64_t gathered) {
 }
 
 // The lowest eight of such places, behind `start` candidates.
-inline void storePlaces(std::uint64_t places, std::uint32_t start, std::uint32_t* to) {
+inline void storePositions(std::uint64_t places, std::uint32_t start, std::uint32_t* to) {
     const auto bytes = static_cast<long long>(depositBits(places, 0x0F0F0F0F0F0F0F0FU));
     const __m256i words = _mm256_cvtepu8_epi32(_mm_cvtsi64_si128(bytes));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
@@ -135,30 +135,30 @@ inline void storePlaces(std::uint64_t places, std::uint32_t start, std::uint32_t
 
 // Sixteen candidates at a time, for planes of many events (where there are few, one by one is 1.01 times as fast on
 // whole encodes of 16 bits).
-inline void storePlacesOfMany(std::uint64_t gathered, std::uint32_t start, std::uint32_t* to) {
+inline void storePositionsOfMany(std::uint64_t gathered, std::uint32_t start, std::uint32_t* to) {
     for (unsigned quarter = 0; quarter < 64; quarter += 16) {
         const std::uint64_t here = gathered >> quarter & 0xFFFF;
         const std::uint64_t places = placesIn(here);
         const int found = countBits(here);
-        storePlaces(places, start + quarter, to);
+        storePositions(places, start + quarter, to);
         if (found > 8) [[unlikely]] {
-            storePlaces(places >> 32, start + quarter, to + 8);
+            storePositions(places >> 32, start + quarter, to + 8);
         }
         to += found;
     }
 }
 
 template <bool areMany>
-void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPlaces& events) {
+void gatherEvents(BitPlaneBlock& chunk, int plane, std::uint64_t& passes, SignificanceEvents& events) {
     events.start(passes);
     std::uint32_t start = 0;
     for (int w = 0; w < chunk.words; ++w) {
         const Candidates candidates = chunk.takeCandidates(plane, w);
         const std::uint64_t gathered = candidates.gathered();
         if constexpr (areMany) {
-            storePlacesOfMany(gathered, start, events.nextPlaces());
+            storePositionsOfMany(gathered, start, events.nextPlaces());
         } else {
-            storePlacesOf<8>(gathered, start, events.nextPlaces());
+            storePositionsOf<8>(gathered, start, events.nextPlaces());
         }
         events.append(extractBits(chunk.signs(w), candidates.events), static_cast<unsigned>(countBits(gathered)));
         start += candidates.count();
@@ -167,8 +167,8 @@ void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPlaces& e
 }
 
 // The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
-    EventPlaces events;
+inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
+    SignificanceEvents events;
     if (k < 4) {
         gatherEvents<true>(chunk, plane, passes, events);
     } else {

@@ -10,7 +10,7 @@
 #if !defined(TEKO_FOR_AVX512)
 #define TEKO_FOR_AVX512
 #endif
-#include "fast/planes/chunk.hpp"
+#include "fast/planes/bitPlaneBlock.hpp"
 #include "fast/planes/runCodes.hpp"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ TEKO_TARGET_BEGIN
 namespace teko::TEKO_TARGET_NAMESPACE {
 
 // Events of a plane of a chunk: where they are among the candidates in the low 31 bits, the sign above.
-struct EventPlaces {
+struct SignificanceEvents {
     static constexpr std::uint32_t sign = 0x80000000U;
 
     unsigned count;
@@ -59,12 +59,12 @@ struct AscendingBytes {
 inline constexpr AscendingBytes ascendingBytes;
 
 // Stores places of 16 events as bytes: bits 0 .. 5 the place in a word that starts at `start`, bit 7 the sign.
-inline void storePlaces(std::uint32_t* to, __m512i start, __m128i bytes) {
-    const __m512i placeAndSign = _mm512_set1_epi32(static_cast<int>(EventPlaces::sign | 63));
+inline void storePositions(std::uint32_t* to, __m512i start, __m128i bytes) {
+    const __m512i placeAndSign = _mm512_set1_epi32(static_cast<int>(SignificanceEvents::sign | 63));
     _mm512_storeu_si512(to, _mm512_add_epi32(start, _mm512_and_si512(_mm512_cvtepi8_epi32(bytes), placeAndSign)));
 }
 
-inline void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPlaces& found) {
+inline void gatherEvents(BitPlaneBlock& chunk, int plane, std::uint64_t& passes, SignificanceEvents& found) {
     const __m512i ascending = _mm512_loadu_si512(ascendingBytes.bytes);
     const __m512i signBit = _mm512_set1_epi8(-128);
     std::uint32_t* to = found.places + 1;
@@ -77,11 +77,11 @@ inline void gatherEvents(Chunk& chunk, int plane, std::uint64_t& passes, EventPl
         const __m512i bytes = _mm512_maskz_compress_epi8(candidates.gathered(), placesAndSigns);
         const __m512i wordStart = _mm512_set1_epi32(static_cast<int>(start));
         const int events = countBits(candidates.events);
-        storePlaces(to, wordStart, _mm512_castsi512_si128(bytes));
+        storePositions(to, wordStart, _mm512_castsi512_si128(bytes));
         if (events > 16) [[unlikely]] {
-            storePlaces(to + 16, wordStart, _mm512_extracti32x4_epi32(bytes, 1));
-            storePlaces(to + 32, wordStart, _mm512_extracti32x4_epi32(bytes, 2));
-            storePlaces(to + 48, wordStart, _mm512_extracti32x4_epi32(bytes, 3));
+            storePositions(to + 16, wordStart, _mm512_extracti32x4_epi32(bytes, 1));
+            storePositions(to + 32, wordStart, _mm512_extracti32x4_epi32(bytes, 2));
+            storePositions(to + 48, wordStart, _mm512_extracti32x4_epi32(bytes, 3));
         }
         to += events;
         start += candidates.count();
@@ -94,11 +94,11 @@ struct SixteenCodes {
     __m512i codes;
     __m512i lengths;
 
-    static SixteenCodes of(const EventPlaces& events, unsigned from, unsigned k) {
+    static SixteenCodes of(const SignificanceEvents& events, unsigned from, unsigned k) {
         const unsigned left = events.count - from;
         const auto lanes = static_cast<__mmask16>(left < 16 ? (1U << left) - 1 : 0xFFFFU);
         const __m512i one = _mm512_set1_epi32(1);
-        const __m512i signBit = _mm512_set1_epi32(static_cast<int>(EventPlaces::sign));
+        const __m512i signBit = _mm512_set1_epi32(static_cast<int>(SignificanceEvents::sign));
         const __m512i places = _mm512_loadu_si512(events.places + 1 + from);
         const __m512i before = _mm512_loadu_si512(events.places + from);
         const __m512i run = _mm512_andnot_si512(signBit, _mm512_sub_epi32(_mm512_sub_epi32(places, before), one));
@@ -156,7 +156,7 @@ private:
     bool areAtMost(int length) const { return _mm512_cmpgt_epu32_mask(lengths, _mm512_set1_epi32(length)) == 0; }
 };
 
-inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned k) {
+inline void putEvents(BitAppender& appender, const SignificanceEvents& events, unsigned k) {
     static_assert(largestRunLengthParameter <= 30);
     BitAppender out = appender;
     if (events.count > 0 && events.farPasses > 0) [[unlikely]] {
@@ -182,8 +182,8 @@ inline void putEvents(BitAppender& appender, const EventPlaces& events, unsigned
 }
 
 // The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeSparseRuns(BitAppender& appender, Chunk& chunk, int plane, unsigned k, std::uint64_t& passes) {
-    EventPlaces events;
+inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
+    SignificanceEvents events;
     gatherEvents(chunk, plane, passes, events);
     putEvents(appender, events, k);
 }

@@ -3,7 +3,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/runLengthParameter.hpp"
-#include "coding/segmentOrder.hpp"
+#include "coding/subband.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -16,10 +16,10 @@ namespace {
 
 // Of a run segment: its parameter, its events, and the units that the passes fill without what is left over at the end
 // of every run.
-std::uint64_t runBits(const PlaneCount& count, RunLengths lengths) {
+std::uint64_t runBits(const PlaneCount& count, SizeEstimate lengths) {
     const int k = runLengthParameter(count.events, count.candidates());
     const std::uint64_t longest = (count.events + 1) * ((std::uint64_t{1} << k) - 1);
-    const std::uint64_t remainders = lengths == RunLengths::shortest ? longest : longest / 2;
+    const std::uint64_t remainders = lengths == SizeEstimate::lowerBound ? longest : longest / 2;
     const std::uint64_t units = count.passes > remainders ? (count.passes - remainders) >> k : 0;
     return 5 + count.events * static_cast<std::uint64_t>(k + 2) + units;
 }
@@ -28,7 +28,7 @@ std::uint64_t runBits(const PlaneCount& count, RunLengths lengths) {
 
 template <typename T>
 SegmentPlan<T>::SegmentPlan(const ImageShape& imageShape, int top, const BitLengthHistogram<T>& counts,
-                            std::uint64_t bitsOfRoom, RunLengths lengths)
+                            std::uint64_t bitsOfRoom, SizeEstimate lengths)
     : shape(imageShape), topPlane(top), histogram(counts), room(bitsOfRoom),
       planes(firstPlane(imageShape.channels, 0)) {
     assert(topPlane >= 0 && topPlane <= highestPlane<T>);

@@ -4,7 +4,7 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "memory/memory.hpp"
 
 #include <cstdint>
@@ -30,9 +30,9 @@ struct PlaneStreams {
 };
 
 // How long run segments are taken to be. That depends on where the events are, which only coding tells.
-enum class RunLengths {
-    usual,    // runs end anywhere in their last unit: too short by one in a hundred, as a rule, and seldom too long
-    shortest, // runs end at the end of their last unit: never too long
+enum class SizeEstimate {
+    typical,    // runs end anywhere in their last unit: too short by one in a hundred, as a rule, and seldom too long
+    lowerBound, // runs end at the end of their last unit: never too long
 };
 
 // The bits that a writer takes before it throws, at most.
@@ -51,7 +51,7 @@ public:
     // For a writer that stands behind the top plane and has room for so many bits. The histogram is summed, and not
     // copied. Throws std::bad_alloc.
     SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, std::uint64_t room,
-                RunLengths lengths);
+                SizeEstimate lengths);
 
     // The lowest plane of a class that has to be coded: the writer does not see the beginning of those below, so coding
     // them would cost time and change nothing. One above the top plane where the class is not needed at all.
@@ -68,7 +68,7 @@ public:
     PlaneStreams* streams(int channel, int c) { return planes.data() + firstPlane(channel, c); }
 
     // Once all is coded: the bits of all sub-streams, or of those in front of the first that was left out; nothing
-    // where these are not more than the writer takes, which `shortest` lengths always are.
+    // where these are not more than the writer takes, which `lowerBound` lengths always are.
     std::optional<std::uint64_t> codedBits() const;
 
     // Then appends the sub-streams in their order. Throws what the writer throws.

@@ -156,7 +156,7 @@ int forGroups(int width, Step step) {
     return pairs;
 }
 
-inline void splitBytesInLanes(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples) {
+inline void splitBytesInLanes(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>& samples) {
     const int done = forGroups<2 * Lanes::count>(width, [&](int x) {
         const Lanes pairs = Lanes::loadBytes(raw + x);
         (pairs & Lanes::all(0xFF)).store(samples.even + x / 2);
@@ -165,7 +165,7 @@ inline void splitBytesInLanes(const unsigned char* raw, int width, const SplitRo
     splitBytes(raw + done, width - done, samples.from(done));
 }
 
-inline void splitWordsInLanes(const unsigned char* raw, int width, const SplitRow<int>& samples) {
+inline void splitWordsInLanes(const unsigned char* raw, int width, const PolyphaseRow<int>& samples) {
     const int done = forGroups<2 * WideLanes::count>(width, [&](int x) {
         const WideLanes pairs = WideLanes::loadBytes(raw + std::int64_t{2} * x);
         (pairs & WideLanes::all(0xFFFF)).store(samples.even + x / 2);
@@ -174,7 +174,7 @@ inline void splitWordsInLanes(const unsigned char* raw, int width, const SplitRo
     splitWords(raw + std::int64_t{2} * done, width - done, samples.from(done));
 }
 
-inline unsigned splitSmallWordsInLanes(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples) {
+inline unsigned splitWordsTo16InLanes(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>& samples) {
     Lanes all = Lanes::all(0);
     const int done = forGroups<2 * Lanes::count>(width, [&](int x) {
         const Lanes low = Lanes::loadBytes(raw + std::int64_t{2} * x);
@@ -184,27 +184,27 @@ inline unsigned splitSmallWordsInLanes(const unsigned char* raw, int width, cons
         even.store(samples.even + x / 2);
         odd.store(samples.odd + x / 2);
     });
-    return allOf(all) | splitSmallWords(raw + std::int64_t{2} * done, width - done, samples.from(done));
+    return allOf(all) | splitWordsTo16(raw + std::int64_t{2} * done, width - done, samples.from(done));
 }
 
-inline void splitColoursInLanes(const unsigned char* raw, int width, const SplitRow<std::int16_t>* channels) {
+inline void splitColoursInLanes(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>* channels) {
     const int done = forGroups<2 * Lanes::count>(width, [&](int x) {
         Lanes even[3];
         Lanes odd[3];
         loadRgb(raw + std::int64_t{3} * x, even, odd);
-        const auto store = [&](const Lanes* rgb, std::int16_t* SplitRow<std::int16_t>::*part) {
+        const auto store = [&](const Lanes* rgb, std::int16_t* PolyphaseRow<std::int16_t>::*part) {
             const Lanes sum = rgb[0] + rgb[2] + rgb[1] + rgb[1];
             shiftRightUnsigned<2>(sum).store(channels[0].*part + x / 2);
             (rgb[0] - rgb[1]).store(channels[1].*part + x / 2);
             (rgb[2] - rgb[1]).store(channels[2].*part + x / 2);
         };
-        store(even, &SplitRow<std::int16_t>::even);
-        store(odd, &SplitRow<std::int16_t>::odd);
+        store(even, &PolyphaseRow<std::int16_t>::even);
+        store(odd, &PolyphaseRow<std::int16_t>::odd);
     });
     splitColoursFrom(done, raw, width, channels);
 }
 
-inline void joinBytesInLanes(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw) {
+inline void joinBytesInLanes(const PolyphaseRow<std::int16_t>& samples, int width, unsigned char* raw) {
     const int done = forGroups<2 * Lanes::count>(width, [&](int x) {
         const Lanes even = Lanes::load(samples.even + x / 2);
         const Lanes odd = Lanes::load(samples.odd + x / 2);
@@ -213,7 +213,7 @@ inline void joinBytesInLanes(const SplitRow<std::int16_t>& samples, int width, u
     joinBytes(samples.from(done), width - done, raw + done);
 }
 
-inline void joinWordsInLanes(const SplitRow<int>& samples, int width, unsigned char* raw) {
+inline void joinWordsInLanes(const PolyphaseRow<int>& samples, int width, unsigned char* raw) {
     const int done = forGroups<2 * WideLanes::count>(width, [&](int x) {
         const WideLanes even = WideLanes::load(samples.even + x / 2);
         const WideLanes odd = WideLanes::load(samples.odd + x / 2);
@@ -222,7 +222,7 @@ inline void joinWordsInLanes(const SplitRow<int>& samples, int width, unsigned c
     joinWords<int>(samples.from(done), width - done, raw + std::int64_t{2} * done);
 }
 
-inline void joinSmallWordsInLanes(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw) {
+inline void joinWordsFrom16InLanes(const PolyphaseRow<std::int16_t>& samples, int width, unsigned char* raw) {
     const int done = forGroups<2 * Lanes::count>(width, [&](int x) {
         const auto [low, high] = zip(Lanes::load(samples.even + x / 2), Lanes::load(samples.odd + x / 2));
         low.storeBytes(raw + std::int64_t{2} * x);
@@ -263,7 +263,8 @@ struct ClampedColours {
 
 // untransform(lanes) makes three lanes of the channels those of the colours. Returns how many pixels are done.
 template <typename Untransform>
-int joinColourLanes(const SplitRow<std::int16_t>* channels, int width, Untransform untransform, unsigned char* raw) {
+int joinColourLanes(const PolyphaseRow<std::int16_t>* channels, int width, Untransform untransform,
+                    unsigned char* raw) {
     return forGroups<2 * Lanes::count>(width, [&](int x) {
         Lanes even[3];
         Lanes odd[3];
@@ -277,12 +278,13 @@ int joinColourLanes(const SplitRow<std::int16_t>* channels, int width, Untransfo
     });
 }
 
-inline void joinColoursInLanes(const SplitRow<std::int16_t>* channels, int width, unsigned char* raw) {
+inline void joinColoursInLanes(const PolyphaseRow<std::int16_t>* channels, int width, unsigned char* raw) {
     const int done = joinColourLanes(channels, width, LowColours{}, raw);
     joinColoursFrom(done, channels, width, Unclamped{}, raw);
 }
 
-inline void joinColoursBelowInLanes(const SplitRow<std::int16_t>* channels, int width, int limit, unsigned char* raw) {
+inline void joinColoursBelowInLanes(const PolyphaseRow<std::int16_t>* channels, int width, int limit,
+                                    unsigned char* raw) {
     const int done = limit < 0 ? 0 : joinColourLanes(channels, width, ClampedColours(limit), raw);
     joinColoursBelowFrom(done, channels, width, limit, raw);
 }

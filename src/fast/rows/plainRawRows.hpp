@@ -15,7 +15,7 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
-inline void splitBytes(const unsigned char* __restrict raw, int width, const SplitRow<std::int16_t>& samples) {
+inline void splitBytes(const unsigned char* __restrict raw, int width, const PolyphaseRow<std::int16_t>& samples) {
     std::int16_t* __restrict even = samples.even;
     std::int16_t* __restrict odd = samples.odd;
     for (int i = 0; i < width / 2; ++i) {
@@ -27,7 +27,7 @@ inline void splitBytes(const unsigned char* __restrict raw, int width, const Spl
     }
 }
 
-inline void splitWords(const unsigned char* __restrict raw, int width, const SplitRow<int>& samples) {
+inline void splitWords(const unsigned char* __restrict raw, int width, const PolyphaseRow<int>& samples) {
     int* __restrict even = samples.even;
     int* __restrict odd = samples.odd;
     for (int i = 0; i < width / 2; ++i) {
@@ -39,7 +39,8 @@ inline void splitWords(const unsigned char* __restrict raw, int width, const Spl
     }
 }
 
-inline unsigned splitSmallWords(const unsigned char* __restrict raw, int width, const SplitRow<std::int16_t>& samples) {
+inline unsigned splitWordsTo16(const unsigned char* __restrict raw, int width,
+                               const PolyphaseRow<std::int16_t>& samples) {
     std::int16_t* __restrict even = samples.even;
     std::int16_t* __restrict odd = samples.odd;
     int all = 0;
@@ -74,16 +75,17 @@ inline void splitColourPixels(int first, const unsigned char* __restrict raw, in
 }
 
 // From pixel `from` on, which is at an even place.
-inline void splitColoursFrom(int from, const unsigned char* raw, int width, const SplitRow<std::int16_t>* channels) {
+inline void splitColoursFrom(int from, const unsigned char* raw, int width,
+                             const PolyphaseRow<std::int16_t>* channels) {
     splitColourPixels(from, raw, width, channels[0].even, channels[1].even, channels[2].even);
     splitColourPixels(from + 1, raw, width, channels[0].odd, channels[1].odd, channels[2].odd);
 }
 
-inline void splitColours(const unsigned char* raw, int width, const SplitRow<std::int16_t>* channels) {
+inline void splitColours(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>* channels) {
     splitColoursFrom(0, raw, width, channels);
 }
 
-inline void joinBytes(const SplitRow<std::int16_t>& samples, int width, unsigned char* __restrict raw) {
+inline void joinBytes(const PolyphaseRow<std::int16_t>& samples, int width, unsigned char* __restrict raw) {
     for (int i = 0; i < width / 2; ++i) {
         raw[2 * i] = static_cast<unsigned char>(samples.even[i] & 0xFF);
         raw[2 * i + 1] = static_cast<unsigned char>(samples.odd[i] & 0xFF);
@@ -94,7 +96,7 @@ inline void joinBytes(const SplitRow<std::int16_t>& samples, int width, unsigned
 }
 
 template <typename Row>
-void joinWords(const SplitRow<Row>& samples, int width, unsigned char* __restrict raw) {
+void joinWords(const PolyphaseRow<Row>& samples, int width, unsigned char* __restrict raw) {
     for (int x = 0; x < width; ++x) {
         const int sample = x % 2 == 0 ? samples.even[x / 2] : samples.odd[x / 2];
         raw[2 * x] = static_cast<unsigned char>(sample & 0xFF);
@@ -153,16 +155,16 @@ void joinColourPixels(int first, const std::int16_t* luminance, const std::int16
 
 // From pixel `from` on, which is at an even place.
 template <typename Clamp>
-void joinColoursFrom(int from, const SplitRow<std::int16_t>* channels, int width, Clamp clamp, unsigned char* raw) {
+void joinColoursFrom(int from, const PolyphaseRow<std::int16_t>* channels, int width, Clamp clamp, unsigned char* raw) {
     joinColourPixels(from, channels[0].even, channels[1].even, channels[2].even, width, clamp, raw);
     joinColourPixels(from + 1, channels[0].odd, channels[1].odd, channels[2].odd, width, clamp, raw);
 }
 
-inline void joinColours(const SplitRow<std::int16_t>* channels, int width, unsigned char* raw) {
+inline void joinColours(const PolyphaseRow<std::int16_t>* channels, int width, unsigned char* raw) {
     joinColoursFrom(0, channels, width, Unclamped{}, raw);
 }
 
-inline void joinColoursBelowFrom(int from, const SplitRow<std::int16_t>* channels, int width, int limit,
+inline void joinColoursBelowFrom(int from, const PolyphaseRow<std::int16_t>* channels, int width, int limit,
                                  unsigned char* raw) {
     if (limit < 0) {
         joinColoursFrom(from, channels, width, ClampedBelow{limit}, raw);
@@ -171,7 +173,7 @@ inline void joinColoursBelowFrom(int from, const SplitRow<std::int16_t>* channel
     }
 }
 
-inline void joinColoursBelow(const SplitRow<std::int16_t>* channels, int width, int limit, unsigned char* raw) {
+inline void joinColoursBelow(const PolyphaseRow<std::int16_t>* channels, int width, int limit, unsigned char* raw) {
     joinColoursBelowFrom(0, channels, width, limit, raw);
 }
 

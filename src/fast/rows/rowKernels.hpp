@@ -20,21 +20,21 @@
 
 namespace teko {
 
-// Long samples that short rows can hold through the filter.
-struct SmallLong {};
+// Stands for samples of images of 16 bits in rows of 16 bits, where these can hold them through the filter.
+struct Int64In16 {};
 
 template <typename T>
 using RowSample = std::conditional_t<std::is_same_v<T, std::int64_t>, int, std::int16_t>;
 
 // A row, its samples at even places and those at odd places apart.
 template <typename Row>
-struct SplitRow {
+struct PolyphaseRow {
     Row* even;
     Row* odd;
     std::int64_t largest = 0; // a bound of its magnitudes, where one is kept
 
     // From sample x on, which is at an even place.
-    SplitRow from(int x) const { return {even + x / 2, odd + x / 2, largest}; }
+    PolyphaseRow from(int x) const { return {even + x / 2, odd + x / 2, largest}; }
 };
 
 // The smallest and the largest of some samples.
@@ -54,21 +54,21 @@ struct SampleRange {
     // 2.23 w, an approximation 1.42 |m| + 1.59 w.
     bool isSmall() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
 
-    // The same on the way back, for approximations in such a range and all other coefficients at most d. Up the
-    // columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients, twice a
-    // prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row from
-    // there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| + 0.56
-    // w + 3.11 d.
+    // Whether a level can go back in 16-bit rows, for approximations in such a range and all other coefficients at most
+    // d. Up the columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients,
+    // twice a prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row
+    // from there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| +
+    // 0.56 w + 3.11 d.
     bool isSmallWith(int d) const {
         return least >= -7500 && largest <= 7500 &&
                std::int64_t{1773} * (largest - least) + std::int64_t{5430} * d <= 27'000'000;
     }
 };
 
-// A row of long samples, in one of both forms.
-struct AnySplitRow {
-    const SplitRow<std::int16_t>* small; // null if it is the other
-    const SplitRow<int>* wide;
+// A row of an image of 16 bits, in 16 bits or as int.
+struct AnyPolyphaseRow {
+    const PolyphaseRow<std::int16_t>* small; // null if it is the other
+    const PolyphaseRow<int>* wide;
 };
 
 template <typename T>
@@ -80,27 +80,27 @@ struct RowKernels {
     std::int64_t (*split)(const Row* x, int n, Row* even, Row* odd);
     // Puts them back; returns the bound.
     std::int64_t (*merge)(Row* x, int n, const Row* even, const Row* odd);
-    // The same bound alone.
+    // A bound of the magnitudes of n samples, as split returns it.
     std::int64_t (*largest)(const Row* x, int n);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
-    // The same with the exact sum; any values.
+    // odd -= rdiv(...) as predict, with the exact sum; any values.
     void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up
     // to 4095.
     void (*updateSmall)(Row* even, const Row* before, const Row* after, int n);
-    // The same, for sums up to 24575 and before, after up to 16383.
+    // even = scale(...) as updateSmall, for sums up to 24575 and before, after up to 16383.
     void (*update)(Row* even, const Row* before, const Row* after, int n);
-    // The same; any values.
+    // even = scale(...) as updateSmall; any values.
     void (*updateExact)(Row* even, const Row* before, const Row* after, int n);
 
     // Both steps along a row of n samples, mirrored about its ends; the first and the last odd samples come from exact
     // sums. For magnitudes up to 600, up to 1638, and any. Both parts have room as for (n + 1) / 2 samples: a sample
     // before and a vector beyond may be written, and a vector more read.
-    void (*transformAlongSmall)(Row* even, Row* odd, int n);
-    void (*transformAlong)(Row* even, Row* odd, int n);
-    void (*transformAlongExact)(Row* even, Row* odd, int n);
+    void (*transformRowSmall)(Row* even, Row* odd, int n);
+    void (*transformRow)(Row* even, Row* odd, int n);
+    void (*transformRowExact)(Row* even, Row* odd, int n);
 
     // The inverses; unupdate for even up to 21841 and before, after up to 16383.
     void (*unpredict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
@@ -108,8 +108,8 @@ struct RowKernels {
     void (*unupdate)(Row* even, const Row* before, const Row* after, int n);
     void (*unupdateExact)(Row* even, const Row* before, const Row* after, int n);
     // For even up to 21841 and odd up to 16383, and any.
-    void (*untransformAlong)(Row* even, Row* odd, int n);
-    void (*untransformAlongExact)(Row* even, Row* odd, int n);
+    void (*untransformRow)(Row* even, Row* odd, int n);
+    void (*untransformRowExact)(Row* even, Row* odd, int n);
 
     // x = unscale(x), that many times; any values, of int rows any that are restored.
     void (*unscale)(Row* x, int n, int times);
@@ -142,24 +142,24 @@ struct RowConversions {
 struct RawRowKernels {
     // Each takes `width` pixels. Up to 32 samples beyond them may be written.
     // One byte a pixel.
-    void (*splitBytes)(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples);
+    void (*splitBytes)(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>& samples);
     // Two bytes a pixel, the least significant first.
-    void (*splitWords)(const unsigned char* raw, int width, const SplitRow<int>& samples);
-    // The same into 16 bits, which have no room for the largest. Returns the OR of all samples.
-    unsigned (*splitSmallWords)(const unsigned char* raw, int width, const SplitRow<std::int16_t>& samples);
+    void (*splitWords)(const unsigned char* raw, int width, const PolyphaseRow<int>& samples);
+    // Two bytes a pixel into 16 bits, which have no room for the largest. Returns the OR of all samples.
+    unsigned (*splitWordsTo16)(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>& samples);
     // Three bytes a pixel, red, green and blue, into the three channels of the colour transform.
-    void (*splitColours)(const unsigned char* raw, int width, const SplitRow<std::int16_t>* channels);
+    void (*splitColours)(const unsigned char* raw, int width, const PolyphaseRow<std::int16_t>* channels);
 
     // Each makes `width` pixels and keeps the low bits of what does not fit.
     // One byte a pixel.
-    void (*joinBytes)(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw);
+    void (*joinBytes)(const PolyphaseRow<std::int16_t>& samples, int width, unsigned char* raw);
     // Two bytes a pixel, the least significant first.
-    void (*joinWords)(const SplitRow<int>& samples, int width, unsigned char* raw);
-    void (*joinSmallWords)(const SplitRow<std::int16_t>& samples, int width, unsigned char* raw);
+    void (*joinWords)(const PolyphaseRow<int>& samples, int width, unsigned char* raw);
+    void (*joinWordsFrom16)(const PolyphaseRow<std::int16_t>& samples, int width, unsigned char* raw);
     // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
-    void (*joinColours)(const SplitRow<std::int16_t>* channels, int width, unsigned char* raw);
+    void (*joinColours)(const PolyphaseRow<std::int16_t>* channels, int width, unsigned char* raw);
     // Such pixels whose colours are clampedTo(limit, sample). The limit is not 0.
-    void (*joinColoursBelow)(const SplitRow<std::int16_t>* channels, int width, int limit, unsigned char* raw);
+    void (*joinColoursBelow)(const PolyphaseRow<std::int16_t>* channels, int width, int limit, unsigned char* raw);
 
     // n samples, each as clampedTo(limit, sample). The limit is not 0.
     void (*clamp)(std::int16_t* samples, int n, int limit);

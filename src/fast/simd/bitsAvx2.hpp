@@ -8,6 +8,7 @@
 #include "fast/simd/forTarget.hpp"
 
 #include <cstdint>
+#include <initializer_list>
 
 TEKO_TARGET_BEGIN
 
@@ -47,7 +48,7 @@ void swapBits(__m256i& a, __m256i& b, __m256i mask) {
 }
 
 // Bit b of byte j of row i becomes bit i of byte j of row b.
-inline void transposeBits(__m256i* rows) {
+inline void transpose8x8(__m256i* rows) {
     for (int i = 0; i < 4; ++i) {
         swapBits<4>(rows[i], rows[i + 4], _mm256_set1_epi8(0x0F));
     }
@@ -74,7 +75,7 @@ void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
     for (int b = 0; b < 8; ++b) {
         places[b] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(rows[b] + w));
     }
-    transposeBits(places);
+    transpose8x8(places);
     __m256i pairs[8]; // four of the first places, four of the later ones
     for (int i = 0; i < 4; ++i) {
         pairs[i] = _mm256_unpacklo_epi8(places[2 * i], places[2 * i + 1]);

@@ -15,7 +15,7 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 // Transposes the eight bits of each of eight rows, the last row first, all at once: the columns of a matrix are its
 // products with the unit vectors.
-inline __m512i transposedBits(__m512i matrices) {
+inline __m512i transpose8x8(__m512i matrices) {
     const __m512i unitVectors = _mm512_set1_epi64(static_cast<long long>(0x8040201008040201ULL));
     return _mm512_gf2p8affine_epi64_epi8(unitVectors, matrices, 0);
 }
@@ -38,7 +38,7 @@ inline constexpr ByteOrders byteOrders;
 inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     const __m512i matrices =
         _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.lastRowFirst), _mm512_loadu_si512(bytes));
-    _mm512_storeu_si512(words, _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transposedBits(matrices)));
+    _mm512_storeu_si512(words, _mm512_permutexvar_epi8(_mm512_load_si512(byteOrders.byRow), transpose8x8(matrices)));
 }
 
 // Which of 64 bytes have bit `lowest` or a higher one.
@@ -75,8 +75,8 @@ void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
         for (int quarter = 0; quarter < 2; ++quarter) {
             const __m512i* both = fours + 2 * quarter;
             unsigned char* to = bytes + 64 * half + 32 * quarter;
-            storeLanes(transposedBits(_mm512_unpacklo_epi32(both[0], both[1])), to);
-            storeLanes(transposedBits(_mm512_unpackhi_epi32(both[0], both[1])), to + 16);
+            storeLanes(transpose8x8(_mm512_unpacklo_epi32(both[0], both[1])), to);
+            storeLanes(transpose8x8(_mm512_unpackhi_epi32(both[0], both[1])), to + 16);
         }
     }
 }

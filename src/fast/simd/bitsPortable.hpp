@@ -73,7 +73,7 @@ inline std::uint64_t depositBits(std::uint64_t value, std::uint64_t mask) {
 // Transposes a matrix of 8 x 8 bits, one byte a row: exchanges neighbouring bits across the diagonal, then squares of
 // two by two, then of four by four.
 // Source: H. S. Warren, Hacker's Delight, 2nd ed., section 7-3.
-inline std::uint64_t transposed(std::uint64_t m) {
+inline std::uint64_t transpose8x8(std::uint64_t m) {
     std::uint64_t t = (m ^ m >> 7) & 0x00AA00AA00AA00AAU;
     m ^= t ^ t << 7;
     t = (m ^ m >> 14) & 0x0000CCCC0000CCCCU;
@@ -95,7 +95,7 @@ inline std::uint64_t groupOfBytes(const unsigned char* bytes) {
 inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     std::uint64_t rows[8];
     for (int i = 0; i < 8; ++i) {
-        rows[i] = transposed(groupOfBytes(bytes + 8 * i));
+        rows[i] = transpose8x8(groupOfBytes(bytes + 8 * i));
     }
     for (int b = 0; b < 8; ++b) {
         words[b] = 0;
@@ -125,7 +125,7 @@ inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {
         for (int b = 0; b < 8; ++b) {
             rows |= (words[b] >> (8 * i) & 0xFFU) << (8 * b);
         }
-        const std::uint64_t group = transposed(rows);
+        const std::uint64_t group = transpose8x8(rows);
         for (int j = 0; j < 8; ++j) {
             bytes[8 * i + j] = static_cast<unsigned char>(group >> (8 * j) & 0xFFU);
         }

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "fast/rows/rowKernels.hpp"
-#include "memory/fillingMemory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -39,7 +39,7 @@ public:
         : columns(columnCount), rows(rowCount), half((evens() + 2 * margin + vector - 1) / vector * vector),
           memory(bytes()) {
         if (bytes() >= leastForLargePages) {
-            memory.adviseFilling(bytes());
+            memory.adviseHugePages(bytes());
         }
         start = reinterpret_cast<Row*>(memory.data() + upToLine());
         for (int part = 0; part < 2 * columns; ++part) {
@@ -50,7 +50,7 @@ public:
     }
 
     // Column x; beyond the first and the last, columns are mirrored.
-    SplitRow<Row> column(int x) {
+    PolyphaseRow<Row> column(int x) {
         const int mirrored = x < 0 ? -x : x >= columns ? 2 * (columns - 1) - x : x;
         assert(mirrored >= 0 && mirrored < columns);
         Row* const even = start + 2 * half * mirrored + margin;
@@ -99,7 +99,7 @@ private:
     static constexpr std::size_t leastForLargePages = std::size_t{2} << 20;
 
     const std::int64_t half;
-    FillingMemory memory;
+    PageBuffer memory;
     Row* start;
 };
 

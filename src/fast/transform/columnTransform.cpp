@@ -2,9 +2,8 @@
 #include "fast/transform/columnTransform.hpp"
 #include "fast/kernels/kernels.hpp"
 
-#include "fast/transform/levelShape.hpp"
+#include "fast/transform/level.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
@@ -51,9 +50,9 @@ public:
             liftOddColumns(band, inner, ends);
             liftEvenColumns(band, update);
         });
-        liftDown(largest <= largestForSmallSteps  ? k.transformAlongSmall
-                 : largest <= largestForStepsDown ? k.transformAlong
-                                                  : k.transformAlongExact);
+        liftDown(largest <= largestForSmallSteps  ? k.transformRowSmall
+                 : largest <= largestForStepsDown ? k.transformRow
+                                                  : k.transformRowExact);
     }
 
     // Whether that is sure to be undone (docs/bounds.md): all that is stored stays in 16 bits, and the predict sums of
@@ -64,7 +63,7 @@ public:
 
     void untransform() {
         const bool isSmall = largest <= largestForStepsUp;
-        liftDown(isSmall ? k.untransformAlong : k.untransformAlongExact);
+        liftDown(isSmall ? k.untransformRow : k.untransformRowExact);
         const bool isExact = largest <= largestForExactSumsBack;
         const auto ends = isExact ? k.unpredict : k.unpredictExact;
         const auto inner = runsRowsInKernel() ? ends : k.unpredict;
@@ -86,13 +85,13 @@ private:
         int n;
 
         Row* operator[](int x) const {
-            const SplitRow<Row> column = plane.column(x);
+            const PolyphaseRow<Row> column = plane.column(x);
             return (isOfOddRows ? column.odd : column.even) + first;
         }
     };
 
     // Rows of four or five samples round alike at all places.
-    bool runsRowsInKernel() const { return plane.columns < Lattice<T>::shortestSignal; }
+    bool runsRowsInKernel() const { return plane.columns < LevelGrid<T>::shortestSignal; }
 
     // Calls lift(band) for all bands.
     template <typename Lift>
@@ -149,7 +148,7 @@ template <typename Row, typename Visit>
 void forDetails(ColumnPlane<Row>& plane, const LevelShape& shape, const ScanBand& band, Visit visit) {
     const int spacing = shape.odds() + shape.columns; // two rows
     for (int x = 0; x < shape.columns; ++x) {
-        const SplitRow<Row> column = plane.column(x);
+        const PolyphaseRow<Row> column = plane.column(x);
         if (x % 2 != 0) {
             visit(column.even + band.first, band.evens, x / 2, spacing);
         }
@@ -252,7 +251,7 @@ void untransformFrom(int c, int levels, CoefficientSource<T>& source, const RowK
 } // namespace
 
 bool suitsColumns(int width, int height) {
-    return width >= Lattice<std::int16_t>::shortestSignal && width <= mostColumns && height >= 4 * width;
+    return width >= LevelGrid<std::int16_t>::shortestSignal && width <= mostColumns && height >= 4 * width;
 }
 
 template <typename T>

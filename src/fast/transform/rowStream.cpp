@@ -4,7 +4,6 @@
 #include "fast/transform/forwardLevels.hpp"
 #include "fast/transform/inverseLevels.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
@@ -18,19 +17,18 @@ namespace teko {
 namespace {
 
 template <typename T>
-Lattice<T> finestLattice(int width, int height) {
+LevelGrid<T> finestLattice(int width, int height) {
     return {nullptr, width, height, width, 1};
 }
 
 } // namespace
 
 bool suitsRowStreams(int width, int height) {
-    return std::min(width, height) >= Lattice<std::int16_t>::shortestSignal;
+    return std::min(width, height) >= LevelGrid<std::int16_t>::shortestSignal;
 }
 
-// Int rows never get too large for their kernels: an approximation is at most
-// 1.79 * 1.79 times as large as the samples that it is made from, the sum of the magnitudes of the filter's weights in
-// both directions, so five levels of 16-bit samples start from less than what a level may start from.
+// The levels of a plane, each handing its approximation to the next. Int rows never get too large for their kernels:
+// five levels of 16-bit samples start from less than largestForIntRows (docs/bounds.md).
 template <typename T>
 class ForwardStream<T>::Chain : public InTakenMemory {
 public:
@@ -41,7 +39,7 @@ public:
         const int levels = numberOfLevels(width, height);
         typename Levels::Coarser* next = nullptr;
         for (int level = levels - 1; level > 0; --level) {
-            const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
+            const LevelGrid<T> lattice = finestLattice<T>(width, height).coarser(level);
             const LevelShape shape{lattice.columns(), level, level == levels - 1};
             if (lattice.isLongEnough()) {
                 coarser.push_back(Levels::make(lattice, shape, target, sink, next));
@@ -54,11 +52,11 @@ public:
         finest = Levels::make(finestLattice<T>(width, height), {width, 0, levels == 1}, target, sink, next);
     }
 
-    SplitRow<RowSample<T>>& next() {
+    PolyphaseRow<RowSample<T>>& next() {
         assert(y < rows);
         return finest->place(y);
     }
-    SplitRow<std::int16_t>* nextSmall() { return Levels::placeSmall(*finest, y); }
+    PolyphaseRow<std::int16_t>* next16() { return Levels::place16(*finest, y); }
 
     void advance() {
         assert(y < rows);
@@ -94,13 +92,13 @@ template <typename T>
 ForwardStream<T>::ForwardStream(ForwardStream&&) noexcept = default;
 
 template <typename T>
-SplitRow<RowSample<T>>& ForwardStream<T>::next() {
+PolyphaseRow<RowSample<T>>& ForwardStream<T>::next() {
     return chain->next();
 }
 
 template <typename T>
-SplitRow<std::int16_t>* ForwardStream<T>::nextSmall() {
-    return chain->nextSmall();
+PolyphaseRow<std::int16_t>* ForwardStream<T>::next16() {
+    return chain->next16();
 }
 
 template <typename T>
@@ -129,7 +127,7 @@ public:
             levels.push_back(Levels::makeNone({columns, numberOf, true}, target, source));
         }
         for (int level = numberOf - 1; level >= halvings; --level) {
-            const Lattice<T> lattice = finestLattice<T>(width, height).coarser(level);
+            const LevelGrid<T> lattice = finestLattice<T>(width, height).coarser(level);
             const LevelShape shape{lattice.columns(), level, level == numberOf - 1};
             levels.push_back(Levels::make(lattice, shape, target, source, coarser));
             coarser = levels.back().get();

@@ -24,11 +24,12 @@ public:
 
     // The next n of class c.
     virtual void take(int c, const Row* samples, int n) = 0;
-    // The same from a row whose samples at even and at odd places lie apart.
+    // The next n of class c, from a row whose samples at even and at odd places lie apart.
     virtual void takePairs(int c, const Row* even, const Row* odd, int n) = 0;
-    // The same in rows of short, whose coefficients have magnitudes below 2^15; only for long samples.
-    virtual void takeSmall(int c, const std::int16_t* samples, int n) = 0;
-    virtual void takeSmallPairs(int c, const std::int16_t* even, const std::int16_t* odd, int n) = 0;
+    // The next n of class c in rows of 16 bits, whose coefficients have magnitudes below 2^15; only for images of 16
+    // bits.
+    virtual void take16(int c, const std::int16_t* samples, int n) = 0;
+    virtual void take16Pairs(int c, const std::int16_t* even, const std::int16_t* odd, int n) = 0;
 
 protected:
     ~CoefficientSink() = default;
@@ -45,12 +46,12 @@ public:
 
     // Where the next row goes, with its bound: samples of 8 or 16 bits, or differences of two samples of 8 bits. Behind
     // both parts is room for a vector of 32 samples.
-    SplitRow<RowSample<T>>& next();
-    // The same in a row of short, for long samples alone, that takes 0 to 32767. Null once there have been samples that
-    // lie too far apart for such rows; who meets one that is no short asks for the same row again, by next.
-    SplitRow<std::int16_t>* nextSmall();
-    // After it is there. With the last row, all coefficients have been passed on. These three throw std::bad_alloc
-    // where rows of short go on as rows of int.
+    PolyphaseRow<RowSample<T>>& next();
+    // For images of 16 bits alone: where the next row goes as one of 16 bits, which takes 0 to 32767. Null once the
+    // samples have been too far apart for such rows. Who meets a sample that does not fit calls next for the same row.
+    PolyphaseRow<std::int16_t>* next16();
+    // Takes the row that was put there. With the last row, all coefficients have reached the sink. next, next16 and
+    // advance throw std::bad_alloc where rows of 16 bits go on as rows of int.
     void advance();
     // Then: whether it is proved that the inverse gives the samples back. Where not, it may do so or not.
     bool isReversible() const;
@@ -70,7 +71,7 @@ public:
     // Only for long samples: magnitudes of class c are below 2^n.
     virtual int magnitudeBits(int c) const = 0;
     // As take, where there are no more than 15 bits. A class is always taken in the same way.
-    virtual const std::int16_t* takeSmall(int c, int n) = 0;
+    virtual const std::int16_t* take16(int c, int n) = 0;
 
 protected:
     ~CoefficientSource() = default;
@@ -91,7 +92,8 @@ public:
     ~InverseStream();
     InverseStream(InverseStream&&) noexcept;
 
-    using NextRow = std::conditional_t<std::is_same_v<T, std::int64_t>, AnySplitRow, const SplitRow<std::int16_t>&>;
+    using NextRow =
+        std::conditional_t<std::is_same_v<T, std::int64_t>, AnyPolyphaseRow, const PolyphaseRow<std::int16_t>&>;
 
     // The next row, from the top; to be used before the next is asked for, and may be changed. Throws std::bad_alloc.
     NextRow next();

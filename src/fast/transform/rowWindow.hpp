@@ -5,7 +5,7 @@
 #include "fast/rows/rowKernels.hpp"
 #include "filter/lifting.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
+#include "wavelet/levels.hpp"
 
 #include <algorithm>
 #include <array>
@@ -27,7 +27,7 @@ public:
     // loops are predicted (1.2 times on the transform of 768 x 512 pixels against going row by row).
     static constexpr int spareRows = 4;
 
-    RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels)
+    RowWindow(const LevelGrid<T>& source, const RowKernels<T>& rowKernels)
         : kernels(rowKernels), lastRow(source.rows() - 1), evens((source.columns() + 1) / 2),
           odds(source.columns() / 2), half((evens + 2 * margin + vector - 1) / vector * vector),
           memory(takeArray<Row>(memorySamples())) {
@@ -41,7 +41,7 @@ public:
 
     // The same rows, of other samples.
     template <typename Other>
-    RowWindow(const Lattice<T>& source, const RowKernels<T>& rowKernels, const RowWindow<Other>& other)
+    RowWindow(const LevelGrid<T>& source, const RowKernels<T>& rowKernels, const RowWindow<Other>& other)
         : RowWindow(source, rowKernels) {
         for (std::size_t i = 0; i < used(); ++i) {
             std::copy_n(other.rows[i].even - margin, 2 * half, rows[i].even - margin);
@@ -50,7 +50,7 @@ public:
     }
 
     // Row y of the lattice; beyond the first and the last, rows are mirrored.
-    SplitRow<Row>& operator[](int y) {
+    PolyphaseRow<Row>& operator[](int y) {
         assert(y >= -3 && y <= lastRow + 3);
         const int mirrored = y < 0 ? -y : y > lastRow ? 2 * lastRow - y : y;
         return rows[static_cast<std::size_t>(mirrored) % held];
@@ -58,7 +58,7 @@ public:
 
     // Row y from the approximation that the next finer level makes.
     void take(int y, const Row* samples) {
-        SplitRow<Row>& row = (*this)[y];
+        PolyphaseRow<Row>& row = (*this)[y];
         row.largest = kernels.split(samples, evens + odds, row.even, row.odd);
     }
 
@@ -67,12 +67,12 @@ public:
 
     // A step down the columns, on row y and its neighbours.
     void liftOdd(int y, Step step) {
-        const SplitRow<Row>&a = (*this)[y - 3], &b = (*this)[y - 1], &c = (*this)[y + 1], &d = (*this)[y + 3];
+        const PolyphaseRow<Row>&a = (*this)[y - 3], &b = (*this)[y - 1], &c = (*this)[y + 1], &d = (*this)[y + 3];
         step((*this)[y].even, a.even, b.even, c.even, d.even, evens);
         step((*this)[y].odd, a.odd, b.odd, c.odd, d.odd, odds);
     }
     void liftEven(int y, EvenStep step) {
-        const SplitRow<Row>&a = (*this)[y - 1], &b = (*this)[y + 1];
+        const PolyphaseRow<Row>&a = (*this)[y - 1], &b = (*this)[y + 1];
         step((*this)[y].even, a.even, b.even, evens);
         step((*this)[y].odd, a.odd, b.odd, odds);
     }
@@ -81,13 +81,13 @@ public:
 
     // Both steps along row y.
     void liftAlong(int y, BothSteps steps) {
-        const SplitRow<Row>& row = (*this)[y];
+        const PolyphaseRow<Row>& row = (*this)[y];
         steps(row.even, row.odd, evens + odds);
     }
 
     // Makes the bound of row y that of its samples as they are now.
     void boundRow(int y) {
-        SplitRow<Row>& row = (*this)[y];
+        PolyphaseRow<Row>& row = (*this)[y];
         row.largest = std::max(kernels.largest(row.even, evens), kernels.largest(row.odd, odds));
     }
     // That of the four rows that row y is predicted from.
@@ -97,7 +97,7 @@ public:
     }
     // Whether all their predict sums are samples.
     bool predictSumsFit(int y) {
-        const SplitRow<Row>&a = (*this)[y - 3], &b = (*this)[y - 1], &c = (*this)[y + 1], &d = (*this)[y + 3];
+        const PolyphaseRow<Row>&a = (*this)[y - 3], &b = (*this)[y - 1], &c = (*this)[y + 1], &d = (*this)[y + 3];
         return predictSumsFit(a.even, b.even, c.even, d.even, evens) &&
                predictSumsFit(a.odd, b.odd, c.odd, d.odd, odds);
     }
@@ -135,7 +135,7 @@ private:
     const int odds;
     const std::int64_t half;
     TakenArray<Row> memory;
-    std::array<SplitRow<Row>, held> rows{};
+    std::array<PolyphaseRow<Row>, held> rows{};
 };
 
 } // namespace teko

@@ -14,7 +14,7 @@ public:
 
     const RowSample<T>* take(int c, int n) override { return sliced.take(channel, c, n); }
     int magnitudeBits(int c) const override { return sliced.magnitudeBits(channel, c); }
-    const std::int16_t* takeSmall(int c, int n) override { return sliced.takeSmall(channel, c, n); }
+    const std::int16_t* take16(int c, int n) override { return sliced.take16(channel, c, n); }
 
 private:
     SlicedImage<T>& sliced;

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "coding/bitStreamer.hpp"
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "fast/kernels/kernels.hpp"
 #include "fast/transform/rowStream.hpp"
 #include "memory/memory.hpp"

@@ -5,12 +5,12 @@
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "fast/kernels/kernels.hpp"
 #include "fast/planes/segmentPlan.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "memory/fillingMemory.hpp"
 #include "memory/memory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -39,21 +39,21 @@ public:
     void write(BasicBitStreamer<Word>& out);
 
 private:
-    class Folder;
+    class SubbandCollector;
 
     // The segments that a writer behind the top plane takes, coded.
     struct Coded;
 
     // Codes them. Returns their bits, as SegmentPlan::codedBits; nothing where the writer would take more of them: run
     // segments are shorter than they were taken to be.
-    std::optional<std::uint64_t> codeSegments(int topPlane, RunLengths lengths, std::uint64_t room);
+    std::optional<std::uint64_t> codeSegments(int topPlane, SizeEstimate lengths, std::uint64_t room);
 
     const ImageShape shape;
     const PlaneKernels<T>& coding;
-    FillingMemory memory; // the coefficients, the lowest bytes of all channels first; behind them, sub-streams that fit
-                          // on the same large page
+    PageBuffer memory; // the coefficients, the lowest bytes of all channels first; behind them, sub-streams that fit
+                       // on the same large page
     std::size_t coefficientBytes = 0;
-    Vector<std::unique_ptr<Folder>> folders; // of each channel
+    Vector<std::unique_ptr<SubbandCollector>> collectors; // of each channel
     std::unique_ptr<BitLengthHistogram<T>> histogram;
     std::unique_ptr<Coded> coded; // after code
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fast/ways/rowDecoder.hpp"
+
 #include "fast/kernels/kernels.hpp"
+#include "wavelet/reduction.hpp"
 
 #include <cassert>
 #include <cstdint>
@@ -27,5 +29,78 @@ void RowDecoder<T>::start(int halvings) {
 
 template class RowDecoder<std::int16_t>;
 template class RowDecoder<std::int64_t>;
+
+namespace {
+
+// The next row of a channel, of samples T, its gain taken out.
+template <typename T>
+const PolyphaseRow<RowSample<T>>& withoutGain(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form) {
+    if (form.halvings > 0) {
+        const auto unscale = kernelsOf(form.target).rows<T>().unscale;
+        unscale(row.even, (form.width + 1) / 2, timesScaled(form.halvings));
+        unscale(row.odd, form.width / 2, timesScaled(form.halvings));
+    }
+    return row;
+}
+
+template <typename T, typename Join, typename Clamp>
+void joinRow(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form, Join join, Clamp clamp,
+             unsigned char* raw) {
+    withoutGain<T>(row, form);
+    if (form.limit != 0) {
+        clamp(row.even, (form.width + 1) / 2, form.limit);
+        clamp(row.odd, form.width / 2, form.limit);
+    }
+    join(row, form.width, raw);
+}
+
+void joinColours(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, const RawRowKernels& raws,
+                 unsigned char* raw) {
+    const PolyphaseRow<std::int16_t> channels[3] = {withoutGain<std::int16_t>(decoder.channel(0).next(), form),
+                                                    withoutGain<std::int16_t>(decoder.channel(1).next(), form),
+                                                    withoutGain<std::int16_t>(decoder.channel(2).next(), form)};
+    if (form.limit != 0) {
+        raws.joinColoursBelow(channels, form.width, form.limit, raw);
+    } else {
+        raws.joinColours(channels, form.width, raw);
+    }
+}
+
+// put(raw) makes the next row there.
+template <typename Put>
+bool putRows(int count, RowSink& rows, Put put) {
+    for (int y = 0; y < count; ++y) {
+        unsigned char* const raw = rows.next();
+        if (raw == nullptr) {
+            return false;
+        }
+        put(raw);
+    }
+    return true;
+}
+
+} // namespace
+
+bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
+    const RawRowKernels& raws = kernelsOf(form.target).rawRows;
+    if (form.channels == 3) {
+        return putRows(count, rows, [&](unsigned char* raw) { joinColours(decoder, form, raws, raw); });
+    }
+    return putRows(count, rows, [&](unsigned char* raw) {
+        joinRow<std::int16_t>(decoder.channel(0).next(), form, raws.joinBytes, raws.clamp, raw);
+    });
+}
+
+bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
+    const RawRowKernels& raws = kernelsOf(form.target).rawRows;
+    return putRows(count, rows, [&](unsigned char* raw) {
+        const AnyPolyphaseRow row = decoder.channel(0).next();
+        if (row.small != nullptr) {
+            joinRow<Int64In16>(*row.small, form, raws.joinWordsFrom16, raws.clamp, raw);
+        } else {
+            joinRow<std::int64_t>(*row.wide, form, raws.joinWords, raws.clampWide, raw);
+        }
+    });
+}
 
 } // namespace teko

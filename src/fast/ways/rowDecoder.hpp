@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Decompression of an image into rows, one after another from the top: the fast form of readWavelet and the inverse
-// transform. No plane of samples is ever there: coefficients stay sliced in memory until a row needs them.
+// Decompression of an image into rows, one after another from the top: the fast form of readWavelet, the inverse
+// transform, colours and raw rows. No plane of samples is ever there: coefficients stay sliced in memory until a row
+// needs them.
 #pragma once
 
-#include "coding/imageShape.hpp"
+#include "coding/subband.hpp"
 #include "fast/transform/rowStream.hpp"
 #include "fast/ways/coefficientDecoder.hpp"
+#include "image/rows.hpp"
 #include "memory/memory.hpp"
 
 #include <cassert>
@@ -54,5 +56,18 @@ private:
 
 extern template class RowDecoder<std::int16_t>;
 extern template class RowDecoder<std::int64_t>;
+
+// How raw rows are made from decoded ones.
+struct RawRowForm {
+    int width;
+    int channels;
+    int halvings; // of the sides: as many levels have their gain in the samples still
+    int limit;    // samples are clamped below it, unless it is 0
+    Target target;
+};
+
+// Hands the next `count` rows of an image on. Returns whether they were taken.
+bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int count, RowSink& rows);
+bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows);
 
 } // namespace teko

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Compression of an image whose rows come one after another from the top: the fast form of the transform and
-// writeWavelet. No plane of samples is ever there.
+// Compression of an image whose rows come one after another from the top: the fast form of raw rows, colours, the
+// transform and writeWavelet. No plane of samples is ever there.
 #pragma once
 
 #include "fast/transform/rowStream.hpp"
 #include "fast/ways/coefficientEncoder.hpp"
+#include "image/rows.hpp"
 #include "memory/memory.hpp"
 
 #include <cassert>
@@ -53,5 +54,9 @@ private:
 
 extern template class RowEncoder<std::int16_t>;
 extern template class RowEncoder<std::int64_t>;
+
+// Puts the next `count` rows of an image into its encoder. Returns whether the source had them all.
+bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int16_t>& encoder);
+bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int64_t>& encoder);
 
 } // namespace teko

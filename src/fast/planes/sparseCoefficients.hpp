@@ -9,11 +9,11 @@
 #include "fast/simd/forTarget.hpp"
 
 #if defined(TEKO_FOR_AVX512)
-#include "fast/planes/listedPlanesAvx512.hpp"
+#include "fast/planes/sparseCoefficientsAvx512.hpp"
 #else
 
-#include "fast/planes/eventPlaces.hpp"
 #include "fast/planes/runCodes.hpp"
+#include "fast/planes/significanceEvents.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -24,7 +24,7 @@ TEKO_TARGET_BEGIN
 namespace teko::TEKO_TARGET_NAMESPACE {
 
 template <typename V>
-class ListedCoefficients {
+class SparseCoefficients {
 public:
     void start() {
         samples = 0;
@@ -36,7 +36,7 @@ public:
 
     // Appends those of a block, its last word filled with zeros, that the chunk tells to be significant. There is room
     // for them.
-    void append(const FoldedSequence<V>& values, std::int64_t block, const Chunk& chunk) {
+    void append(const SubbandBytes<V>& values, std::int64_t block, const BitPlaneBlock& chunk) {
         const int before = count;
         for (int w = 0; w < chunk.words; ++w) {
             appendPlaces(w, chunk.significant[w]);
@@ -67,7 +67,7 @@ public:
     void refine(BitAppender& appender, int plane) const { putRefinements(appender, list, plane); }
 
     // The events of a plane, which become significant. passes: since the last event, before and after.
-    void gatherEvents(int plane, std::uint64_t& passes, EventPlaces& events) {
+    void gatherEvents(int plane, std::uint64_t& passes, SignificanceEvents& events) {
         events.start(passes);
         std::uint32_t significantBefore = 0;
         for (int w = 0; w < list.words; ++w) {
@@ -81,14 +81,14 @@ public:
 private:
     // Of those of word w that a mask tells.
     void appendPlaces(int w, std::uint64_t mask) {
-        storePlacesOf<4>(mask, samples + 64 * static_cast<std::uint32_t>(w), places + count);
+        storePositionsOf<4>(mask, samples + 64 * static_cast<std::uint32_t>(w), places + count);
         count += countBits(mask);
     }
 
     // The bytes of a block's coefficients, the first of which is listed as number `first`. What a block has no bytes
     // for is 0.
-    void takeBytes(const FoldedSequence<V>& values, std::int64_t block, int first) {
-        const int rowsHere = values.rowsInUse[block];
+    void takeBytes(const SubbandBytes<V>& values, std::int64_t block, int first) {
+        const int rowsHere = values.bytePlanesUsed[block];
         for (; rows < rowsHere; ++rows) {
             std::fill_n(bytes[rows], first, 0);
         }
@@ -106,7 +106,7 @@ private:
 
     // Those of a word of the list, with so many significant coefficients before it. Where an event is among the
     // candidates is its place without the significant ones below: those in the list, by its place among the others.
-    void gatherEvents(int plane, int w, std::uint32_t significantBefore, EventPlaces& events) {
+    void gatherEvents(int plane, int w, std::uint32_t significantBefore, SignificanceEvents& events) {
         constexpr int atOnce = 2;
         const Candidates candidates = list.takeCandidates(plane, w);
         std::uint64_t left = candidates.events;
@@ -128,9 +128,9 @@ private:
     std::uint32_t samples; // passed
     int count;
     int rows; // of bytes that some block has in use
-    Chunk list;
+    BitPlaneBlock list;
     std::uint32_t places[blockSamples + 64]; // among the samples
-    unsigned char bytes[FoldedSequence<V>::byteRows][blockSamples + 64];
+    unsigned char bytes[SubbandBytes<V>::bytePlanesOfValue][blockSamples + 64];
 };
 
 } // namespace teko::TEKO_TARGET_NAMESPACE

@@ -3,10 +3,10 @@
 // samples and works on them with the plain filter.
 #pragma once
 
-#include "fast/transform/coarserLevel.hpp"
+#include "fast/transform/level.hpp"
 #include "filter/filter4_2.hpp"
 #include "memory/memory.hpp"
-#include "wavelet/lattice.hpp"
+#include "wavelet/levels.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,11 +17,11 @@
 namespace teko {
 
 template <typename T>
-class LevelPlane {
+class WholeLevel {
 public:
     using Row = RowSample<T>;
 
-    explicit LevelPlane(const Lattice<T>& lattice)
+    explicit WholeLevel(const LevelGrid<T>& lattice)
         : columns(lattice.columns()), rows(lattice.rows()), needsBlocks(lattice.needsBlocks()),
           samples(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)),
           evens(static_cast<std::size_t>(columns + 1) / 2), odds(evens.size()) {}
@@ -30,17 +30,17 @@ public:
     void setRow(int y, const AnyRow* from) {
         std::copy_n(from, columns, row(y));
     }
-    void setRow(int y, const SplitRow<Row>& from) {
+    void setRow(int y, const PolyphaseRow<Row>& from) {
         for (int x = 0; x < columns; ++x) {
             row(y)[x] = (x % 2 == 0 ? from.even : from.odd)[x / 2];
         }
     }
 
     // Room for a row.
-    SplitRow<Row> splitRow() { return {evens.data(), odds.data(), 0}; }
+    PolyphaseRow<Row> splitRow() { return {evens.data(), odds.data(), 0}; }
     // Row y there.
-    SplitRow<Row> splitRow(int y) {
-        SplitRow<Row> split = splitRow();
+    PolyphaseRow<Row> splitRow(int y) {
+        PolyphaseRow<Row> split = splitRow();
         for (int x = 0; x < columns; ++x) {
             const T sample = row(y)[x];
             (x % 2 == 0 ? split.even : split.odd)[x / 2] = static_cast<Row>(sample);
@@ -65,8 +65,8 @@ public:
     }
 
     // Whether the inverse, which is tried on a copy, gives that.
-    bool isUndoneTo(const LevelPlane& original) const {
-        LevelPlane restored = *this;
+    bool isUndoneTo(const WholeLevel& original) const {
+        WholeLevel restored = *this;
         restored.untransform();
         return restored.samples == original.samples;
     }
@@ -106,9 +106,9 @@ private:
 
 // Hands its coefficients to pass(y, row), as ForwardLevel.
 template <typename T, typename Pass>
-class ForwardPlaneLevel final : public CoarserForward<T> {
+class ForwardWholeLevel final : public LevelSink<T> {
 public:
-    ForwardPlaneLevel(const Lattice<T>& lattice, const Pass& passOn) : plane(lattice), pass(passOn) {}
+    ForwardWholeLevel(const LevelGrid<T>& lattice, const Pass& passOn) : plane(lattice), pass(passOn) {}
 
     void take(int y, const RowSample<T>* samples) override { plane.setRow(y, samples); }
     // The same in rows of smaller samples.
@@ -120,7 +120,7 @@ public:
 
     void finish() override {
         if constexpr (std::is_same_v<T, std::int16_t>) {
-            const LevelPlane<T> original = plane;
+            const WholeLevel<T> original = plane;
             plane.transform();
             comesBack = plane.isUndoneTo(original);
         } else {
@@ -132,18 +132,18 @@ public:
     }
 
 private:
-    LevelPlane<T> plane;
+    WholeLevel<T> plane;
     Pass pass;
     bool comesBack = true;
 };
 
 // Takes its coefficients from fill(y, row), as InverseLevel.
 template <typename T, typename Fill>
-class InversePlaneLevel final : public CoarserInverse<T> {
+class InverseWholeLevel final : public LevelSource<T> {
 public:
-    InversePlaneLevel(const Lattice<T>& lattice, const Fill& fillRow) : plane(lattice), fill(fillRow) {}
+    InverseWholeLevel(const LevelGrid<T>& lattice, const Fill& fillRow) : plane(lattice), fill(fillRow) {}
 
-    const SplitRow<RowSample<T>>& restore(int y) override {
+    const PolyphaseRow<RowSample<T>>& restore(int y) override {
         if (!isRestored) {
             restoreAll();
         }
@@ -154,7 +154,7 @@ public:
 private:
     void restoreAll() {
         for (int y = 0; y < plane.rows; ++y) {
-            SplitRow<RowSample<T>> row = plane.splitRow();
+            PolyphaseRow<RowSample<T>> row = plane.splitRow();
             fill(y, row);
             plane.setRow(y, row);
         }
@@ -162,9 +162,9 @@ private:
         isRestored = true;
     }
 
-    LevelPlane<T> plane;
+    WholeLevel<T> plane;
     Fill fill;
-    SplitRow<RowSample<T>> current{};
+    PolyphaseRow<RowSample<T>> current{};
     bool isRestored = false;
 };
 

@@ -2,9 +2,9 @@
 // A class of a channel on its way into its sub-streams, plane by plane.
 #pragma once
 
-#include "fast/planes/listedPlanes.hpp"
 #include "fast/planes/planeKernels.hpp"
 #include "fast/planes/runSegments.hpp"
+#include "fast/planes/sparseCoefficients.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -46,26 +46,26 @@ struct PlaneCoder {
         }
     }
 
-    void refine(const Chunk& chunk, int plane) { putRefinements(refinements, chunk, plane); }
+    void refine(const BitPlaneBlock& chunk, int plane) { putRefinements(refinements, chunk, plane); }
 
     // The same for blocks whose coefficients of this plane and above are listed.
     void codeListed(auto& listed, int plane) {
         listed.refine(refinements, plane);
-        EventPlaces events;
+        SignificanceEvents events;
         listed.gatherEvents(plane, passes, events);
         putEvents(runs, events, k);
     }
 
-    void code(Chunk& chunk, int plane) {
+    void code(BitPlaneBlock& chunk, int plane) {
         if (k == 0) {
             codeDense(chunk, plane);
         } else {
-            codeSparseRuns(runs, chunk, plane, k, passes);
+            codeRuns(runs, chunk, plane, k, passes);
         }
     }
 
 private:
-    void codeDense(Chunk& chunk, int plane) {
+    void codeDense(BitPlaneBlock& chunk, int plane) {
         BitAppender out = runs;
         for (int w = 0; w < chunk.words; ++w) {
             const Candidates candidates = chunk.takeCandidates(plane, w);
@@ -78,13 +78,13 @@ private:
 
 // The class of a channel on its way into its sub-streams.
 template <typename T>
-class ClassCoder {
+class SubbandCoder {
 public:
     using Value = RowSample<T>;
-    using Folded = FoldedSequence<Value>;
+    using Folded = SubbandBytes<Value>;
 
     // Planes from lowestListed on are coded from lists; their k is not 0.
-    ClassCoder(PlaneStreams* itsStreams, int topPlane, int lowestPlane, int lowestListed)
+    SubbandCoder(PlaneStreams* itsStreams, int topPlane, int lowestPlane, int lowestListed)
         : streams(itsStreams), lowest(lowestPlane), listed(std::max(lowestPlane, lowestListed)), top(topPlane) {
         assert(lowest >= 0 && top <= highestSlicedPlane<T>);
         for (int b = lowest; b <= top; ++b) {
@@ -176,8 +176,8 @@ private:
     // A list is coded after so many blocks at the latest. Up to 2^19 would do: places have to fit in 30 bits.
     static constexpr std::int64_t blocksInList = 64;
 
-    Chunk chunk;
-    ListedCoefficients<Value> list;
+    BitPlaneBlock chunk;
+    SparseCoefficients<Value> list;
     PlaneCoder planes[highestSlicedPlane<T> + 1];
     PlaneStreams* streams; // of each plane
     int lowest;
@@ -187,12 +187,12 @@ private:
 };
 
 template <typename T>
-void codeClass(const FoldedSequence<RowSample<T>>& folded, PlaneStreams* streams, int topPlane, int lowest,
+void codeClass(const SubbandBytes<RowSample<T>>& folded, PlaneStreams* streams, int topPlane, int lowest,
                int lowestListed) {
     if (lowest > topPlane) {
         return; // a budget ends before this class
     }
-    const auto coder = std::make_unique<ClassCoder<T>>(streams, topPlane, lowest, lowestListed);
+    const auto coder = std::make_unique<SubbandCoder<T>>(streams, topPlane, lowest, lowestListed);
     coder->code(folded);
     coder->finish();
 }

@@ -18,7 +18,7 @@ TEKO_TARGET_BEGIN
 namespace teko::TEKO_TARGET_NAMESPACE {
 
 template <typename V>
-class ListedCoefficients {
+class SparseCoefficients {
 public:
     void start() {
         samples = 0;
@@ -29,7 +29,7 @@ public:
 
     // Appends those of a block, its last word filled with zeros, that the chunk tells to be significant. There is room
     // for them.
-    void append(const FoldedSequence<V>& values, std::int64_t block, const Chunk& chunk) {
+    void append(const SubbandBytes<V>& values, std::int64_t block, const BitPlaneBlock& chunk) {
         std::uint32_t wordsWithAny = 0;
         for (int w = 0; w < chunk.words; ++w) {
             wordsWithAny |= static_cast<std::uint32_t>(chunk.significant[w] != 0 ? 1 : 0) << w;
@@ -62,7 +62,7 @@ public:
     }
 
     // The events of a plane. passes: since the last event, before and after.
-    void gatherEvents(int plane, std::uint64_t& passes, EventPlaces& events) const {
+    void gatherEvents(int plane, std::uint64_t& passes, SignificanceEvents& events) const {
         const auto limit = static_cast<std::uint32_t>(2) << plane;
         std::uint32_t* to = events.places + 1;
         std::uint32_t significantBefore = 0;
@@ -108,12 +108,12 @@ private:
     }
 
     // Those of 64 values that a mask tells.
-    void append(const FoldedSequence<V>& values, std::int64_t block, int w, std::uint64_t mask) {
+    void append(const SubbandBytes<V>& values, std::int64_t block, int w, std::uint64_t mask) {
         const __m512i start = _mm512_set1_epi32(static_cast<int>(samples + 64 * static_cast<std::uint32_t>(w)));
         const auto found = static_cast<unsigned>(countBits(mask));
-        __m512i rows[1 + FoldedSequence<V>::byteRows]; // the places in the word, then the bytes
+        __m512i rows[1 + SubbandBytes<V>::bytePlanesOfValue]; // the places in the word, then the bytes
         rows[0] = _mm512_maskz_compress_epi8(mask, _mm512_loadu_si512(ascendingBytes.bytes));
-        const int bytes = values.rowsInUse[block];
+        const int bytes = values.bytePlanesUsed[block];
         for (int row = 0; row < bytes; ++row) {
             const __m512i all = _mm512_loadu_si512(values.bytes(row, block) + 64 * w);
             rows[1 + row] = _mm512_maskz_compress_epi8(mask, all);

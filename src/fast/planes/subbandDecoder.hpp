@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// The decoder's work on the bit planes of classes, and the values that come of them.
+// The decoder's work on the bit planes of classes, which stay sliced until their values are asked for.
 #pragma once
 
-#include "coding/segmentOrder.hpp"
+#include "coding/subband.hpp"
 #include "fast/planes/decoderRuns.hpp"
 #include "memory/memory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <type_traits>
 
 TEKO_TARGET_BEGIN
@@ -19,7 +23,7 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 // The refinement bits of one word near the end of what the reader holds, one by one. When the stream ends among them,
 // the rest of the plane is clear.
 template <typename T>
-void readCarefully(ClassState<T>& state, int b, std::int64_t i, int w, StreamView& in) {
+void readCarefully(SubbandState<T>& state, int b, std::int64_t i, int w, StreamView& in) {
     PlaneWord& plane = state.block(i).plane(b)[w];
     plane = 0;
     state.refinedInWord = 0;
@@ -52,7 +56,7 @@ inline StreamView readRefinements(StreamView in, const PlaneWord* significant, P
 
 // Fills plane b, which holds nothing yet.
 template <typename T>
-void readRefinements(ClassState<T>& state, int b, StreamView& in) {
+void readRefinements(SubbandState<T>& state, int b, StreamView& in) {
     if (state.significantCount == 0) {
         state.clearPlane(b);
         return;
@@ -79,7 +83,7 @@ void readRefinements(ClassState<T>& state, int b, StreamView& in) {
 
 // Everything that the loop needs is local: a store to a plane could change a member, for all the compiler knows.
 template <typename T>
-void placeEvents(ClassState<T>& state, int b, std::int64_t i, const CandidateBits& found) {
+void markSignificant(SubbandState<T>& state, int b, std::int64_t i, const CandidateBits& found) {
     PlaneWord* significant = state.block(i).significant();
     PlaneWord* signs = state.block(i).signs();
     PlaneWord* plane = state.block(i).plane(b);
@@ -106,15 +110,15 @@ void placeEvents(ClassState<T>& state, int b, std::int64_t i, const CandidateBit
 }
 
 template <typename T, typename Runs>
-void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
+void readRunsOf(SubbandState<T>& state, int b, Runs& runs) {
     CandidateBits found;
     for (std::int64_t i = 0; i < state.blocks(); ++i) {
         try {
             if (runs.next(state.candidates[i], found)) {
-                placeEvents(state, b, i, found);
+                markSignificant(state, b, i, found);
             }
         } catch (int) {
-            placeEvents(state, b, i, found);
+            markSignificant(state, b, i, found);
             throw;
         }
     }
@@ -122,20 +126,20 @@ void readRunsOf(ClassState<T>& state, int b, Runs& runs) {
 }
 
 template <typename T>
-void readRuns(ClassState<T>& state, int b, StreamView& in) {
+void readRuns(SubbandState<T>& state, int b, StreamView& in) {
     const int k = static_cast<int>(in.read(5));
     const auto candidates = static_cast<std::uint64_t>(state.count - state.significantCount);
     if (k == 0) {
-        DenseRuns runs(in);
+        BitmapRunDecoder runs(in);
         readRunsOf(state, b, runs);
     } else if (k == 2) {
-        TableRuns<2> runs(in, candidates);
+        TableRunDecoder<2> runs(in, candidates);
         readRunsOf(state, b, runs);
     } else if (k == 3) {
-        TableRuns<3> runs(in, candidates);
+        TableRunDecoder<3> runs(in, candidates);
         readRunsOf(state, b, runs);
     } else {
-        SparseRuns runs(in, k, candidates);
+        LongRunDecoder runs(in, k, candidates);
         readRunsOf(state, b, runs);
     }
     const std::uint64_t events = candidates - static_cast<std::uint64_t>(state.count - state.significantCount);
@@ -144,7 +148,7 @@ void readRuns(ClassState<T>& state, int b, StreamView& in) {
 
 // Gives every significant coefficient the middle of the interval that the decoded planes leave open.
 template <typename T>
-void setMidpoints(ClassState<T>& state) {
+void setMidpoints(SubbandState<T>& state) {
     const int b = state.lowestPlane;
     if (b > highestSlicedPlane<T>) {
         return;
@@ -243,9 +247,9 @@ void unslice(const FilledRows<T>& filled, int words, V* values) {
 
 // Makes the values of a class, in order, when they are asked for: as numbers V that can hold them.
 template <typename T, typename V>
-class ClassReader {
+class SubbandReader {
 public:
-    explicit ClassReader(const ClassState<T>& classState) : state(classState) {}
+    explicit SubbandReader(const SubbandState<T>& classState) : state(classState) {}
 
     // The next n values; they stay until the next call. Most lie in one block and are used where they were made: copies
     // of all took one part in a hundred of a decode.
@@ -275,7 +279,7 @@ private:
         unslice(filled, state.words(block), to);
     }
 
-    const ClassState<T>& state;
+    const SubbandState<T>& state;
     Vector<V> values;
     std::int64_t block = 0;
     std::int64_t made = 0; // of the values
@@ -307,6 +311,127 @@ int readSegments(Vector<Channel>& channels, int levels, int topPlane, ByteStream
         }
         return 1;
     }
+}
+
+// The classes of all channels, one behind the other in memory.
+template <typename T>
+class SlicedChannels {
+public:
+    // What images with planes up to topPlane take.
+    static std::size_t bytesFor(const ImageShape& shape, int topPlane) {
+        std::int64_t words = 0;
+        for (int c = 0; c <= shape.levels; ++c) {
+            words += wordsFor(classSamples(shape, c), rowsUpTo(topPlane));
+        }
+        return static_cast<std::size_t>(shape.channels) * static_cast<std::size_t>(words) * sizeof(Word);
+    }
+
+    // Writes to all bytesFor the top plane of the memory, which has as many and outlives this.
+    SlicedChannels(const ImageShape& shape, int topPlane, unsigned char* memory)
+        : rows(rowsUpTo(topPlane)), channels(static_cast<std::size_t>(shape.channels)) {
+        std::int64_t blocks = 0;
+        for (int c = 0; c <= shape.levels; ++c) {
+            blocks += blocksFor(classSamples(shape, c));
+        }
+        counts.resize(channels.size() * static_cast<std::size_t>(blocks));
+        place(shape, reinterpret_cast<PlaneWord*>(memory));
+    }
+
+    struct Channel {
+        SubbandState<T> classes[maximumClasses];
+    };
+
+    Vector<Channel>& all() { return channels; }
+    const Vector<Channel>& all() const { return channels; }
+    const Channel& of(int channel) const { return channels[static_cast<std::size_t>(channel)]; }
+
+private:
+    static std::int64_t blocksFor(std::int64_t samples) {
+        const std::int64_t samplesInBlock = std::int64_t{64} * rowWordsFor(samples);
+        return (samples + samplesInBlock - 1) / samplesInBlock;
+    }
+    static std::int64_t wordsFor(std::int64_t samples, int rows) {
+        return blocksFor(samples) * rows * rowWordsFor(samples);
+    }
+
+    void place(const ImageShape& shape, PlaneWord* next) {
+        std::uint32_t* nextCount = counts.data();
+        for (Channel& channel : channels) {
+            for (int c = 0; c <= shape.levels; ++c) {
+                const std::int64_t samples = classSamples(shape, c);
+                channel.classes[c].place(next, rows, samples, nextCount);
+                next += wordsFor(samples, rows);
+                nextCount += blocksFor(samples);
+            }
+        }
+    }
+
+    int rows;
+    Vector<std::uint32_t> counts;
+    Vector<Channel> channels;
+};
+
+template <typename T>
+class SlicedClasses final : public SlicedImage<T> {
+public:
+    explicit SlicedClasses(const ImageShape& imageShape)
+        : shape(imageShape), memory(SlicedChannels<T>::bytesFor(shape, highestSlicedPlane<T>)) {}
+
+    int read(int topPlane, ByteStreamer& stream) override {
+        assert(topPlane <= highestSlicedPlane<T> && !sliced);
+        memory.adviseHugePages(SlicedChannels<T>::bytesFor(shape, topPlane));
+        SlicedChannels<T>& channels = sliced.emplace(shape, topPlane, memory.data());
+        const int endedEarly = readSegments(channels.all(), shape.levels, topPlane, stream);
+        for (auto& channel : channels.all()) {
+            Vector<Readers>& ofChannel = readers.emplace_back();
+            for (int c = 0; c <= shape.levels; ++c) {
+                ofChannel.emplace_back(channel.classes[c]);
+            }
+        }
+        return endedEarly;
+    }
+
+    bool contradictsItself() const override {
+        const auto contradicts = [](const auto& channel) {
+            return std::any_of(std::begin(channel.classes), std::end(channel.classes),
+                               [](const SubbandState<T>& state) { return state.contradictsItself; });
+        };
+        return std::any_of(sliced->all().begin(), sliced->all().end(), contradicts);
+    }
+
+    const RowSample<T>* take(int channel, int c, std::int64_t n) override {
+        return readersOf(channel, c).ofAny.take(n);
+    }
+    const std::int16_t* take16(int channel, int c, std::int64_t n) override {
+        assert(magnitudeBits(channel, c) < 16);
+        return readersOf(channel, c).ofSmall.take(n);
+    }
+    int magnitudeBits(int channel, int c) const override { return sliced->of(channel).classes[c].highestPlane + 1; }
+
+private:
+    // One of them is used.
+    struct Readers {
+        explicit Readers(const SubbandState<T>& state) : ofAny(state), ofSmall(state) {}
+
+        SubbandReader<T, RowSample<T>> ofAny;
+        SubbandReader<T, std::int16_t> ofSmall;
+    };
+
+    Readers& readersOf(int channel, int c) {
+        return readers[static_cast<std::size_t>(channel)][static_cast<std::size_t>(c)];
+    }
+
+    ImageShape shape;
+    // For the highest top plane that there can be, so that memory is refused before anything is read, whatever the
+    // stream is; planes that it has not are never touched.
+    PageBuffer memory;
+    std::optional<SlicedChannels<T>> sliced;
+    Vector<Vector<Readers>> readers; // [channel][class]
+};
+
+template <typename T>
+std::unique_ptr<SlicedImage<T>> makeSliced(const ImageShape& shape) {
+    return std::make_unique<SlicedClasses<T>>(shape);
 }
 
 } // namespace teko::TEKO_TARGET_NAMESPACE

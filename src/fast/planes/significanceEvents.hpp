@@ -2,7 +2,7 @@
 // The events of a plane of a chunk, gathered before they are coded.
 #pragma once
 
-#include "fast/planes/chunk.hpp"
+#include "fast/planes/bitPlaneBlock.hpp"
 
 #include <bit>
 #include <cassert>
@@ -15,7 +15,7 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 // The places of the bits of a mask, behind `start`. Some at a time, for how many there are is not predictable: up to
 // atOnce - 1 more are written.
 template <int atOnce>
-void storePlacesOf(std::uint64_t mask, std::uint32_t start, std::uint32_t* to) {
+void storePositionsOf(std::uint64_t mask, std::uint32_t start, std::uint32_t* to) {
     const int found = countBits(mask);
     for (int done = 0; done < found; done += atOnce) {
         for (int i = done; i < done + atOnce; ++i) {
@@ -25,10 +25,10 @@ void storePlacesOf(std::uint64_t mask, std::uint32_t start, std::uint32_t* to) {
     }
 }
 
-struct EventPlaces {
+struct SignificanceEvents {
     unsigned count;
     std::uint32_t places[1 + blockSamples + 64]; // among the candidates; [0] stands for the last event before
-    std::uint64_t signs[chunkWords + 1];         // a bit for each
+    std::uint64_t signs[wordsInBlock + 1];       // a bit for each
 
     // Starts a chunk, so many passes after the last event of those before.
     void start(std::uint64_t passes) {

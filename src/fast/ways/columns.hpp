@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// A few rows of a narrow image at a time, one behind the other as if they were one: raw, and split.
+// The fast way between the raw rows of a narrow image and its columns, colours and all.
 #pragma once
 
 #include "fast/kernels/kernels.hpp"
+#include "fast/transform/columnPlane.hpp"
+#include "image/rows.hpp"
 #include "memory/memory.hpp"
+#include "target/target.hpp"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace teko {
 
@@ -31,7 +35,7 @@ public:
     int filled = 0; // its rows
     int given = 0;  // those of them that a sink has
     const std::size_t rowBytes;
-    SplitRow<Row> channels[3]{};
+    PolyphaseRow<Row> channels[3]{};
 
 private:
     // With what becomes of it, that stays in the nearest cache.
@@ -41,5 +45,18 @@ private:
     Vector<unsigned char> raw;
     Vector<Row> samples;
 };
+
+// Puts the next `count` rows of an image into the planes of its channels; those of a band that is not full wait in it
+// for more, or for the image's end. Returns whether the source had them all.
+bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t>& band,
+                 Vector<ColumnPlane<std::int16_t>>& planes);
+bool readColumns(RowSource& rows, int count, Target target, RowBand<int>& band, Vector<ColumnPlane<int>>& planes);
+
+// Hands the next `count` rows of an image on, clamped below a limit unless that is 0; those of a band that are not
+// asked for yet wait in it. Returns whether they were taken.
+bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target target, RowBand<std::int16_t>& band,
+                  RowSink& rows, int count);
+bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, Target target, RowBand<int>& band, RowSink& rows,
+                  int count);
 
 } // namespace teko

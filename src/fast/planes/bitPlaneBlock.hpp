@@ -2,7 +2,7 @@
 // A block of a class as bit planes, on its way through the encoder.
 #pragma once
 
-#include "fast/planes/foldedSequence.hpp"
+#include "fast/planes/subbandBytes.hpp"
 #include "fast/simd/bits.hpp"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
-constexpr int chunkWords = blockSamples / 64;
+constexpr int wordsInBlock = blockSamples / 64;
 
 // A word of a bit plane in the coefficients that are not significant above it.
 struct Candidates {
@@ -25,12 +25,12 @@ struct Candidates {
     std::uint64_t gathered() const { return extractBits(events, all); }
 };
 
-// A chunk of a class, sliced.
-struct Chunk {
+// A block of a class, sliced.
+struct BitPlaneBlock {
     int words;
     std::uint64_t lastValid; // the places in the last word that hold coefficients
-    std::uint64_t significant[chunkWords];
-    alignas(64) std::uint64_t bits[chunkWords][32]; // of the folded values: the sign, then the planes
+    std::uint64_t significant[wordsInBlock];
+    alignas(64) std::uint64_t bits[wordsInBlock][32]; // of the folded values: the sign, then the planes
 
     std::uint64_t signs(int w) const { return bits[w][0]; }
     std::uint64_t plane(int b, int w) const { return bits[w][b + 1]; }
@@ -47,15 +47,16 @@ struct Chunk {
 
 // Takes the length of a block over.
 template <typename V>
-void setLength(const FoldedSequence<V>& folded, std::int64_t block, Chunk& chunk) {
+void setLength(const SubbandBytes<V>& folded, std::int64_t block, BitPlaneBlock& chunk) {
     chunk.words = folded.wordsIn(block);
-    assert(chunk.words > 0 && chunk.words <= chunkWords);
+    assert(chunk.words > 0 && chunk.words <= wordsInBlock);
     chunk.lastValid = ~std::uint64_t{0} >> (64 * chunk.words - folded.valuesIn(block));
 }
 
-// Signs and planes lowest .. topPlane of a block, as many as the chunk has words for.
+// Slices signs and planes lowest .. topPlane of a block. Bytes that hold only planes below `lowest` are left out: their
+// words are stale.
 template <typename V>
-void slice(const FoldedSequence<V>& folded, std::int64_t block, int lowest, int topPlane, Chunk& chunk) {
+void slice(const SubbandBytes<V>& folded, std::int64_t block, int lowest, int topPlane, BitPlaneBlock& chunk) {
     for (int row = 0; row <= (topPlane + 1) / 8; ++row) {
         if (row > 0 && row < (lowest + 1) / 8) {
             continue;
@@ -70,10 +71,10 @@ void slice(const FoldedSequence<V>& folded, std::int64_t block, int lowest, int 
 // Marks as significant what a plane or a higher one of a block makes so, its last word filled with zeros. Returns how
 // many that are.
 template <typename V>
-int findSignificant(const FoldedSequence<V>& folded, std::int64_t block, int plane, Chunk& chunk) {
+int findSignificant(const SubbandBytes<V>& folded, std::int64_t block, int plane, BitPlaneBlock& chunk) {
     const int bit = plane + 1;
     std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
-    for (int row = bit / 8; row < folded.rowsInUse[block]; ++row) {
+    for (int row = bit / 8; row < folded.bytePlanesUsed[block]; ++row) {
         const int lowestBit = row == bit / 8 ? bit % 8 : 0;
         for (int w = 0; w < chunk.words; ++w) {
             chunk.significant[w] |= bytesReaching(folded.bytes(row, block) + 64 * w, lowestBit);

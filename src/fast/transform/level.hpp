@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The next coarser level, as a level sees it.
+// What the levels of row streams have in common: their shape, and the next coarser one as a level sees it.
 #pragma once
 
 #include "fast/rows/rowKernels.hpp"
@@ -7,11 +7,20 @@
 
 namespace teko {
 
+struct LevelShape {
+    int columns;
+    int c;           // class of all coefficients but those of the next coarser level
+    bool isCoarsest; // those are class c + 1
+
+    int evens() const { return (columns + 1) / 2; }
+    int odds() const { return columns / 2; }
+};
+
 // Takes the rows of the approximation, from the top.
 template <typename T>
-class CoarserForward : public InTakenMemory {
+class LevelSink : public InTakenMemory {
 public:
-    virtual ~CoarserForward() = default;
+    virtual ~LevelSink() = default;
 
     virtual void take(int y, const RowSample<T>* samples) = 0;
     // After the last row.
@@ -22,12 +31,12 @@ public:
 
 // Restores them.
 template <typename T>
-class CoarserInverse : public InTakenMemory {
+class LevelSource : public InTakenMemory {
 public:
-    virtual ~CoarserInverse() = default;
+    virtual ~LevelSource() = default;
 
     // Row y, to be used before the next is asked for.
-    virtual const SplitRow<RowSample<T>>& restore(int y) = 0;
+    virtual const PolyphaseRow<RowSample<T>>& restore(int y) = 0;
 };
 
 } // namespace teko

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "memory/fillingMemory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include "support/bytes.hpp"
 
@@ -23,7 +23,7 @@ INSTANTIATE_TEST_SUITE_P(Bytes, FillingMemoryOf,
                                          3 * largePage / 2 - 1, 3 * largePage / 2, 2 * largePage + 1,
                                          4 * largePage + largePage / 3));
 
-std::size_t behindMultiple(const FillingMemory& memory, std::size_t unit) {
+std::size_t behindMultiple(const PageBuffer& memory, std::size_t unit) {
     return reinterpret_cast<std::uintptr_t>(memory.data()) % unit;
 }
 
@@ -31,8 +31,8 @@ std::size_t behindMultiple(const FillingMemory& memory, std::size_t unit) {
 
 TEST_P(FillingMemoryOf, holdsAllOfItsBytesWhateverIsSaidOfThem) {
     for (const std::size_t dense : {std::size_t{0}, GetParam() / 2, GetParam()}) {
-        FillingMemory memory(GetParam());
-        memory.adviseFilling(dense);
+        PageBuffer memory(GetParam());
+        memory.adviseHugePages(dense);
         ASSERT_GE(memory.size(), GetParam());
         ASSERT_LE(memory.sizeOnLargePages(), memory.size());
         EXPECT_EQ(memory.sizeOnLargePages() > 0, dense >= largePage / 8);
@@ -43,7 +43,7 @@ TEST_P(FillingMemoryOf, holdsAllOfItsBytesWhateverIsSaidOfThem) {
 }
 
 TEST_P(FillingMemoryOf, startsWithALargePageFromAnEighthOfOneOn) {
-    const FillingMemory memory(GetParam());
+    const PageBuffer memory(GetParam());
     if (GetParam() >= largePage / 8) {
         EXPECT_EQ(behindMultiple(memory, largePage), 0U);
         EXPECT_GE(memory.size(), largePage);
@@ -54,10 +54,10 @@ TEST_P(FillingMemoryOf, startsWithALargePageFromAnEighthOfOneOn) {
 }
 
 TEST_P(FillingMemoryOf, isTheSameAfterAMove) {
-    FillingMemory memory(GetParam());
+    PageBuffer memory(GetParam());
     unsigned char* const data = memory.data();
     const std::size_t size = memory.size();
-    FillingMemory moved;
+    PageBuffer moved;
     EXPECT_EQ(moved.size(), 0U);
     moved = std::move(memory);
     EXPECT_EQ(moved.data(), data);
@@ -75,7 +75,7 @@ TEST(AdviceOnFilling, changesNoByte) {
             memory[i] = static_cast<std::uint8_t>(i * 7);
         }
         const Bytes before = memory;
-        adviseFilling(memory.data() + 1, size);
+        adviseHugePages(memory.data() + 1, size);
         EXPECT_EQ(memory, before) << size;
     }
 }

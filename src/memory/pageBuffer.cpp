@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "memory/fillingMemory.hpp"
+#include "memory/pageBuffer.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -34,14 +34,14 @@ void adviseLargePages(void* memory, std::size_t bytes) {
     madvise(memory, bytes, MADV_HUGEPAGE);
 }
 
-void takeAtOnce([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
+void prefault([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
 #if defined(MADV_POPULATE_WRITE)
     madvise(memory, bytes, MADV_POPULATE_WRITE);
 #endif
 }
 #else
 void adviseLargePages(void*, std::size_t) {}
-void takeAtOnce(void*, std::size_t) {}
+void prefault(void*, std::size_t) {}
 #endif
 
 unsigned char* takeLargePages(std::size_t bytes) {
@@ -58,7 +58,7 @@ unsigned char* takeLargePages(std::size_t bytes) {
 
 // Only several large pages are aligned by the C library: what it has aligned it does not keep for the next image of a
 // process (decoding 0.4 megapixels again and again: 1.05 to 1.15 times as fast with a page sought in twice as much).
-FillingMemory::FillingMemory(std::size_t bytes) {
+PageBuffer::PageBuffer(std::size_t bytes) {
     const std::size_t large = inLargePages(bytes);
     bytesInAll = std::max(bytes, large);
     if (large > largePage) {
@@ -70,7 +70,7 @@ FillingMemory::FillingMemory(std::size_t bytes) {
     }
 }
 
-void FillingMemory::swap(FillingMemory& other) noexcept {
+void PageBuffer::swap(PageBuffer& other) noexcept {
     std::swap(around, other.around);
     std::swap(aligned, other.aligned);
     std::swap(first, other.first);
@@ -78,7 +78,7 @@ void FillingMemory::swap(FillingMemory& other) noexcept {
     std::swap(bytesOnLargePages, other.bytesOnLargePages);
 }
 
-void FillingMemory::adviseFilling(std::size_t bytes) {
+void PageBuffer::adviseHugePages(std::size_t bytes) {
     assert(bytes <= bytesInAll);
     bytesOnLargePages = inLargePages(bytes);
     if (bytesOnLargePages > 0) {
@@ -86,7 +86,7 @@ void FillingMemory::adviseFilling(std::size_t bytes) {
     }
 }
 
-void FillingMemory::FreeLargePages::operator()(unsigned char* memory) const {
+void PageBuffer::FreeLargePages::operator()(unsigned char* memory) const {
     if (provider != nullptr) {
         provider->release(memory, bytes, largePage);
     } else {
@@ -101,7 +101,7 @@ std::size_t addressable(std::uint64_t bytes) {
     return static_cast<std::size_t>(bytes);
 }
 
-void adviseFilling(void* memory, std::size_t bytes) {
+void adviseHugePages(void* memory, std::size_t bytes) {
     const std::size_t skipped = upTo(page, memory);
     if (bytes < skipped + page) {
         return;
@@ -112,7 +112,7 @@ void adviseFilling(void* memory, std::size_t bytes) {
         adviseLargePages(pages, pageBytes);
     }
     if (bytes < 2 * largePage) {
-        takeAtOnce(pages, pageBytes);
+        prefault(pages, pageBytes);
     }
 }
 
