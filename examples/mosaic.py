@@ -80,11 +80,18 @@ def texture(rows: slice, columns: slice) -> np.ndarray:
 
 
 def loaded(path: str) -> np.ndarray:
-    """Return an image as 16 bits of grey."""
-    image = np.load(path, mmap_mode="r") if path.endswith(".npy") else np.asarray(Image.open(path))
-    if image.ndim != 2 or image.dtype not in (np.uint8, np.uint16):
-        raise SystemExit(f"{path} is no grey image of 8 or 16 bits")
-    return image if image.dtype == np.uint16 else image.astype(np.uint16) * 257
+    """Return an image as 16 bits of grey: an .npy file without reading it, another one decoded.
+
+    Raises ValueError for what is no grey image of 8 or 16 bits.
+    """
+    if path.endswith(".npy"):
+        image = np.load(path, mmap_mode="r")
+    else:
+        with Image.open(path) as opened:
+            image = np.asarray(opened)
+    if image.ndim != 2 or image.dtype.kind != "u" or image.dtype.itemsize > 2:
+        raise ValueError(f"{path} is no grey image of 8 or 16 bits")
+    return image if image.dtype.itemsize == 2 else image.astype(np.uint16) * 257
 
 
 def samples(rows: slice, columns: slice, images: Sequence[str]) -> np.ndarray:
@@ -97,7 +104,8 @@ def samples(rows: slice, columns: slice, images: Sequence[str]) -> np.ndarray:
         place = np.arange(span.start, span.stop) % (2 * side)
         return np.minimum(place, 2 * side - 1 - place)
 
-    return image[np.ix_(mirrored(rows, image.shape[0]), mirrored(columns, image.shape[1]))]
+    part = image[np.ix_(mirrored(rows, image.shape[0]), mirrored(columns, image.shape[1]))]
+    return part.astype(np.uint16, copy=False)
 
 
 # ---- What is done to one chunk. Each returns numbers only, as many as `width` says, so that any engine can run it.
@@ -199,8 +207,8 @@ def focus_of(block: np.ndarray) -> float:
 
 Engine = Callable[[Job, int], np.ndarray]
 
-# Dask has its workers give freed memory back at once, and then every array of some size costs new pages: the jobs below
-# took twice the time. With these, glibc keeps blocks of up to 256 MiB for the next array.
+# Dask has its workers give freed memory back at once, and then every array of some size costs new pages, which doubles
+# the time of a look at a chunk. With these, glibc keeps blocks of up to 256 MiB for the next array.
 KEEP_MEMORY = {"MALLOC_TRIM_THRESHOLD_": 2**28, "MALLOC_MMAP_THRESHOLD_": 2**28}
 
 
@@ -226,8 +234,11 @@ def dask(options: argparse.Namespace) -> Iterator[Engine]:
     from distributed import Client, as_completed
 
     settings = {
-        "distributed.nanny.pre-spawn-environ": {**dask.config.get("distributed.nanny.pre-spawn-environ"), **KEEP_MEMORY},
-        # Looking at each worker's stack every 10 ms took 4 % of its time.
+        "distributed.nanny.pre-spawn-environ": {
+            **dask.config.get("distributed.nanny.pre-spawn-environ"),
+            **KEEP_MEMORY,
+        },
+        # It looks at a worker's stack every 10 ms, which takes 4 % of the worker's time.
         "distributed.worker.profile.enabled": False,
     }
     local = {"n_workers": options.workers, "threads_per_worker": 1, "dashboard_address": None}
@@ -235,7 +246,7 @@ def dask(options: argparse.Namespace) -> Iterator[Engine]:
         dask.config.set(settings),
         Client(options.scheduler) if options.scheduler else Client(**local) as client,
     ):
-        client.run(ready)
+        client.run(find, options.place)
 
         def run(job: Job, count: int) -> np.ndarray:
             tasks = batches(count, options.batch)
@@ -280,7 +291,10 @@ ENGINES: dict[str, Callable[[argparse.Namespace], AbstractContextManager[Engine]
 
 
 def create_levels(options: argparse.Namespace) -> list[zarr.Array]:
-    """Create the arrays of an OME-Zarr image of format 0.5, the finest first, the last in one chunk."""
+    """Create the arrays of an OME-Zarr image of format 0.5, each of half the sides of the one before.
+
+    The last one has no more than a chunk, or an odd side.
+    """
     sides = [options.side]
     while sides[-1] > options.chunk and sides[-1] % 2 == 0:
         sides.append(sides[-1] // 2)
@@ -322,8 +336,13 @@ def percentile(histogram: np.ndarray, share: float) -> float:
 
 def rank_correlation(first: np.ndarray, second: np.ndarray) -> float:
     """Return Spearman's: how far two maps agree on what is sharper than what."""
-    ranks = [np.argsort(np.argsort(values)) for values in (first, second)]
-    return float(np.corrcoef(*ranks)[0, 1])
+
+    def ranks(values: np.ndarray) -> np.ndarray:
+        ordered = np.sort(values)
+        # The mean of the ranks that equal values take.
+        return np.searchsorted(ordered, values, "left") + np.searchsorted(ordered, values, "right")
+
+    return float(np.corrcoef(ranks(first), ranks(second))[0, 1])
 
 
 def summary(rows: np.ndarray) -> tuple[dict[str, Any], np.ndarray]:
@@ -375,9 +394,9 @@ def timed(report: dict[str, Any], step: str) -> Iterator[None]:
     print(f"{step:12} {report['seconds'][step]:8.1f} s", flush=True)
 
 
-def ready() -> str:
-    """Load what tasks need, before the clock runs."""
-    return teko.zarr.__name__
+def find(place: str) -> None:
+    """Load what tasks need, before the clock runs, and see that the image is where they look for it."""
+    zarr.open_array(place, path="0", mode="r")
 
 
 def peak_memory() -> int:
@@ -394,7 +413,8 @@ def look(levels: Sequence[zarr.Array], run: Engine, options: argparse.Namespace,
     finest = levels[0]
     maps = []
     for rate in options.rates:
-        store = teko.zarr.PrefixStore(finest.store, rate=rate)
+        # At 1 a chunk that is longer than its samples would be cut.
+        store = teko.zarr.PrefixStore(finest.store, rate=None if rate == 1 else rate)
         array = zarr.open_array(store, path=finest.path, mode="r")
         with timed(report, f"look {rate:g}"):
             rows = run(Look(array), number_of_regions(array))
@@ -415,9 +435,9 @@ def look(levels: Sequence[zarr.Array], run: Engine, options: argparse.Namespace,
 def main() -> None:
     options = arguments()
     options.report.mkdir(parents=True, exist_ok=True)
-    report: dict[str, Any] = {"engine": options.engine, "workers": options.workers, "seconds": {}, "rates": []}
+    report: dict[str, Any] = {"engine": options.engine, "seconds": {}, "rates": []}
+    levels = create_levels(options)
     with ENGINES[options.engine](options) as run:
-        levels = create_levels(options)
         report["raw"] = levels[0].nbytes
         before = peak_memory()
         print(f"{options.side} x {options.side} samples of 16 bits, {levels[0].nbytes:,} bytes, {len(levels)} levels")
@@ -428,7 +448,7 @@ def main() -> None:
                 run(Halve(fine, coarse), number_of_regions(coarse))
         look(levels, run, options, report)
         report["clientGrowth"] = peak_memory() - before
-        print(f"This process, which only asks, grew by {report['clientGrowth'] / 1e6:.0f} MB.")
+        print(f"This process, which sees the coarsest level alone, grew by {report['clientGrowth'] / 1e6:.0f} MB.")
     (options.report / "report.json").write_text(json.dumps(report, indent=2) + "\n")
 
 
@@ -448,6 +468,17 @@ def arguments() -> argparse.Namespace:
     options = parser.parse_args()
     if options.scheduler and options.engine != "dask":
         parser.error("a scheduler's address is for the engine dask")
+    for name, side in (("side", options.side), ("chunk", options.chunk), ("shard", options.shard or BLOCK)):
+        if side < BLOCK or side % BLOCK:
+            parser.error(f"--{name} is to be a multiple of {BLOCK}, the side of the squares whose focus is measured")
+    try:
+        for path in options.images:
+            loaded(path)
+    except (OSError, ValueError) as problem:
+        parser.error(str(problem))
+    # Workers may run in other folders.
+    options.images = [str(Path(path).resolve()) for path in options.images]
+    options.place = options.place if "://" in options.place else str(Path(options.place).resolve())
     return options
 
 

@@ -13,6 +13,7 @@ import argparse
 import contextlib
 import functools
 import math
+import shutil
 import statistics
 import subprocess
 import sys
@@ -40,19 +41,20 @@ def show(*fields):
 
 
 def make(folder, side):
-    """Make the arrays: the mosaic's finest level, and it again in shards and in zstd."""
-    if not (folder / "mosaic" / "zarr.json").exists():
+    """Return the arrays, made where they are not there: the finest level of the mosaic, also in shards and in zstd."""
+    made = folder / "made"
+    if not made.exists() or made.read_text() != str(side):
+        for name in ("mosaic", "shards", "zstd"):
+            shutil.rmtree(folder / name, ignore_errors=True)
         command = [sys.executable, HERE / "examples" / "mosaic.py", folder / "mosaic", "--side", str(side)]
         subprocess.run([*command, "--report", folder / "report"], check=True, stdout=subprocess.DEVNULL)
-    chunked = zarr.open_array(LocalStore(folder / "mosaic"), path="0", mode="r")
-    kinds = {"shards": {"shards": (SHARD, SHARD), **codecs()}, "zstd": {}}
-    for name, options in kinds.items():
-        if (folder / name / "zarr.json").exists():
-            continue
-        options = {"shape": chunked.shape, "dtype": chunked.dtype, "chunks": (CHUNK, CHUNK), **options}
-        copy = zarr.create_array(LocalStore(folder / name), **options)
-        for y in range(0, side, SHARD):
-            copy[y : y + SHARD] = chunked[y : y + SHARD]
+        chunked = zarr.open_array(LocalStore(folder / "mosaic"), path="0", mode="r")
+        for name, options in {"shards": {"shards": (SHARD, SHARD), **codecs()}, "zstd": {}}.items():
+            options = {"shape": chunked.shape, "dtype": chunked.dtype, "chunks": (CHUNK, CHUNK), **options}
+            copy = zarr.create_array(LocalStore(folder / name), **options)
+            for y in range(0, side, SHARD):
+                copy[y : y + SHARD] = chunked[y : y + SHARD]
+        made.write_text(str(side))
     return {"chunks": folder / "mosaic" / "0", "shards": folder / "shards", "zstd": folder / "zstd"}
 
 
@@ -80,7 +82,7 @@ def predicted(place, rate):
     """Return what is to be sent of all chunks: the first bytes of each, and of shards their indexes."""
     metadata = zarr.open_array(LocalStore(place), mode="r")
     inner = (SHARD // CHUNK) ** 2 if metadata.shards else 0
-    first = 10 + 4 * math.ceil(rate * 2 * CHUNK**2 / 4)
+    first = 10 + 4 * math.ceil(int(rate * 2 * CHUNK**2) / 4)
     indexes = len(objects(place)) * (16 * inner + 4) if inner else 0
     return sum(min(first, size) for size in sizes_of(place, inner)) + indexes
 
@@ -90,7 +92,6 @@ class Road:
 
     def __init__(self, name, store_of, line, log):
         self.name, self.store_of, self._line, self._log = name, store_of, line, log
-        self._before = (0, 0)
 
     def measured(self, read):
         """Return seconds, bytes that the server sent as chunks, bytes on the line, and what was read."""

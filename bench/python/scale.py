@@ -11,6 +11,7 @@ of tab-separated columns.
 """
 
 import argparse
+import contextlib
 import json
 import os
 import shutil
@@ -47,19 +48,12 @@ class Memory(threading.Thread):
         self._process = psutil.Process(process)
 
     def run(self):
-        while self._process.is_running() and self._process.status() != psutil.STATUS_ZOMBIE:
-            for child in self._children():
-                try:
-                    self.largest = max(self.largest, child.memory_info().rss)
-                except psutil.Error:
-                    continue
-            time.sleep(0.1)
-
-    def _children(self):
-        try:
-            return self._process.children(recursive=True)
-        except psutil.Error:
-            return []
+        with contextlib.suppress(psutil.NoSuchProcess):
+            while self._process.status() != psutil.STATUS_ZOMBIE:
+                for child in self._process.children(recursive=True):
+                    with contextlib.suppress(psutil.Error):
+                        self.largest = max(self.largest, child.memory_info().rss)
+                time.sleep(0.1)
 
 
 def run(folder, side, variants):
@@ -76,6 +70,8 @@ def run(folder, side, variants):
     reports = []
     for process, memory, report in started:
         if process.wait() != 0:
+            for other, *_ in started:
+                other.kill()
             raise SystemExit("the example failed")
         memory.join()
         reports.append({**json.loads((report / "report.json").read_text()), "worker": memory.largest})
@@ -99,9 +95,9 @@ def main():
     print("run", *steps, "all", "MB it grew by", "MB of a worker", sep="\t")
     total = {}
     for name, rounds in found.items():
-        # Of two that run side by side, the later one ends the round.
+        # Of two that run side by side, the later one ends a step, and the round.
         times = [[max(one["seconds"][step] for one in reports) for step in steps] for reports in rounds]
-        total[name] = [sum(row) for row in times]
+        total[name] = [max(sum(one["seconds"].values()) for one in reports) for reports in rounds]
         medians = [statistics.median(column) for column in zip(*times, strict=True)]
         reports = [one for reports in rounds for one in reports]
         growth, worker = (max(one[what] for one in reports) / 1e6 for what in ("clientGrowth", "worker"))
@@ -110,7 +106,7 @@ def main():
     for engine in ("Dask, 2", "Cubed, 2"):
         # Two loops side by side do twice the work.
         shares = [two / (2 * one) for two, one in zip(total["two loops"], total[engine], strict=True)]
-        print(f"{engine}: share of two loops' speed", f"{statistics.median(shares):.2f}", sep="\t")
+        print(f"{engine}: share of two loops' speed", *(f"{share:.2f}" for share in sorted(shares)), sep="\t")
 
 
 if __name__ == "__main__":

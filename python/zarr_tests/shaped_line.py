@@ -5,6 +5,7 @@ import contextlib
 import itertools
 import os
 import pathlib
+import shutil
 import subprocess
 from dataclasses import dataclass
 
@@ -33,15 +34,22 @@ def _run(*words):
     subprocess.run([str(word) for word in words], check=True, capture_output=True)
 
 
+def can_be_made():
+    """Tell whether this process may make network namespaces, and has ip and tc of iproute2."""
+    if not (shutil.which("ip") and shutil.which("tc")):
+        return False
+    name = f"teko{os.getpid()}"
+    made = subprocess.run(["ip", "netns", "add", name], capture_output=True).returncode == 0
+    return made and subprocess.run(["ip", "netns", "delete", name], capture_output=True).returncode == 0
+
+
 @contextlib.contextmanager
 def shaped_line(megabits):
-    """Make a line that carries so many megabits a second either way; needs root, and ip and tc of iproute2.
-
-    Raises subprocess.CalledProcessError, PermissionError or FileNotFoundError where that cannot be.
-    """
-    name = f"teko{os.getpid()}x{next(_numbers)}"
+    """Make a line that carries so many megabits a second either way; where it can be made."""
+    number = next(_numbers)
+    name = f"teko{os.getpid()}x{number}"
     near, far = f"{name}a"[-15:], f"{name}b"[-15:]
-    network = f"10.213.{os.getpid() % 250}"
+    network = f"10.213.{(os.getpid() + number) % 250}"
     _run("ip", "netns", "add", name)
     try:
         _run("ip", "link", "add", near, "type", "veth", "peer", "name", far, "netns", name)

@@ -81,7 +81,7 @@ private:
     void forEachCodedPair(Visit visit) const;
 
     std::size_t firstPlane(int channel, int c) const {
-        return static_cast<std::size_t>((channel * (shape.levels + 1) + c) * (topPlane + 1));
+        return static_cast<std::size_t>(channel * (shape.levels + 1) + c) * static_cast<std::size_t>(topPlane + 1);
     }
     const PlaneStreams& plane(int channel, int c, int b) const {
         return planes[firstPlane(channel, c) + static_cast<std::size_t>(b)];
