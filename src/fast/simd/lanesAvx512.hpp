@@ -13,6 +13,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // A one for each of the first n lanes, of 64 at most.
 inline std::uint64_t firstLanes(int n) {
     return n <= 0 ? 0 : ~std::uint64_t{0} >> (64 - n);
@@ -248,11 +250,11 @@ inline Lanes packWords(WideLanes first, WideLanes second) {
 // tells.
 struct RgbPlaces {
     alignas(64) unsigned char gathering[3][64]; // [channel]: in some vector, of even places first
-    std::uint64_t gatheringMasks[3][3];         // [channel][vector]
     alignas(64) unsigned char spreading[3][64]; // [vector]: in some channel
+    std::uint64_t gatheringMasks[3][3];         // [channel][vector]
     std::uint64_t spreadingMasks[3][3];         // [vector][channel]
 
-    constexpr RgbPlaces() : gathering(), gatheringMasks(), spreading(), spreadingMasks() {
+    constexpr RgbPlaces() : gathering(), spreading(), gatheringMasks(), spreadingMasks() {
         for (unsigned i = 0; i < 192; ++i) {
             const unsigned byte = 3 * (i % 64 < 32 ? 2 * (i % 64) : 2 * (i % 64 - 32) + 1) + i / 64;
             gathering[i / 64][i % 64] = static_cast<unsigned char>(byte % 64);
@@ -295,6 +297,8 @@ inline void storeRgb(unsigned char* raw, const Lanes* even, const Lanes* odd) {
         _mm512_storeu_si512(raw + 64 * i, bytes);
     }
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 
