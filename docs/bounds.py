@@ -92,6 +92,67 @@ def inverse(coefficient):
     return start, restored, sample
 
 
+def shifted(weights, by):
+    return {position + by: weight for position, weight in weights.items()}
+
+
+def summed(*terms):
+    """A sum of weights by position, each term with a factor."""
+    sums = {}
+    for factor, weights in terms:
+        for position, weight in weights.items():
+            sums[position] = sums.get(position, 0) + factor * weight
+    return sums
+
+
+def magnitude(weights):
+    return sum(abs(weight) for weight in weights.values())
+
+
+def predicted(lifted, times=1):
+    """Far from the ends, the prediction at 0 from the even numbers around it."""
+    near, far = times * 9 / 16, -times / 16
+    return summed((near, shifted(lifted, -1)), (near, shifted(lifted, 1)),
+                  (far, shifted(lifted, -3)), (far, shifted(lifted, 3)))
+
+
+def risingAndFalling(lifted):
+    return summed((1, shifted(lifted, -1)), (1, shifted(lifted, 1)), (-1, shifted(lifted, -3)), (-1, shifted(lifted, 3)))
+
+
+def printNarrowRows():
+    one = {0: 1}
+    difference = summed((1, one), (-1, predicted(one)))
+    summation = summed((1, one), (1 / 4, shifted(difference, -1)), (1 / 4, shifted(difference, 1)))
+    scaled = summed((19 / 16, summation))
+    both = summed((1, difference), (1, shifted(difference, 2)))
+    row, high = magnitude(scaled), magnitude(difference)
+    mean = 19 / 16
+    print('rows of 16 bits for images of 16 bits, forward, from a middle m and a width w:')
+    print(f'  along a row: differences {high / 2:.3f} w, approximations {mean:.3f} |m| + {row / 2:.3f} w')
+    print(f'  down the columns: differences {high * high / 2:.3f} w, two together {magnitude(both) * high / 2:.3f} w, '
+          f'four samples that rise and fall {4 * high / 2:.3f} w')
+    print(f'  twice a prediction {2 * mean:.3f} |m| + {2 * 20 / 16 * row / 2:.3f} w, '
+          f'approximations {mean * mean:.3f} |m| + {row * row / 2:.3f} w')
+    unscaled = 16 / 19
+    fromOdds = summed((-1 / 4, {-1: 1, 1: 1}))
+    evenW, oddW = unscaled, unscaled * 20 / 16
+    evenD, oddD = 1 / 2, magnitude(summed((1, one), (1, predicted(fromOdds))))
+    four = magnitude(risingAndFalling(fromOdds))
+    twice = magnitude(predicted(fromOdds, 2))
+    details = max(unscaled + evenD, unscaled * 20 / 16 + oddD)
+    print('back, from approximations in such a range and other coefficients up to d:')
+    print(f'  up the columns: four samples that rise and fall {2 * unscaled:.3f} w + {four:.3f} d, of coefficients '
+          f'{4 * unscaled + four:.3f} d')
+    print(f'  twice a prediction {2 * unscaled:.3f} |m| + {oddW:.3f} w + {twice:.3f} d, '
+          f'samples {unscaled:.3f} |m| + {oddW / 2:.3f} w + {max(evenD, oddD):.3f} d, of coefficients {details:.3f} d')
+    print(f'  along a row: four samples that rise and fall {2 * unscaled * oddW:.3f} w + '
+          f'{4 * unscaled * oddD + four * details:.3f} d')
+    print(f'  twice a prediction {2 * unscaled * evenW:.3f} |m| + {2 * oddW * oddW / 2:.3f} w + '
+          f'{2 * oddW * oddD + twice * details:.3f} d, samples {unscaled * evenW:.3f} |m| + {oddW * oddW / 2:.3f} w + '
+          f'{oddW * oddD + oddD * details:.3f} d')
+
+
 def main():
     largest = largestCoefficients()
     print('largest coefficients of images of 16 bits, without rounding (rows, columns):')
@@ -109,6 +170,7 @@ def main():
     restored = 128 / 152 * LARGEST_FOR_INT_ROWS_BACK + LARGEST_FOR_INT_ROWS_BACK / 2 + 2
     print(f'steps that start from {LARGEST_FOR_INT_ROWS_BACK} restore at most {restored:.0f}; '
           f'20 * {LARGEST_RESTORED} + 8 is {"within" if 20 * LARGEST_RESTORED + 8 <= LONGEST_SUM else "beyond"} 32 bits')
+    printNarrowRows()
 
 
 if __name__ == '__main__':

@@ -18,6 +18,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 #if defined(TEKO_HAS_LANES)
 
 #if defined(TEKO_FOR_NEON)
@@ -91,7 +93,12 @@ constexpr RowKernels<Int64In16> narrowRowKernelsOf64{
     .unscale = unscaleInLanes,
 };
 
+#if defined(TEKO_FOR_AVX2)
+// Eight lanes are no faster than what the compiler finds.
+constexpr auto transformIntRow = transformRowAlong<int, Exact>;
+#else
 constexpr auto transformIntRow = transformInLanes<WideLanes, prediction<WideLanes>, updated<WideLanes>>;
+#endif
 constexpr auto splitExtendingRow = splitExtendingInLanes;
 constexpr auto mergeExtendingRow = mergeExtendingInLanes;
 constexpr auto extendRangeOfRow = extendRangeInLanes;
@@ -191,6 +198,8 @@ constexpr bool prefers16BitRows = true;
 #else
 constexpr bool prefers16BitRows = false;
 #endif
+
+} // namespace
 
 const Kernels& kernels() {
     static constexpr Kernels table{

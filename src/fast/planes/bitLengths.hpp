@@ -13,6 +13,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 #if defined(TEKO_FOR_AVX512)
 
 // counts[7 - b] is how many of 64 bytes have bit b for their highest one: the lowest one, x & -x, of a reversed byte.
@@ -169,6 +171,8 @@ int countLengths(const SubbandBytes<V>& folded, std::int64_t block, int atMost, 
 }
 
 #endif
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

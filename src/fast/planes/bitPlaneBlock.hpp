@@ -13,6 +13,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 constexpr int wordsInBlock = blockSamples / 64;
 
 // A word of a bit plane in the coefficients that are not significant above it.
@@ -86,6 +88,8 @@ int findSignificant(const SubbandBytes<V>& folded, std::int64_t block, int plane
     }
     return found;
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

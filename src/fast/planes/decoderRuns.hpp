@@ -15,6 +15,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // A stretch of a class, one block, is decoded in two steps: first its codes into bitmaps over its candidates, in tight
 // loops that see nothing of the image, then the bitmaps into their places (1.5 times faster than word by word).
 
@@ -397,6 +399,8 @@ private:
     std::uint64_t events = 0; // of the stretch so far
     Word sign = 0;
 };
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

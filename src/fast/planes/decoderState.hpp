@@ -22,6 +22,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 constexpr int mostRowWords = 256;
 
 constexpr int rowWordsFor(std::int64_t samples) {
@@ -155,6 +157,8 @@ public:
     Word refinedInWord;     // the coefficients of that word that it reached
     bool contradictsItself; // a run segment had another parameter than encoders choose
 };
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -13,6 +13,76 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
+// The folded value; its magnitude is added to `magnitudes`.
+template <typename Row>
+constexpr Row foldedWith(Row sample, Unsigned<Row>& magnitudes) {
+    const Row sign = static_cast<Row>(sample >> (8 * static_cast<int>(sizeof(Row)) - 1));
+    const auto magnitude =
+        static_cast<Unsigned<Row>>(static_cast<Unsigned<Row>>(sample ^ sign) - static_cast<Unsigned<Row>>(sign));
+    magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitude);
+    return static_cast<Row>(static_cast<Unsigned<Row>>(magnitude << 1) - static_cast<Unsigned<Row>>(sign));
+}
+
+template <typename Row>
+void takeBytes(const Row* __restrict folded, int n, int row, unsigned char* __restrict bytes) {
+    for (int i = 0; i < n; ++i) {
+        bytes[i] = static_cast<unsigned char>(static_cast<Unsigned<Row>>(folded[i]) >> (8 * row));
+    }
+}
+
+// Appends at most 64 folded values, with the OR of their magnitudes.
+template <typename Row, typename V>
+void append(const Row* folded, int n, Unsigned<Row> magnitudes, SubbandBytes<V>& to) {
+    takeBytes(folded, n, 0, to.lowestBytes());
+    const int rows = to.bytePlanesNeeded(magnitudes);
+    for (int row = 1; row < rows; ++row) {
+        takeBytes(folded, n, row, to.higherBytes(row, n));
+    }
+    to.count += n;
+}
+
+constexpr int foldedAtOnce = 64;
+
+// Append n coefficients, given in order or apart by even and odd places: the compiler finds the vectors.
+
+template <typename Row, typename V>
+Unsigned<Row> foldPlainly(const Row* samples, int n, SubbandBytes<V>& to) {
+    Unsigned<Row> magnitudes = 0;
+    for (int done = 0; done < n; done += foldedAtOnce) {
+        const int here = std::min(n - done, foldedAtOnce);
+        Row folded[foldedAtOnce];
+        Unsigned<Row> magnitudesHere = 0;
+        for (int i = 0; i < here; ++i) {
+            folded[i] = foldedWith(samples[done + i], magnitudesHere);
+        }
+        append(folded, here, magnitudesHere, to);
+        magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudesHere);
+    }
+    return magnitudes;
+}
+
+template <typename Row, typename V>
+Unsigned<Row> foldPairsPlainly(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
+    Unsigned<Row> magnitudes = 0;
+    for (int done = 0; done < n; done += foldedAtOnce) {
+        const int here = std::min(n - done, foldedAtOnce);
+        Row folded[foldedAtOnce];
+        Unsigned<Row> magnitudesHere = 0;
+        for (int i = 0; i < here / 2; ++i) {
+            folded[2 * i] = foldedWith(even[done / 2 + i], magnitudesHere);
+            folded[2 * i + 1] = foldedWith(odd[done / 2 + i], magnitudesHere);
+        }
+        if (here % 2 != 0) {
+            folded[here - 1] = foldedWith(even[(done + here) / 2], magnitudesHere);
+        }
+        append(folded, here, magnitudesHere, to);
+        magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudesHere);
+    }
+    return magnitudes;
+}
+
 #if defined(TEKO_HAS_LANES)
 
 // n samples of a row, which has fewer than a vector left, or none.
@@ -131,15 +201,15 @@ bool reaches(const FoldedGroup<Row>& group, int bit) {
     return haveBits(group.magnitudes, FoldedGroup<Row>::L::all(static_cast<int>(0xFFFFFFFFU << bit)));
 }
 
-// Appends n samples, and returns the OR of their magnitudes.
+// Appends the groups of n samples: all, where masks load and store parts of vectors, or the whole ones. `done` is how
+// many samples these have. Returns the OR of their magnitudes.
 template <typename Row, typename V, typename Samples>
-Unsigned<Row> appendFolded(const Samples& samples, int n, SubbandBytes<V>& to) {
+Unsigned<Row> foldGroups(const Samples& samples, int n, SubbandBytes<V>& to, int& done) {
     using Group = FoldedGroup<Row>;
     const std::int64_t before = to.count;
     unsigned char* const lowest = to.lowestBytes();
     typename Group::L magnitudes = Group::L::all(0);
-    int done = 0;
-    for (; done + groupSamples <= n; done += groupSamples) {
+    for (done = 0; done + groupSamples <= n; done += groupSamples) {
         const Group group = samples.group(done);
         Samples::bytes(group, 0).store(lowest + done);
         magnitudes = magnitudes | group.magnitudes;
@@ -148,6 +218,7 @@ Unsigned<Row> appendFolded(const Samples& samples, int n, SubbandBytes<V>& to) {
             Samples::bytes(group, row).store(to.higherBytes(row, groupSamples));
         }
     }
+#if defined(TEKO_FOR_AVX512)
     if (done < n) {
         const Group group = samples.group(done, n - done);
         Samples::bytes(group, 0).store(lowest + done);
@@ -156,90 +227,42 @@ Unsigned<Row> appendFolded(const Samples& samples, int n, SubbandBytes<V>& to) {
         for (int row = 1; row < static_cast<int>(sizeof(Row)) && reaches(group, 8 * row - 1); ++row) {
             Samples::bytes(group, row).storePart(to.higherBytes(row, n - done), n - done);
         }
+        done = n;
     }
-    to.count = before + n;
+#endif
+    to.count = before + done;
     return allOf(magnitudes);
 }
 
 template <typename Row, typename V>
 Unsigned<Row> fold(const Row* samples, int n, SubbandBytes<V>& to) {
-    return appendFolded<Row>(SamplesInOrder<Row>{samples}, n, to);
+    int done = 0;
+    const auto magnitudes = foldGroups<Row>(SamplesInOrder<Row>{samples}, n, to, done);
+    return static_cast<Unsigned<Row>>(magnitudes | foldPlainly(samples + done, n - done, to));
 }
 
 template <typename Row, typename V>
 Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
-    return appendFolded<Row>(SamplesApart<Row>{even, odd}, n, to);
+    int done = 0;
+    const auto magnitudes = foldGroups<Row>(SamplesApart<Row>{even, odd}, n, to, done);
+    return static_cast<Unsigned<Row>>(magnitudes | foldPairsPlainly(even + done / 2, odd + done / 2, n - done, to));
 }
 
 #else
 
-// The folded value; its magnitude is added to `magnitudes`.
-template <typename Row>
-constexpr Row foldedWith(Row sample, Unsigned<Row>& magnitudes) {
-    const Row sign = static_cast<Row>(sample >> (8 * static_cast<int>(sizeof(Row)) - 1));
-    const auto magnitude =
-        static_cast<Unsigned<Row>>(static_cast<Unsigned<Row>>(sample ^ sign) - static_cast<Unsigned<Row>>(sign));
-    magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitude);
-    return static_cast<Row>(static_cast<Unsigned<Row>>(magnitude << 1) - static_cast<Unsigned<Row>>(sign));
-}
-
-template <typename Row>
-void takeBytes(const Row* __restrict folded, int n, int row, unsigned char* __restrict bytes) {
-    for (int i = 0; i < n; ++i) {
-        bytes[i] = static_cast<unsigned char>(static_cast<Unsigned<Row>>(folded[i]) >> (8 * row));
-    }
-}
-
-// Appends at most 64 folded values, with the OR of their magnitudes.
-template <typename Row, typename V>
-void append(const Row* folded, int n, Unsigned<Row> magnitudes, SubbandBytes<V>& to) {
-    takeBytes(folded, n, 0, to.lowestBytes());
-    const int rows = to.bytePlanesNeeded(magnitudes);
-    for (int row = 1; row < rows; ++row) {
-        takeBytes(folded, n, row, to.higherBytes(row, n));
-    }
-    to.count += n;
-}
-
-constexpr int foldedAtOnce = 64;
-
 template <typename Row, typename V>
 Unsigned<Row> fold(const Row* samples, int n, SubbandBytes<V>& to) {
-    Unsigned<Row> magnitudes = 0;
-    for (int done = 0; done < n; done += foldedAtOnce) {
-        const int here = std::min(n - done, foldedAtOnce);
-        Row folded[foldedAtOnce];
-        Unsigned<Row> magnitudesHere = 0;
-        for (int i = 0; i < here; ++i) {
-            folded[i] = foldedWith(samples[done + i], magnitudesHere);
-        }
-        append(folded, here, magnitudesHere, to);
-        magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudesHere);
-    }
-    return magnitudes;
+    return foldPlainly(samples, n, to);
 }
 
 template <typename Row, typename V>
 Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
-    Unsigned<Row> magnitudes = 0;
-    for (int done = 0; done < n; done += foldedAtOnce) {
-        const int here = std::min(n - done, foldedAtOnce);
-        Row folded[foldedAtOnce];
-        Unsigned<Row> magnitudesHere = 0;
-        for (int i = 0; i < here / 2; ++i) {
-            folded[2 * i] = foldedWith(even[done / 2 + i], magnitudesHere);
-            folded[2 * i + 1] = foldedWith(odd[done / 2 + i], magnitudesHere);
-        }
-        if (here % 2 != 0) {
-            folded[here - 1] = foldedWith(even[(done + here) / 2], magnitudesHere);
-        }
-        append(folded, here, magnitudesHere, to);
-        magnitudes = static_cast<Unsigned<Row>>(magnitudes | magnitudesHere);
-    }
-    return magnitudes;
+    return foldPairsPlainly(even, odd, n, to);
 }
 
 #endif
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -14,6 +14,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // Fills a sub-stream, 64 bits at a time. It does not look for the end of the memory: sub-streams are as long as their
 // segments can get (longestRunSegment, and refinements are counted), and have room for the eight bytes that are stored
 // with the last bits. Without branches, because the lengths are not predictable (1.05 times on whole encodes of
@@ -154,6 +156,8 @@ inline void putDenseWord(BitAppender& out, std::uint64_t candidates, unsigned n,
     putDense(out, low, 32, signs);
     putDense(out, static_cast<std::uint32_t>(candidates >> 32), n - 32, signs >> countBits(low));
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

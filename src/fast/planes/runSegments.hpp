@@ -20,6 +20,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // The events of a plane of a chunk. passes: since the last event, before and after.
 inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
     BitAppender out = appender;
@@ -66,6 +68,8 @@ inline void putEvents(BitAppender& appender, const SignificanceEvents& events, u
     }
     appender = out;
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -18,6 +18,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // Eight codes and their lengths; 0 and 0 for lanes without an event.
 struct EightCodes {
     __m256i codes;
@@ -176,6 +178,8 @@ inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, uns
     }
     putEvents(appender, events, k);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

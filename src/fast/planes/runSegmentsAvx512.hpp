@@ -20,6 +20,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // Events of a plane of a chunk: where they are among the candidates in the low 31 bits, the sign above.
 struct SignificanceEvents {
     static constexpr std::uint32_t sign = 0x80000000U;
@@ -187,6 +189,8 @@ inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, uns
     gatherEvents(chunk, plane, passes, events);
     putEvents(appender, events, k);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

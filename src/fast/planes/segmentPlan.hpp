@@ -81,7 +81,8 @@ private:
     void forEachCodedPair(Visit visit) const;
 
     std::size_t firstPlane(int channel, int c) const {
-        return static_cast<std::size_t>(channel * (shape.levels + 1) + c) * static_cast<std::size_t>(topPlane + 1);
+        const int classesBefore = channel * (shape.levels + 1) + c;
+        return static_cast<std::size_t>(classesBefore) * static_cast<std::size_t>(topPlane + 1);
     }
     const PlaneStreams& plane(int channel, int c, int b) const {
         return planes[firstPlane(channel, c) + static_cast<std::size_t>(b)];

@@ -12,6 +12,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // The places of the bits of a mask, behind `start`. Some at a time, for how many there are is not predictable: up to
 // atOnce - 1 more are written.
 template <int atOnce>
@@ -55,6 +57,8 @@ struct SignificanceEvents {
     std::uint64_t run(unsigned i) const { return places[i + 1] - places[i] - 1; }
     std::uint64_t signOf(unsigned i) const { return signs[i / 64] >> (i % 64) & 1; }
 };
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

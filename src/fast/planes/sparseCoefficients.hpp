@@ -23,6 +23,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 template <typename V>
 class SparseCoefficients {
 public:
@@ -132,6 +134,8 @@ private:
     std::uint32_t places[blockSamples + 64]; // among the samples
     unsigned char bytes[SubbandBytes<V>::bytePlanesOfValue][blockSamples + 64];
 };
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -17,6 +17,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 template <typename V>
 class SparseCoefficients {
 public:
@@ -143,6 +145,8 @@ private:
     std::uint32_t places[blockSamples + 32]; // among the samples
     std::uint32_t folded[blockSamples + 32];
 };
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -15,6 +15,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // A sub-stream pair of one plane while the chunks of its class pass by.
 struct PlaneCoder {
     BitAppender refinements;
@@ -196,6 +198,8 @@ void codeClass(const SubbandBytes<RowSample<T>>& folded, PlaneStreams* streams, 
     coder->code(folded);
     coder->finish();
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -20,6 +20,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // The refinement bits of one word near the end of what the reader holds, one by one. When the stream ends among them,
 // the rest of the plane is clear.
 template <typename T>
@@ -433,6 +435,8 @@ template <typename T>
 std::unique_ptr<SlicedImage<T>> makeSliced(const ImageShape& shape) {
     return std::make_unique<SlicedClasses<T>>(shape);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

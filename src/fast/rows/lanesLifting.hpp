@@ -14,6 +14,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // rdiv(a, 2^shift) for any a: mulhrs(a, 2^(15 - shift)) is (a + 2^(shift-1)) >> shift without overflow, which
 // rounds halves up; one less below zero makes that away from zero.
 template <int shift>
@@ -181,6 +183,8 @@ void untransformInLanes(std::int16_t* even, std::int16_t* odd, int n) {
         unpredictRow<Row, Exact>(odd + ends.at[i], leftEven - 1, leftEven, leftEven + 1, leftEven + 2, 1);
     }
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

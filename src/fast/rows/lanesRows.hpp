@@ -17,6 +17,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // Two vectors of neighbouring samples become one of the even and one of the odd places, and back.
 inline std::int64_t splitInLanes(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd) {
     Lanes bits = Lanes::all(0);
@@ -288,6 +290,8 @@ inline void joinColoursBelowInLanes(const PolyphaseRow<std::int16_t>* channels, 
     const int done = limit < 0 ? 0 : joinColourLanes(channels, width, ClampedColours(limit), raw);
     joinColoursBelowFrom(done, channels, width, limit, raw);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -14,6 +14,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // A number with the same highest bit as the magnitude, or one less: OR-ed together, such numbers bound all of them.
 template <typename T>
 constexpr T magnitudeBits(T sample) {
@@ -210,6 +212,8 @@ void untransformRowAlong(Row* even, Row* odd, int n) {
     liftEvenAlong(even, odd, n, unupdateRow<Row>);
     liftOddAlong(even, odd, n, unpredictRow<Row, Width>, unpredictRow<Row, Exact>);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

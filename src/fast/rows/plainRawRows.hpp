@@ -15,6 +15,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 inline void splitBytes(const unsigned char* __restrict raw, int width, const PolyphaseRow<std::int16_t>& samples) {
     std::int16_t* __restrict even = samples.even;
     std::int16_t* __restrict odd = samples.odd;
@@ -176,6 +178,8 @@ inline void joinColoursBelowFrom(int from, const PolyphaseRow<std::int16_t>* cha
 inline void joinColoursBelow(const PolyphaseRow<std::int16_t>* channels, int width, int limit, unsigned char* raw) {
     joinColoursBelowFrom(0, channels, width, limit, raw);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -47,18 +47,11 @@ struct SampleRange {
         largest = std::max(largest, sample);
     }
 
-    // Whether a level that starts from such samples needs no more than short rows. With m in the middle of the range
-    // and w from end to end, by the sums of the filter's weights and of their magnitudes: along a row, differences are
-    // at most 1.13 w and approximations 1.19 |m| + 0.9 w. Down the columns from there, differences are at most 2.54 w
-    // and two neighbouring ones 4.79 w together, four samples that rise and fall 4.5 w, twice a prediction 2.38 |m| +
-    // 2.23 w, an approximation 1.42 |m| + 1.59 w.
+    // Whether a level that starts from such samples needs no more than rows of 16 bits (docs/bounds.md).
     bool isSmall() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
 
-    // Whether a level can go back in 16-bit rows, for approximations in such a range and all other coefficients at most
-    // d. Up the columns, four samples that rise and fall are at most 1.69 w + d, or 4.37 d where all are coefficients,
-    // twice a prediction is 1.69 |m| + 1.06 w + 1.13 d, and samples are 0.85 |m| + 0.53 w + d or 2.06 d. Along a row
-    // from there, four samples are 1.773 w + 5.43 d, twice a prediction 1.42 |m| + 1.11 w + 4.42 d, samples 0.71 |m| +
-    // 0.56 w + 3.11 d.
+    // Whether a level needs no more on the way back, for approximations in such a range and all other coefficients at
+    // most d (docs/bounds.md).
     bool isSmallWith(int d) const {
         return least >= -7500 && largest <= 7500 &&
                std::int64_t{1773} * (largest - least) + std::int64_t{5430} * d <= 27'000'000;

@@ -20,6 +20,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 constexpr bool isDepositFast = true;
 
 inline int countBits(std::uint64_t value) {
@@ -33,6 +35,8 @@ inline std::uint64_t extractBits(std::uint64_t value, std::uint64_t mask) {
 inline std::uint64_t depositBits(std::uint64_t value, std::uint64_t mask) {
     return _pdep_u64(value, mask);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

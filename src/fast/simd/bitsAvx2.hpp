@@ -14,6 +14,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // words[b] gets bit b of 64 bytes, for b = 0 .. 7: the sign bits of all bytes, then all bytes doubled.
 inline void sliceBytes(const unsigned char* bytes, std::uint64_t* words) {
     __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
@@ -93,6 +95,8 @@ void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
         }
     }
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

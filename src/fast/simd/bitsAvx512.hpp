@@ -13,6 +13,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // Transposes the eight bits of each of eight rows, the last row first, all at once: the columns of a matrix are its
 // products with the unit vectors.
 inline __m512i transpose8x8(__m512i matrices) {
@@ -80,6 +82,8 @@ void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
         }
     }
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

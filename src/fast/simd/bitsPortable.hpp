@@ -10,6 +10,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 constexpr bool isDepositFast = false;
 
 // By adding neighbouring fields: without an instruction for it, the library's own function is a call.
@@ -143,6 +145,8 @@ void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
     }
     unsliceBytes(bits, bytes);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -15,6 +15,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 inline __m256i loadVector(const void* from) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(from));
 }
@@ -122,7 +124,7 @@ Lanes shiftRightUnsigned(Lanes a) {
     return {_mm256_srli_epi16(a.v, n)};
 }
 inline Lanes shiftRightUnsigned(Lanes a, int n) {
-    return {_mm256_srl_epi16(a.v, _mm_cvtsi32_si128(n))};
+    return {_mm256_srli_epi16(a.v, n)};
 }
 inline Lanes folded(Lanes a) {
     const __m256i magnitudes = _mm256_abs_epi16(a.v);
@@ -190,7 +192,7 @@ WideLanes shiftRight(WideLanes a) {
     return {_mm256_srai_epi32(a.v, n)};
 }
 inline WideLanes shiftRightUnsigned(WideLanes a, int n) {
-    return {_mm256_srl_epi32(a.v, _mm_cvtsi32_si128(n))};
+    return {_mm256_srli_epi32(a.v, n)};
 }
 inline WideLanes folded(WideLanes a) {
     const __m256i magnitudes = _mm256_abs_epi32(a.v);
@@ -297,6 +299,8 @@ inline void storeRgb(unsigned char* raw, const Lanes* even, const Lanes* odd) {
         _mm_storeu_si128(to + 3, shuffledTogether(second, rgbShuffles.spreading[group]));
     }
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

@@ -13,6 +13,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 // A one for each of the first n lanes, of 64 at most.
 inline std::uint64_t firstLanes(int n) {
     return n <= 0 ? 0 : ~std::uint64_t{0} >> (64 - n);
@@ -295,6 +297,8 @@ inline void storeRgb(unsigned char* raw, const Lanes* even, const Lanes* odd) {
         _mm512_storeu_si512(raw + 64 * i, bytes);
     }
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 

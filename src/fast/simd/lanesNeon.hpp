@@ -15,6 +15,8 @@ TEKO_TARGET_BEGIN
 
 namespace teko::TEKO_TARGET_NAMESPACE {
 
+namespace {
+
 struct Lanes {
     using Row = std::int16_t;
     static constexpr int count = 8;
@@ -251,6 +253,8 @@ inline void storeRgb(unsigned char* raw, const Lanes* even, const Lanes* odd) {
     }
     vst3q_u8(raw, pixels);
 }
+
+} // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 
