@@ -145,10 +145,12 @@ def test_a_server_that_ignores_ranges(shards):
     assert np.array_equal(read(store.refined(), selection=part), IMAGE[part])
     assert np.array_equal(read(store.refined()), IMAGE)
     strict = PrefixStore(Careless(memory), 0.02, strict=True)
-    with pytest.raises(
-        (OverReadError, ExceptionGroup), match=r"ignores ranges; serve the array by one|could not be read"
-    ):
+    with pytest.raises((OverReadError, ExceptionGroup)) as caught:
         read(strict)
+    # Newer versions of zarr read shards by get_ranges, whose errors come in groups.
+    problems = getattr(caught.value, "exceptions", [caught.value])
+    assert [type(problem) for problem in problems] == [OverReadError]
+    assert "ignores ranges; serve the array by one" in str(problems[0])
     assert np.array_equal(read(PrefixStore(memory, 0.02, strict=True)), read(store))
 
 
