@@ -12,6 +12,7 @@ from zarr.storage import MemoryStore
 from teko.zarr._cache import Flight, GaveUp, LastingCache, Shared
 from teko.zarr._errors import ChangedError, OverReadError
 from teko.zarr._pieces import AGAIN, Entry, Piece, merged, range_of, size_of
+from teko.zarr._tasks import all_of
 
 _AT_ONCE = 10  # requests within a shard
 
@@ -145,7 +146,7 @@ class Origin:
                 return await self.ask(key, span)
 
         spans = list(dict.fromkeys(whole_of.values()))
-        answers = dict(zip(spans, await asyncio.gather(*map(ask, spans)), strict=True))
+        answers = dict(zip(spans, await all_of(map(ask, spans)), strict=True))
         return [_part_of(answers[whole_of[span]], whole_of[span].start, span) for span in ranges]
 
     async def _joined(self, piece: Piece, known: bytes, answer: bytes | None, wanted: int | None) -> Entry | None:

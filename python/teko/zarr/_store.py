@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """A zarr store that reads the first bytes of each chunk: the whole array, coarser."""
 
-import asyncio
 import json
 import warnings
 from collections.abc import AsyncGenerator, AsyncIterator, Iterable, Sequence
@@ -30,6 +29,7 @@ from teko.zarr._origin import Origin
 from teko.zarr._pieces import Piece, range_of
 from teko.zarr._read_only import ReadOnlyStore
 from teko.zarr._shards import ShardReader
+from teko.zarr._tasks import all_of
 
 _LARGEST_GAP = 2**14
 
@@ -205,13 +205,13 @@ class PrefixStore(ReadOnlyStore):
         self, prototype: BufferPrototype, key_ranges: Iterable[tuple[str, ByteRequest | None]]
     ) -> list[Buffer | None]:
         """Read several values, or ranges of them, at once."""
-        return await asyncio.gather(*(self.get(key, prototype, byte_range) for key, byte_range in key_ranges))
+        return await all_of(self.get(key, prototype, byte_range) for key, byte_range in key_ranges)
 
     async def _get_many(
         self, requests: Iterable[tuple[str, BufferPrototype, ByteRequest | None]]
     ) -> AsyncGenerator[tuple[str, Buffer | None], None]:
         listed = list(requests)
-        values = await asyncio.gather(*(self.get(*request) for request in listed))
+        values = await all_of(self.get(*request) for request in listed)
         for request, value in zip(listed, values, strict=True):
             yield request[0], value
 
@@ -262,7 +262,7 @@ class PrefixStore(ReadOnlyStore):
             reader = ShardReader(self._origin, key, layout.shard, self._wanted(layout, key), gap)
             return await reader.get_ranges(requests)
         prototype = default_buffer_prototype()
-        buffers = await asyncio.gather(*(self.get(key, prototype, request) for request in byte_ranges))
+        buffers = await all_of(self.get(key, prototype, request) for request in byte_ranges)
         return [None if buffer is None else buffer.to_bytes() for buffer in buffers]
 
     @property
