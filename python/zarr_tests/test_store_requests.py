@@ -9,6 +9,7 @@ from samples import inexact
 from store_arrays import (
     IMAGE,
     PROTOTYPE,
+    RAW,
     SHARDS,
     chunk_sizes,
     filled,
@@ -56,10 +57,24 @@ def test_asks_for_the_predicted_bytes_of_a_part(shards):
     assert np.array_equal(part, read(PrefixStore(filled(), 0.02))[10:120, 140:400])
 
 
-def test_rounds_the_rate_up_to_words():
+def test_rounds_the_rate_down_to_bytes_and_up_to_words():
     counting = Counting(filled())
     read(PrefixStore(counting, 0.001), selection=(0, 0))  # 32.8 bytes, and so 8 words
+    assert prefix_size(0.001) == 42
     assert counting.log[-1] == ("c/0/0", RangeByteRequest(0, 42), 42)
+
+
+@SHARDS
+def test_a_rate_of_1_is_a_bound(shards):
+    noise = np.random.default_rng(3).integers(0, 2**16, IMAGE.shape, "uint16")
+    memory = filled(shards, noise)
+    sizes, indexes = chunk_sizes(memory, shards)
+    assert min(sizes) > prefix_size(1) >= RAW + 10
+    counting = Counting(memory)
+    store = PrefixStore(counting, 1)
+    assert not np.array_equal(read(store), noise)
+    assert counting.received(documents=False) == 16 * prefix_size(1) + indexes
+    assert np.array_equal(read(store.refined()), noise)
 
 
 @pytest.mark.parametrize(("given", "asked"), [(14, 14), (17, 14), (18, 18), (1001, 998)])

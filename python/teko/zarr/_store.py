@@ -45,7 +45,8 @@ class PrefixStore(ReadOnlyStore):
     Args:
         store: where the arrays are.
         rate: of each chunk, or inner chunk of a shard, as a share of its raw size, above 0 and up to 1. Of n raw bytes
-            it reads the 10 of the header and rate * n more, rounded up to words of 4 bytes; no fewer than 14.
+            it reads the 10 of the header and rate * n more, rounded down to bytes and then up to words of 4; no fewer
+            than 14. 1 is a bound like others: chunks of noise can be longer, and no rate at all means whole.
         bytes_per_chunk: the same in bytes, 14 at least, rounded down to 10 and a number of words.
         cache_bytes: most bytes of chunks that are kept in memory. What was used least recently goes first; prefixes
             and complete chunks have half of the room each for sure.
