@@ -75,7 +75,7 @@ class Origin:
 
     async def recall(self, piece: Piece) -> Entry | None:
         """Return what is kept of a piece."""
-        return self.shared.peek(piece) or await self.lasting.get(piece)
+        return self.shared.peek(piece) or await self.lasting.get(piece, self.shared.layout_above(piece.key))
 
     async def read(self, pieces: Sequence[Piece], wanted: int | None, gap: int = 0) -> list[bytes | None]:
         """Return the first bytes of pieces, None for what does not exist; each is fetched once, whoever asks for it.
@@ -107,17 +107,24 @@ class Origin:
     async def _lead(self, mine: dict[Piece, Flight], wanted: int | None, gap: int) -> dict[Piece, Entry | None]:
         """Fetch pieces for oneself and for those who wait for them."""
         try:
-            entries = await self._fetch(list(mine), wanted, gap)
+            entries, fetched = await self._fetch(list(mine), wanted, gap)
         except Exception as problem:
             self.shared.abandon(mine, problem)
             raise
         except BaseException:
             self.shared.abandon(mine, GaveUp())
             raise
-        self.shared.land(mine, entries)
+        layouts = {piece: self.shared.layout_above(piece.key) for piece in fetched}
+        kept = self.shared.land(mine, entries)
+        for piece in fetched:
+            if piece in kept:
+                await self.lasting.keep(piece, kept[piece], layouts[piece])
         return entries
 
-    async def _fetch(self, pieces: list[Piece], wanted: int | None, gap: int) -> dict[Piece, Entry | None]:
+    async def _fetch(
+        self, pieces: list[Piece], wanted: int | None, gap: int
+    ) -> tuple[dict[Piece, Entry | None], list[Piece]]:
+        """Return the first bytes of pieces, and those of them that were asked for."""
         known = {piece: await self.recall(piece) or Entry(b"", False) for piece in pieces}
         entries: dict[Piece, Entry | None] = dict(known)
         absent = [piece for piece in pieces if not known[piece].suffices(wanted)]
@@ -129,9 +136,7 @@ class Origin:
                 rest = await self.ask(piece.key, piece.request(len(entry.data), None))
                 entry = await self._joined(piece, entry.data, rest, None) or entry
             entries[piece] = entry
-            if entry is not None:
-                await self.lasting.keep(piece, entry)
-        return entries
+        return entries, absent
 
     async def _ask_all(self, key: str, requests: list[ByteRequest | None], gap: int) -> list[bytes | None]:
         """Read parts of an object, ranges by as few requests as the gap between them allows."""

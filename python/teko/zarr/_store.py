@@ -22,7 +22,6 @@ from teko.zarr._layout import (
     is_ours_of_old,
     layout_of_array,
     mark,
-    parents,
     parsed,
 )
 from teko.zarr._origin import Origin
@@ -51,7 +50,7 @@ class PrefixStore(ReadOnlyStore):
         cache_bytes: most bytes of chunks that are kept in memory. What was used least recently goes first; prefixes
             and complete chunks have half of the room each for sure.
         cache: another zarr store, for this alone, where first bytes are kept as well. It is not bounded. Processes
-            may share it, and it outlives them.
+            may share it, and it outlives them. Where it cannot be written there is a warning, and reading goes on.
         strict: whether a server that sends more than it was asked for is an error, not a matter of statistics.
         max_gap_bytes: inner chunks of a shard are read by one request if no more bytes than that lie between what is
             read of them, up to 16384. These bytes are read in vain.
@@ -344,10 +343,9 @@ class PrefixStore(ReadOnlyStore):
 
     async def _layout_of(self, key: str) -> Layout:
         """Find the array that a key is a chunk of: by what passed already, or by its metadata."""
+        if layout := self._origin.shared.layout_above(key):
+            return layout
         known = self._origin.shared.layouts
-        for path in parents(key):
-            if layout := known.get(path):
-                return layout
         for path in array_paths(key):
             if path in known:
                 continue
