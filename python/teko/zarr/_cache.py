@@ -157,7 +157,7 @@ class Shared:
                 if self._flights.get(piece) is mine[piece]:
                     del self._flights[piece]
                     entry = entries[piece]
-                    if entry is None:
+                    if entry is None or not piece.may_keep(entry):
                         self._entries.drop(piece)
                     else:
                         self.count(evictions=self._entries.keep(piece, entry))

@@ -158,6 +158,8 @@ class Origin:
         """Put what came behind what was known."""
         if answer is None:
             return None
+        if piece.start < 0:
+            known = b""  # all of it came
         again = known[-AGAIN:]
         if not answer.startswith(again):
             # It may be the whole of an object, whose server knows no ranges.
