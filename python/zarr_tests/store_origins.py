@@ -83,6 +83,17 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def _await(server, host, port, turns):
+    """Return when a server answers; raise if it has ended, or does not answer in time."""
+    for _ in range(turns):
+        if server.poll() is not None:
+            raise RuntimeError(f"{server.args} ended with status {server.returncode} before it answered")
+        with contextlib.suppress(OSError), socket.create_connection((host, port), 1):
+            return
+        time.sleep(0.05)
+    raise RuntimeError(f"{server.args} does not answer at {host}:{port}")
+
+
 _NGINX_CONFIGURATION = """
 daemon off; master_process off; pid {folder}/nginx.pid; error_log {folder}/error.log;
 events {{}}
@@ -108,15 +119,12 @@ def nginx(root, folder, host="127.0.0.1", at=()):
     server = subprocess.Popen([*at, NGINX, "-e", folder / "error.log", "-c", configuration, "-p", folder])
 
     def log():
-        time.sleep(0.2)
+        time.sleep(0.2)  # nginx writes a line after the client has the answer, and nothing tells that it was the last
         lines = (folder / "access.log").read_text().split("\n")[:-1]
         return [(method, path, int(status), int(size)) for method, path, status, size in map(str.split, lines)]
 
     try:
-        for _ in range(100):
-            with contextlib.suppress(OSError), socket.create_connection((host, port), 1):
-                break
-            time.sleep(0.05)
+        _await(server, host, port, 100)
         yield f"http://{host}:{port}", log
     finally:
         server.terminate()
@@ -214,10 +222,7 @@ def moto_server(host="127.0.0.1", at=()):
     command = [*at, sys.executable, "-m", "moto.server", "-H", host, "-p", str(port)]
     server = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        for _ in range(400):
-            with contextlib.suppress(OSError), socket.create_connection((host, port), 1):
-                break
-            time.sleep(0.05)
+        _await(server, host, port, 400)
         yield f"http://{host}:{port}"
     finally:
         server.terminate()

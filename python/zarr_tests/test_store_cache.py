@@ -2,14 +2,27 @@
 """What PrefixStore keeps, for whom, and for how long."""
 
 import asyncio
+import errno
 import threading
 
 import numpy as np
 import pytest
-from store_arrays import IMAGE, PROTOTYPE, SHARDS, chunk_sizes, filled, get, prefix_size, read, stored_chunks, write
+from store_arrays import (
+    IMAGE,
+    PROTOTYPE,
+    SHARDS,
+    chunk_sizes,
+    filled,
+    get,
+    prefix_size,
+    read,
+    smooth,
+    stored_chunks,
+    write,
+)
 from store_origins import Counting, Slow
 from zarr.core.sync import sync
-from zarr.storage import LocalStore
+from zarr.storage import LocalStore, MemoryStore
 
 from teko.zarr import PrefixStore
 
@@ -155,10 +168,56 @@ def test_keeps_first_bytes_in_a_store(shards, tmp_path):
     assert not any(path.is_file() for path in tmp_path.rglob("*"))
 
 
-def test_an_array_that_was_replaced():
-    memory = filled()
-    store = PrefixStore(memory, 0.02)
+@pytest.mark.parametrize("cached", [False, True], ids=["memory", "lasting"])
+@pytest.mark.parametrize(
+    ("before", "after"),
+    [
+        ({}, {"chunks": (256, 256)}),
+        ({"shards": (512, 512)}, {"shards": (256, 256)}),
+        ({"shards": (256, 256)}, {}),
+    ],
+    ids=["chunks", "shards", "no shards"],
+)
+def test_an_array_that_was_replaced(before, after, cached):
+    lasting = MemoryStore() if cached else None
+    memory = MemoryStore()
+    write(memory, IMAGE, **before)
+    store = PrefixStore(memory, cache=lasting)
     read(store)
     memory._store_dict.clear()
-    write(memory, IMAGE, chunks=(256, 256))
-    assert np.array_equal(read(store), read(PrefixStore(memory, 0.02)))
+    other = smooth(noise=40, seed=5)
+    write(memory, other, **after)
+    assert np.array_equal(read(store), other)
+    assert np.array_equal(read(PrefixStore(memory, cache=lasting)), other)
+
+
+@SHARDS
+def test_what_is_forgotten_on_its_way_is_not_kept(shards):
+    lasting = MemoryStore()
+    store = PrefixStore(Slow(filled(shards)), 0.02, cache=lasting)
+
+    async def run():
+        await store.get("zarr.json", PROTOTYPE)
+        reading = asyncio.create_task(store.get("c/0/0", PROTOTYPE))
+        await asyncio.sleep(0.01)
+        await asyncio.to_thread(store.forget, "c")
+        if shards is not None:
+            await asyncio.sleep(0.06)
+            await asyncio.to_thread(store.forget, "c")
+        await reading
+
+    asyncio.run(run())
+    assert not lasting._store_dict
+
+
+@SHARDS
+def test_a_cache_that_is_full_does_no_harm(shards):
+    class Full(MemoryStore):
+        async def set(self, key, value, byte_range=None):
+            raise OSError(errno.ENOSPC, "No space left on device")
+
+    memory = filled(shards)
+    store = PrefixStore(memory, 0.02, cache=Full())
+    with pytest.warns(UserWarning, match=r"the cache could not keep the first bytes of c/\d/\d: .*No space left"):
+        coarse = read(store)
+    assert np.array_equal(coarse, read(PrefixStore(memory, 0.02)))

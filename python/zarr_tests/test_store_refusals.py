@@ -130,9 +130,23 @@ def test_refuses_indexes_that_are_damaged():
     memory._store_dict["c/0/0"] = PROTOTYPE.buffer.from_bytes(bytes(shard))
     with pytest.raises(PrefixError, match="the index of a shard is damaged"):
         read(PrefixStore(memory, 0.1))
+
+
+@pytest.mark.parametrize("location", ["start", "end"])
+@pytest.mark.parametrize("cached", [False, True], ids=["memory", "lasting"])
+def test_refuses_shards_that_are_too_short_each_time(location, cached):
+    memory = MemoryStore()
+    sharding = ShardingCodec(chunk_shape=(32, 32), codecs=[TekoCodec()], index_location=location)
+    zarr.create_array(memory, shape=(128, 128), chunks=(128, 128), dtype="uint8", serializer=sharding, compressors=None)
+    zarr.open_array(memory)[:] = 7
+    shard = memory._store_dict["c/0/0"]
     memory._store_dict["c/0/0"] = PROTOTYPE.buffer.from_bytes(b"short")
-    with pytest.raises(PrefixError, match="the index of a shard has 5 bytes and not the 260"):
-        read(PrefixStore(memory, 0.1))
+    store = PrefixStore(memory, 0.1, cache=MemoryStore() if cached else None)
+    for _ in range(3):
+        with pytest.raises(PrefixError, match="the index of a shard has 5 bytes and not the 260"):
+            read(store)
+    memory._store_dict["c/0/0"] = shard
+    assert (read(store) == 7).all()
 
 
 @SHARDS
@@ -145,10 +159,12 @@ def test_a_server_that_ignores_ranges(shards):
     assert np.array_equal(read(store.refined(), selection=part), IMAGE[part])
     assert np.array_equal(read(store.refined()), IMAGE)
     strict = PrefixStore(Careless(memory), 0.02, strict=True)
-    with pytest.raises(
-        (OverReadError, ExceptionGroup), match=r"ignores ranges; serve the array by one|could not be read"
-    ):
+    with pytest.raises((OverReadError, ExceptionGroup)) as caught:
         read(strict)
+    # Newer versions of zarr read shards by get_ranges, whose errors come in groups.
+    problems = getattr(caught.value, "exceptions", [caught.value])
+    assert [type(problem) for problem in problems] == [OverReadError]
+    assert "ignores ranges; serve the array by one" in str(problems[0])
     assert np.array_equal(read(PrefixStore(memory, 0.02, strict=True)), read(store))
 
 

@@ -1,12 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """What PrefixStore asks for, to the byte, and what it gives."""
 
+import asyncio
+
 import numpy as np
 import pytest
 from samples import inexact
 from store_arrays import (
     IMAGE,
     PROTOTYPE,
+    RAW,
     SHARDS,
     chunk_sizes,
     filled,
@@ -54,10 +57,24 @@ def test_asks_for_the_predicted_bytes_of_a_part(shards):
     assert np.array_equal(part, read(PrefixStore(filled(), 0.02))[10:120, 140:400])
 
 
-def test_rounds_the_rate_up_to_words():
+def test_rounds_the_rate_down_to_bytes_and_up_to_words():
     counting = Counting(filled())
     read(PrefixStore(counting, 0.001), selection=(0, 0))  # 32.8 bytes, and so 8 words
+    assert prefix_size(0.001) == 42
     assert counting.log[-1] == ("c/0/0", RangeByteRequest(0, 42), 42)
+
+
+@SHARDS
+def test_a_rate_of_1_is_a_bound(shards):
+    noise = np.random.default_rng(3).integers(0, 2**16, IMAGE.shape, "uint16")
+    memory = filled(shards, noise)
+    sizes, indexes = chunk_sizes(memory, shards)
+    assert min(sizes) > prefix_size(1) >= RAW + 10
+    counting = Counting(memory)
+    store = PrefixStore(counting, 1)
+    assert not np.array_equal(read(store), noise)
+    assert counting.received(documents=False) == 16 * prefix_size(1) + indexes
+    assert np.array_equal(read(store.refined()), noise)
 
 
 @pytest.mark.parametrize(("given", "asked"), [(14, 14), (17, 14), (18, 18), (1001, 998)])
@@ -178,6 +195,49 @@ def test_reads_many_at_once():
 
     assert sync(many()) == {"c/0/0": 98, "c/0/1": 10, "c/9/9": None}
     assert len(store.get_sync("c/0/0")) == 98
+
+
+class Failing(Counting):
+    """Fails at the third request for chunks, and is slow, so that others are on their way then."""
+
+    asked = 0
+
+    async def get(self, key, prototype, byte_range=None):
+        if not key.endswith("zarr.json") and not isinstance(byte_range, SuffixByteRequest):
+            self.asked += 1
+            if self.asked == 3:
+                raise OSError("the line is down")
+            await asyncio.sleep(0.02)
+        return await super().get(key, prototype, byte_range)
+
+
+async def _partial_values(store):
+    return await store.get_partial_values(PROTOTYPE, [(f"c/{place // 4}/{place % 4}", None) for place in range(16)])
+
+
+async def _many(store):
+    requests = [(f"c/{place // 4}/{place % 4}", PROTOTYPE, None) for place in range(16)]
+    return [value async for value in store._get_many(requests)]
+
+
+async def _shard(store):
+    return await store.get("c/0/0", PROTOTYPE)
+
+
+@pytest.mark.parametrize(("ask", "shards"), [(_partial_values, None), (_many, None), (_shard, (512, 512))])
+def test_after_an_error_nothing_is_asked_for(ask, shards):
+    failing = Failing(filled(shards))
+    store = PrefixStore(failing, 0.02)
+
+    async def run():
+        await store.get("zarr.json", PROTOTYPE)
+        with pytest.raises(OSError, match="the line is down"):
+            await ask(store)
+        before = failing.asked, list(failing.log)
+        await asyncio.sleep(0.2)
+        assert (failing.asked, failing.log) == before
+
+    asyncio.run(run())
 
 
 def test_sizes_are_those_of_what_is_stored():

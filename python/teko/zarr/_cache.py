@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """What is kept of what was fetched, in memory and in a store; the requests on their way; and the statistics."""
 
+import hashlib
 import itertools
 import threading
+import warnings
 from collections import OrderedDict
 from collections.abc import Iterable, Iterator
 from concurrent.futures import Future
@@ -10,7 +12,7 @@ from concurrent.futures import Future
 from zarr.abc.store import Store
 from zarr.core.buffer import default_buffer_prototype
 
-from teko.zarr._layout import Layout, is_document
+from teko.zarr._layout import Layout, is_document, parents
 from teko.zarr._pieces import Entry, Piece
 
 
@@ -147,15 +149,22 @@ class Shared:
                     mine[piece].set_running_or_notify_cancel()
         return hits, mine, others
 
-    def land(self, mine: dict[Piece, Flight], entries: dict[Piece, Entry | None]) -> None:
-        """Keep what has been fetched, and hand it to those who wait."""
+    def land(self, mine: dict[Piece, Flight], entries: dict[Piece, Entry | None]) -> dict[Piece, Entry]:
+        """Keep what has been fetched, and hand it to those who wait; return what was not forgotten meanwhile."""
+        kept: dict[Piece, Entry] = {}
         with self._lock:
             for piece in mine:
                 if self._flights.get(piece) is mine[piece]:
                     del self._flights[piece]
-                    self._keep(piece, entries[piece])
+                    entry = entries[piece]
+                    if entry is None or not piece.may_keep(entry):
+                        self._entries.drop(piece)
+                    else:
+                        self.count(evictions=self._entries.keep(piece, entry))
+                        kept[piece] = entry
         for piece, flight in mine.items():
             flight.set_result(entries[piece])
+        return kept
 
     def abandon(self, mine: dict[Piece, Flight], problem: Exception) -> None:
         """Hand a problem to those who wait for what could not be fetched."""
@@ -165,12 +174,6 @@ class Shared:
                     del self._flights[piece]
         for flight in mine.values():
             flight.set_exception(problem)
-
-    def _keep(self, piece: Piece, entry: Entry | None) -> None:
-        if entry is None:
-            self._entries.drop(piece)
-        else:
-            self.count(evictions=self._entries.keep(piece, entry))
 
     def forget(self, path: str) -> None:
         """Drop all that is known of what is at a path and below; requests on their way are not kept."""
@@ -182,6 +185,10 @@ class Shared:
             for known in [known for known in self.layouts if _is_below(known, path)]:
                 del self.layouts[known]
 
+    def layout_above(self, key: str) -> Layout | None:
+        """Return what is known of the array that a key is a chunk of."""
+        return next((layout for path in parents(key) if (layout := self.layouts.get(path))), None)
+
     def learn(self, path: str, layout: Layout | None) -> None:
         """Note what an array is like; chunks of one that was there before it are of no use."""
         before = self.layouts.get(path)
@@ -192,26 +199,35 @@ class Shared:
 
 
 class LastingCache:
-    """First bytes of chunks in a store that outlives the process, or nowhere; metadata are not kept there."""
+    """First bytes of chunks in a store that outlives the process, or nowhere; metadata are not kept there.
+
+    The layout of the array is part of the keys, so that chunks of one that was there before it are not found; where
+    it is unknown, nothing is kept.
+    """
 
     def __init__(self, store: Store | None) -> None:
         self.store = store
 
-    async def get(self, piece: Piece) -> Entry | None:
+    async def get(self, piece: Piece, layout: Layout | None) -> Entry | None:
         """Return what is kept of a piece."""
-        if self.store is None or is_document(piece.key):
+        if self.store is None or layout is None or is_document(piece.key):
             return None
-        value = await self.store.get(_key_of(piece), default_buffer_prototype())
+        value = await self.store.get(_key_of(piece, layout), default_buffer_prototype())
         if value is None or len(value) == 0:
             return None
         data = value.to_bytes()
         return Entry(data[1:], data[0] == 1)
 
-    async def keep(self, piece: Piece, entry: Entry) -> None:
-        """Keep what has been fetched, behind a byte that tells whether it is complete."""
-        if self.store is not None and not is_document(piece.key):
-            flag = b"\1" if entry.complete else b"\0"
-            await self.store.set(_key_of(piece), default_buffer_prototype().buffer.from_bytes(flag + entry.data))
+    async def keep(self, piece: Piece, entry: Entry, layout: Layout | None) -> None:
+        """Keep what has been fetched, behind a byte that tells whether it is complete; warn if that fails."""
+        if self.store is None or layout is None or is_document(piece.key):
+            return
+        flag = b"\1" if entry.complete else b"\0"
+        value = default_buffer_prototype().buffer.from_bytes(flag + entry.data)
+        try:
+            await self.store.set(_key_of(piece, layout), value)
+        except Exception as problem:
+            warnings.warn(f"the cache could not keep the first bytes of {piece.key}: {problem}", stacklevel=2)
 
     async def forget(self, path: str) -> None:
         """Delete what is kept of what is at a path and below."""
@@ -224,5 +240,6 @@ def _is_below(key: str, path: str) -> bool:
     return not path or key == path or key.startswith(f"{path}/")
 
 
-def _key_of(piece: Piece) -> str:
-    return f"{piece.key}/at{piece.start}"
+def _key_of(piece: Piece, layout: Layout) -> str:
+    digest = hashlib.sha256(repr(layout).encode()).hexdigest()[:16]
+    return f"{piece.key}/{digest}/at{piece.start}"

@@ -12,6 +12,7 @@ from zarr.storage import MemoryStore
 from teko.zarr._cache import Flight, GaveUp, LastingCache, Shared
 from teko.zarr._errors import ChangedError, OverReadError
 from teko.zarr._pieces import AGAIN, Entry, Piece, merged, range_of, size_of
+from teko.zarr._tasks import all_of
 
 _AT_ONCE = 10  # requests within a shard
 
@@ -74,7 +75,7 @@ class Origin:
 
     async def recall(self, piece: Piece) -> Entry | None:
         """Return what is kept of a piece."""
-        return self.shared.peek(piece) or await self.lasting.get(piece)
+        return self.shared.peek(piece) or await self.lasting.get(piece, self.shared.layout_above(piece.key))
 
     async def read(self, pieces: Sequence[Piece], wanted: int | None, gap: int = 0) -> list[bytes | None]:
         """Return the first bytes of pieces, None for what does not exist; each is fetched once, whoever asks for it.
@@ -106,17 +107,24 @@ class Origin:
     async def _lead(self, mine: dict[Piece, Flight], wanted: int | None, gap: int) -> dict[Piece, Entry | None]:
         """Fetch pieces for oneself and for those who wait for them."""
         try:
-            entries = await self._fetch(list(mine), wanted, gap)
+            entries, fetched = await self._fetch(list(mine), wanted, gap)
         except Exception as problem:
             self.shared.abandon(mine, problem)
             raise
         except BaseException:
             self.shared.abandon(mine, GaveUp())
             raise
-        self.shared.land(mine, entries)
+        layouts = {piece: self.shared.layout_above(piece.key) for piece in fetched}
+        kept = self.shared.land(mine, entries)
+        for piece in fetched:
+            if piece in kept:
+                await self.lasting.keep(piece, kept[piece], layouts[piece])
         return entries
 
-    async def _fetch(self, pieces: list[Piece], wanted: int | None, gap: int) -> dict[Piece, Entry | None]:
+    async def _fetch(
+        self, pieces: list[Piece], wanted: int | None, gap: int
+    ) -> tuple[dict[Piece, Entry | None], list[Piece]]:
+        """Return the first bytes of pieces, and those of them that were asked for."""
         known = {piece: await self.recall(piece) or Entry(b"", False) for piece in pieces}
         entries: dict[Piece, Entry | None] = dict(known)
         absent = [piece for piece in pieces if not known[piece].suffices(wanted)]
@@ -128,9 +136,7 @@ class Origin:
                 rest = await self.ask(piece.key, piece.request(len(entry.data), None))
                 entry = await self._joined(piece, entry.data, rest, None) or entry
             entries[piece] = entry
-            if entry is not None:
-                await self.lasting.keep(piece, entry)
-        return entries
+        return entries, absent
 
     async def _ask_all(self, key: str, requests: list[ByteRequest | None], gap: int) -> list[bytes | None]:
         """Read parts of an object, ranges by as few requests as the gap between them allows."""
@@ -145,13 +151,15 @@ class Origin:
                 return await self.ask(key, span)
 
         spans = list(dict.fromkeys(whole_of.values()))
-        answers = dict(zip(spans, await asyncio.gather(*map(ask, spans)), strict=True))
+        answers = dict(zip(spans, await all_of(map(ask, spans)), strict=True))
         return [_part_of(answers[whole_of[span]], whole_of[span].start, span) for span in ranges]
 
     async def _joined(self, piece: Piece, known: bytes, answer: bytes | None, wanted: int | None) -> Entry | None:
         """Put what came behind what was known."""
         if answer is None:
             return None
+        if piece.start < 0:
+            known = b""  # all of it came
         again = known[-AGAIN:]
         if not answer.startswith(again):
             # It may be the whole of an object, whose server knows no ranges.

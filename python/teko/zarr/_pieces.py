@@ -39,6 +39,10 @@ class Piece:
             return RangeByteRequest(begin, wanted)
         return OffsetByteRequest(begin) if begin else None
 
+    def may_keep(self, entry: "Entry") -> bool:
+        """Tell whether an entry may be kept: an index that is shorter than its size is none."""
+        return entry.complete or not self.is_index
+
 
 @dataclass(frozen=True)
 class Entry:

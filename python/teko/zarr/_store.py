@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """A zarr store that reads the first bytes of each chunk: the whole array, coarser."""
 
-import asyncio
 import json
 import warnings
 from collections.abc import AsyncGenerator, AsyncIterator, Iterable, Sequence
@@ -23,13 +22,13 @@ from teko.zarr._layout import (
     is_ours_of_old,
     layout_of_array,
     mark,
-    parents,
     parsed,
 )
 from teko.zarr._origin import Origin
 from teko.zarr._pieces import Piece, range_of
 from teko.zarr._read_only import ReadOnlyStore
 from teko.zarr._shards import ShardReader
+from teko.zarr._tasks import all_of
 
 _LARGEST_GAP = 2**14
 
@@ -45,12 +44,13 @@ class PrefixStore(ReadOnlyStore):
     Args:
         store: where the arrays are.
         rate: of each chunk, or inner chunk of a shard, as a share of its raw size, above 0 and up to 1. Of n raw bytes
-            it reads the 10 of the header and rate * n more, rounded up to words of 4 bytes; no fewer than 14.
+            it reads the 10 of the header and rate * n more, rounded down to bytes and then up to words of 4; no fewer
+            than 14. 1 is a bound like others: chunks of noise can be longer, and no rate at all means whole.
         bytes_per_chunk: the same in bytes, 14 at least, rounded down to 10 and a number of words.
         cache_bytes: most bytes of chunks that are kept in memory. What was used least recently goes first; prefixes
             and complete chunks have half of the room each for sure.
         cache: another zarr store, for this alone, where first bytes are kept as well. It is not bounded. Processes
-            may share it, and it outlives them.
+            may share it, and it outlives them. Where it cannot be written there is a warning, and reading goes on.
         strict: whether a server that sends more than it was asked for is an error, not a matter of statistics.
         max_gap_bytes: inner chunks of a shard are read by one request if no more bytes than that lie between what is
             read of them, up to 16384. These bytes are read in vain.
@@ -205,13 +205,13 @@ class PrefixStore(ReadOnlyStore):
         self, prototype: BufferPrototype, key_ranges: Iterable[tuple[str, ByteRequest | None]]
     ) -> list[Buffer | None]:
         """Read several values, or ranges of them, at once."""
-        return await asyncio.gather(*(self.get(key, prototype, byte_range) for key, byte_range in key_ranges))
+        return await all_of(self.get(key, prototype, byte_range) for key, byte_range in key_ranges)
 
     async def _get_many(
         self, requests: Iterable[tuple[str, BufferPrototype, ByteRequest | None]]
     ) -> AsyncGenerator[tuple[str, Buffer | None], None]:
         listed = list(requests)
-        values = await asyncio.gather(*(self.get(*request) for request in listed))
+        values = await all_of(self.get(*request) for request in listed)
         for request, value in zip(listed, values, strict=True):
             yield request[0], value
 
@@ -262,7 +262,7 @@ class PrefixStore(ReadOnlyStore):
             reader = ShardReader(self._origin, key, layout.shard, self._wanted(layout, key), gap)
             return await reader.get_ranges(requests)
         prototype = default_buffer_prototype()
-        buffers = await asyncio.gather(*(self.get(key, prototype, request) for request in byte_ranges))
+        buffers = await all_of(self.get(key, prototype, request) for request in byte_ranges)
         return [None if buffer is None else buffer.to_bytes() for buffer in buffers]
 
     @property
@@ -343,10 +343,9 @@ class PrefixStore(ReadOnlyStore):
 
     async def _layout_of(self, key: str) -> Layout:
         """Find the array that a key is a chunk of: by what passed already, or by its metadata."""
+        if layout := self._origin.shared.layout_above(key):
+            return layout
         known = self._origin.shared.layouts
-        for path in parents(key):
-            if layout := known.get(path):
-                return layout
         for path in array_paths(key):
             if path in known:
                 continue
