@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench/memoryCodec.hpp"
 
-#include "codec/byteBudget.hpp"
-
 #include <algorithm>
 
 namespace teko::bench {

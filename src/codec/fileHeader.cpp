@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/fileHeader.hpp"
 
-#include <cstdint>
 #include <cstring>
 
 namespace teko {
@@ -51,6 +50,22 @@ std::array<unsigned char, FileHeader::bytes> FileHeader::format() const {
 
 bool FileHeader::isRecognized() const {
     return std::strncmp(magic.data(), magicText, magic.size()) == 0;
+}
+
+bool isTooThin(const FileHeader& header) {
+    const bool isEmpty = header.xsize == 0 || header.ysize == 0;
+    return imageKindOf(header.bytesPerPixel) != nullptr && !isEmpty && (header.xsize == 1 || header.ysize == 1);
+}
+
+std::optional<std::uint64_t> byteBudget(const FileHeader& header, float rate) {
+    const auto product = static_cast<std::uint32_t>(header.ysize) * header.xsize * header.bytesPerPixel;
+    const float size = static_cast<float>(static_cast<std::int32_t>(product)) * rate;
+    constexpr float tooLarge = 18446744073709551616.0F;
+    if (!(size > -1.0F && size < tooLarge)) {
+        return std::nullopt;
+    }
+    const auto wanted = static_cast<std::uint64_t>(size);
+    return wanted < FileHeader::bytes ? 0 : wanted - FileHeader::bytes;
 }
 
 } // namespace teko

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageDecoder.hpp"
 
-#include "codec/imageEncoder.hpp"
-#include "codec/imageKind.hpp"
-#include "codec/status.hpp"
 #include "coding/bitPlanes.hpp"
 #include "coding/decoder.hpp"
 #include "fast/transform/columnTransform.hpp"
@@ -26,15 +23,17 @@
 
 namespace teko {
 
-// One of the ways through the codec. All give the same samples.
+// One of the ways through the codec, which makeWay chooses by the image's sides and the target. All give the same
+// samples.
 class ImageDecoder::Way : public InTakenMemory {
 public:
     virtual ~Way() = default;
-    // Whether it goes on with a stream of that top plane.
+    // Whether this way can read a stream of that top plane.
     virtual bool suits(int topPlane) const = 0;
-    // Reads what is behind the top plane.
+    // Reads what is behind the top plane. Says whether the stream ended early or contradicts itself.
     virtual StreamFindings read(int topPlane, BitStreamer& in) = 0;
     virtual StreamFindings read(int topPlane, ByteStreamer& in) = 0;
+    // Transforms back to samples at all places, or at every 2^halvings-th place in both directions.
     virtual void transform(int halvings) = 0;
     // Hands the next `count` rows on. Returns whether they were taken.
     virtual bool write(int limit, RowSink& rows, int count) = 0;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The decoder of an image, from the coded stream behind a file's header to raw rows.
+// The decoder of an image, from the coded stream behind a file's header to raw rows. The driver takes its steps one by
+// one, to say what it is doing; the library does, to give rows in portions; its trials call decodeImage.
 //
-// It opens nothing, prints nothing, and knows of no global: two of them may run at once, on different threads.
+// A decoder opens nothing, prints nothing, and knows of no global: two of them may run at once, on different threads.
 #pragma once
 
 #include "codec/fileHeader.hpp"
@@ -15,11 +16,13 @@
 
 namespace teko {
 
-// Its steps are taken once each, in this order, as long as they end with Status::ok or Status::cut. decodeImage takes
-// them all.
+// One image on its way out of a stream. The steps are taken once each in the order of their declarations, as long as
+// they end with Status::ok or Status::cut: prepare, read, transform, write (for all rows, or in portions). Raw rows are
+// those of a raw file: pixel by pixel, samples of two bytes with the least significant first.
 class ImageDecoder {
 public:
-    // With halvings, at most as many as the image has levels, each side of the result is reducedSide(side, halvings).
+    // `target` must be runnable. Each side of the result is reducedSide(side, halvings), and halvings are at most as
+    // many as the image has levels. Allocates nothing and judges nothing.
     ImageDecoder(const FileHeader& header, Target target, int halvings = 0);
     ~ImageDecoder();
     ImageDecoder(ImageDecoder&&) noexcept;
@@ -27,21 +30,23 @@ public:
 
     // Takes the memory of the image, and touches none of it. Ends with unknownKind, tooLarge or outOfMemory.
     Status prepare();
-    // Reads the coded stream. Ends with cut where it ended early, with noStream where there was not even a top plane,
-    // or with outOfMemory.
+    // Reads the coded stream from a reader that has been set up behind the header. Ends with cut where it ended early,
+    // with noStream where there was not even a top plane, or with outOfMemory.
     Status read(BitStreamer& in);
     Status read(ByteStreamer& in);
-    // Then: whether the stream says what no encoder writes: a top plane that no image of that shape and kind has, or
-    // other run-length parameters than those that encoders choose.
+    // After read: whether the stream says what no encoder writes: a top plane that no image of that shape and kind has,
+    // or other run-length parameters than those that encoders choose.
     bool contradictsItself() const { return findings.contradictsItself; }
-    // Whatever can be transformed back before rows are asked for, colours included. The stream, and memory that it lies
-    // in, is not needed any more. Ends with outOfMemory.
+    // Transforms back whatever can be before rows are asked for, colours included. The stream, and memory that it lies
+    // in, is not needed from here on. Ends with outOfMemory.
     Status transform();
     // Hands all rows on that are left. Samples of a stream that was cut are brought into 0 .. 2^bits - 1, those of a
     // reduced image into 8 (16) bits; else the low 8 (16) bits of each are taken. Ends with sinkFull or outOfMemory.
     Status write(RowSink& rows);
-    // The same for as many, of those that are left; the sink is not told when there are no more.
+    // Hands the next `count` rows on, 0 to rowsLeft(), and does not tell the sink when there are no more. Samples come
+    // out as if all rows were written at once. Ends with sinkFull or outOfMemory.
     Status write(RowSink& rows, int count);
+    // Rows of the result that have not been handed on.
     int rowsLeft() const;
 
 private:
@@ -68,7 +73,8 @@ private:
     int rowsDone = 0;
 };
 
-// Ends with cut, and all rows handed on, where the stream ended early.
+// Takes all steps, from a reader that has been set up to the rows of a sink. Ends as the first step does that fails;
+// with cut, and all rows handed on, where the stream ended early; else with ok.
 template <typename Stream>
 Status decodeImage(const FileHeader& header, Target target, Stream& in, RowSink& rows) {
     ImageDecoder decoder(header, target);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageEncoder.hpp"
 
-#include "codec/imageKind.hpp"
-#include "codec/status.hpp"
 #include "coding/encoder.hpp"
 #include "fast/transform/columnTransform.hpp"
 #include "fast/ways/coefficientEncoder.hpp"
@@ -21,14 +19,16 @@
 
 namespace teko {
 
-// One of the ways through the codec. All give the same bits.
+// One of the ways through the codec, which makeWay chooses by the image's sides and the target. All give the same bits.
 class ImageEncoder::Way : public InTakenMemory {
 public:
     virtual ~Way() = default;
     virtual Status read(RowSource& rows, int count) = 0;
     virtual void transform() = 0;
     virtual bool isReversible() const = 0;
-    virtual std::uint64_t code(std::uint64_t room) = 0; // returns bits, or 0
+    // Codes what a room of that many bits takes. Returns the bits of the stream, or 0 where that is not known before it
+    // is written.
+    virtual std::uint64_t code(std::uint64_t room) = 0;
     virtual void write(BitStreamer& out) = 0;
     virtual void write(ByteStreamer& out) = 0;
 };
@@ -228,11 +228,6 @@ Status ImageEncoder::write(BitStreamer& out) {
 Status ImageEncoder::write(ByteStreamer& out) {
     assert(way != nullptr && out.mode == 'w');
     return written(*way, out);
-}
-
-bool isTooThin(const FileHeader& header) {
-    const bool isEmpty = header.xsize == 0 || header.ysize == 0;
-    return imageKindOf(header.bytesPerPixel) != nullptr && !isEmpty && (header.xsize == 1 || header.ysize == 1);
 }
 
 } // namespace teko

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a step of the codec ends.
+// How a step of the codec ends. ImageEncoder and ImageDecoder return it; the library makes teko_status of it, the
+// driver an end of the run.
 #pragma once
 
 #include <new>
@@ -20,7 +21,8 @@ enum class Status {
     outOfMemory,
 };
 
-// Runs a step that returns its status. `thrown` is the status of an integer.
+// Runs a step that returns its status, and returns that, or the status of what the step throws: thrown(number) of an
+// integer, tooLarge or outOfMemory of what the language throws for memory. Other exceptions pass: they are a caller's.
 template <typename Step, typename OfInteger>
 Status endOf(Step step, OfInteger thrown) {
     try {
@@ -34,7 +36,8 @@ Status endOf(Step step, OfInteger thrown) {
     }
 }
 
-// Of a step that throws no integer: one would mean that it was used in the wrong way.
+// Runs a step that throws no integer, as endOf does with two arguments. An integer would mean that the step was used in
+// the wrong way.
 template <typename Step>
 Status endOf(Step step) {
     return endOf(step, [](int) { return Status::outOfRange; });

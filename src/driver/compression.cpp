@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "codec/byteBudget.hpp"
 #include "codec/imageEncoder.hpp"
-#include "codec/imageKind.hpp"
 #include "driver/ends.hpp"
 #include "driver/files.hpp"
 #include "driver/rawFile.hpp"
@@ -27,7 +25,7 @@ void codeImage(const FileHeader& header, File raw, BitStreamer& out) {
     endUnlessOk(encoder.prepare());
     std::puts("Reading...");
     {
-        RawFileReader rows(raw.get(), rowBytes(header), header.ysize);
+        RawFileReader rows(raw.get(), header.rowBytes(), header.ysize);
         endUnlessOk(encoder.read(rows));
     }
     raw.reset();

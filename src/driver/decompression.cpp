@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageDecoder.hpp"
-#include "codec/imageKind.hpp"
 #include "driver/ends.hpp"
 #include "driver/files.hpp"
 #include "driver/rawFile.hpp"
@@ -39,7 +38,7 @@ void decodeImage(const FileHeader& header, BitStreamer& in, File coded, Payload 
         std::puts("Transforming RGB...");
     }
     std::puts("Writing...");
-    RawFileWriter rows(raw, rowBytes(header));
+    RawFileWriter rows(raw, header.rowBytes());
     endUnlessOk(decoder.write(rows));
 }
 

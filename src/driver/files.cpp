@@ -50,8 +50,4 @@ void writeHeader(const FileHeader& header, std::FILE* file) {
     std::fwrite(raw.data(), 1, raw.size(), file);
 }
 
-std::size_t rowBytes(const FileHeader& header) {
-    return static_cast<std::size_t>(header.bytesPerPixel) * header.xsize;
-}
-
 } // namespace teko

@@ -26,7 +26,4 @@ FileHeader readHeader(std::FILE* file);
 // And to it, with one fwrite. Nobody looks whether it arrives: a full device shows up later.
 void writeHeader(const FileHeader& header, std::FILE* file);
 
-// Of a raw file of that shape.
-std::size_t rowBytes(const FileHeader& header);
-
 } // namespace teko

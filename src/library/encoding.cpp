@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "library/encoding.hpp"
 
-#include "codec/byteBudget.hpp"
 #include "codec/imageDecoder.hpp"
 #include "library/bounds.hpp"
 #include "library/ownedFile.hpp"

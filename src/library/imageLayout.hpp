@@ -5,7 +5,6 @@
 #include <teko/teko.h>
 
 #include "codec/fileHeader.hpp"
-#include "codec/imageKind.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -49,10 +48,8 @@ struct ImageLayout {
         return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) *
                static_cast<std::uint64_t>(kind->channels);
     }
-    std::size_t rowBytes() const {
-        return static_cast<std::size_t>(width) * static_cast<std::size_t>(kind->bytesPerPixel);
-    }
     FileHeader header() const { return FileHeader::forImage(kind->bytesPerPixel, bits, width, height); }
+    std::size_t rowBytes() const { return header().rowBytes(); }
 
     // Whether a row lies in memory as the codec takes it.
     bool hasRawRows() const;

@@ -88,7 +88,7 @@ bool isMadeFromWhatItDecodesTo(const FileHeader& header, Target target, const un
     demand(decoder.transform());
     ImageEncoder encoder(header, target);
     demand(encoder.prepare());
-    const auto row = takeArray<unsigned char>(std::size_t{header.xsize} * header.bytesPerPixel);
+    const auto row = takeArray<unsigned char>(header.rowBytes());
     TakenRow taken(row.get());
     GivenRow given(row.get());
     while (decoder.rowsLeft() > 0) {

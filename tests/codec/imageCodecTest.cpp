@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The codec room alone: from the caller's memory to the caller's memory, with every target, on a small stack, on
 // several threads.
-#include "codec/byteBudget.hpp"
+#include "codec/fileHeader.hpp"
 #include "codec/imageDecoder.hpp"
 #include "codec/imageEncoder.hpp"
-#include "codec/imageKind.hpp"
 #include "smallStack.hpp"
 #include "support/bytes.hpp"
 #include "support/targets.hpp"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Narrow images, tall ones and low ones, with every target against the plain one: the whole stream, budgets, and what
 // is made of streams that are complete, cut or damaged.
+#include "codec/fileHeader.hpp"
 #include "codec/imageDecoder.hpp"
 #include "codec/imageEncoder.hpp"
-#include "codec/imageKind.hpp"
 #include "support/bytes.hpp"
 #include "support/targets.hpp"
 

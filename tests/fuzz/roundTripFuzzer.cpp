@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Any raster: what its complete stream, a prefix of it and a file within a budget have to be.
-#include "codec/byteBudget.hpp"
+#include "codec/fileHeader.hpp"
 #include "driver/runs.hpp"
 #include "filter/filter4_2.hpp"
 #include "fuzz/texture.hpp"
