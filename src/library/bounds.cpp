@@ -7,6 +7,7 @@
 #include "wavelet/reduction.hpp"
 
 #include <algorithm>
+#include <limits>
 
 namespace teko::library {
 
@@ -16,11 +17,11 @@ ImageShape shapeOfLayout(const ImageLayout& layout) {
     return {layout.width, layout.height, layout.kind->channels, numberOfLevels(layout.width, layout.height)};
 }
 
-// Bit planes that coefficients can have, at most.
+// The most bit planes that coefficients can have.
 struct Planes {
-    int finest; // in class 0 of the first channel, and of one of eight bits
-    int finestOfDifferences;
-    int all;
+    int finest;              // in class 0 of the first channel
+    int finestOfDifferences; // in class 0 of the other channels
+    int all;                 // in the other classes
 };
 
 Planes planesOf(const ImageLayout& layout, int levels) {
@@ -38,6 +39,7 @@ std::uint64_t classBits(std::uint64_t coefficients, int planes, int allPlanes) {
     return coefficients * (static_cast<std::uint64_t>(planes) + 1) + ends;
 }
 
+// The most bits of the coded stream of such an image.
 std::uint64_t streamBits(const ImageLayout& layout) {
     const ImageShape shape = shapeOfLayout(layout);
     const Planes planes = planesOf(layout, shape.levels);
@@ -56,15 +58,18 @@ constexpr std::uint64_t mebibyte = std::uint64_t{1} << 20;
 // Objects, tables and ends of rows.
 constexpr std::uint64_t fixedBytes = mebibyte;
 
-// Memory that is to be filled starts with a whole large page, which has to be sought, and ends with one.
+// Bytes that a PageBuffer of so many takes: it starts with a whole large page, which has to be sought, and ends with
+// one.
 std::uint64_t filling(std::uint64_t bytes) {
     return bytes < mebibyte / 4 ? bytes : bytes + 4 * mebibyte;
 }
 
+// Whether the codec takes the fast way, whose memory is that of rows and bitmaps.
 bool goesByRows(const ImageLayout& layout, Target target) {
     return target != Target::plain && suitsRowStreams(layout.width, layout.height);
 }
 
+// Of a sample in the planes of the plain way.
 std::uint64_t bytesOfWideSample(const ImageLayout& layout) {
     return layout.kind->bytesPerSample == 2 ? 8 : 2;
 }
@@ -95,11 +100,13 @@ std::uint64_t levelBytes(const ImageLayout& layout) {
     return channels * 17 * columns * sampleBytes + planes + columnPlanes;
 }
 
+// The planes of the plain way, with sixteen columns beside them that a pass holds.
 std::uint64_t plainBytes(const ImageLayout& layout) {
     const std::uint64_t column = 16 * (static_cast<std::uint64_t>(layout.height) + 64);
     return (layout.samples() + column) * bytesOfWideSample(layout);
 }
 
+// An encoder's memory without rows of the caller's, file and trial.
 std::uint64_t encodingBytes(const ImageLayout& layout, Target target) {
     const std::uint64_t stream = streamBits(layout) / 8;
     const std::uint64_t segments = std::uint64_t{2} * 18 * 29;
@@ -113,6 +120,7 @@ std::uint64_t encodingBytes(const ImageLayout& layout, Target target) {
     return plainBytes(layout) + layout.samples() * bytesOfWideSample(layout) * 5 + segments * inEach;
 }
 
+// A decoder's memory without rows of the caller's.
 std::uint64_t decodingBytes(const ImageLayout& layout, Target target) {
     const std::uint64_t plain = plainBytes(layout) + layout.samples() * bytesOfWideSample(layout) / 4;
     if (!goesByRows(layout, target)) {
@@ -131,6 +139,14 @@ std::uint64_t decodingBytes(const ImageLayout& layout, Target target) {
 
 std::uint64_t fileBound(const ImageLayout& layout) {
     return FileHeader::bytes + (streamBits(layout) + 31) / 32 * 4;
+}
+
+std::size_t budgetAtRate(const ImageLayout& layout, double rate) {
+    constexpr std::uint64_t addressable = std::numeric_limits<std::ptrdiff_t>::max();
+    const std::optional<std::uint64_t> payload = byteBudget(layout.header(), static_cast<float>(rate));
+    return payload && *payload <= addressable - FileHeader::bytes
+               ? static_cast<std::size_t>(*payload + FileHeader::bytes)
+               : 0;
 }
 
 std::uint64_t encodeMemoryBound(const ImageLayout& layout, Target target) {

@@ -2,13 +2,10 @@
 #include "library/decoding.hpp"
 
 #include "library/bounds.hpp"
-#include "library/statuses.hpp"
 #include "wavelet/levels.hpp"
 #include "wavelet/reduction.hpp"
 
-#include <algorithm>
 #include <array>
-#include <cstring>
 
 namespace teko::library {
 
@@ -23,10 +20,38 @@ ImageLayout layoutIn(const FileHeader& header) {
     return layout;
 }
 
+// The most bytes that decoding such a file may allocate: a file of a few bytes must not ask for many gigabytes unless
+// its caller allows it.
 std::uint64_t memoryLimit(const CallOptions& options, std::size_t fileBytes) {
     constexpr std::uint64_t always = std::uint64_t{1} << 30;
     constexpr std::uint64_t timesTheFile = 64;
     return options.maxMemory != 0 ? options.maxMemory : std::max(always, timesTheFile * fileBytes);
+}
+
+// Whether a file of that header and size may be decoded into such memory: TEKO_OK, or why not.
+teko_status checked(const DecodeArguments& call, std::size_t size) {
+    const FileHeader& header = call.header;
+    const int halvings = call.options.halvings;
+    if (halvings > std::max(0, numberOfLevels(header.xsize, header.ysize))) {
+        return TEKO_ERROR_REDUCE;
+    }
+    if (call.layout.kind->bytesPerPixel != header.bytesPerPixel ||
+        call.layout.width != reducedSide(header.xsize, halvings) ||
+        call.layout.height != reducedSide(header.ysize, halvings)) {
+        return TEKO_ERROR_MISMATCH;
+    }
+    if (!call.layout.isApart()) {
+        return TEKO_ERROR_ARGUMENT;
+    }
+    if (size < smallestFile) {
+        return TEKO_ERROR_TOO_SHORT;
+    }
+    const ImageLayout whole = layoutIn(header);
+    if (call.options.maxSamples != 0 && whole.samples() > call.options.maxSamples) {
+        return TEKO_ERROR_MAX_SAMPLES;
+    }
+    return decodeMemoryBound(whole, call.options.target) > memoryLimit(call.options, size) ? TEKO_ERROR_MAX_MEMORY
+                                                                                           : TEKO_OK;
 }
 
 } // namespace
@@ -45,35 +70,25 @@ teko_status readHeader(const void* file, std::size_t size, FileHeader& header) {
     return imageKindOf(header.bytesPerPixel) != nullptr ? TEKO_OK : TEKO_ERROR_KIND;
 }
 
-teko_status Decoding::check(const FileHeader& header, std::size_t size, const ImageLayout& layout,
-                            const CallOptions& options) {
-    if (options.halvings > std::max(0, numberOfLevels(header.xsize, header.ysize))) {
-        return TEKO_ERROR_REDUCE;
+teko_status DecodeArguments::from(const void* file, std::size_t size, const teko_image* image,
+                                  const teko_options* given) {
+    teko_status status = file != nullptr ? readHeader(file, size, header) : TEKO_ERROR_ARGUMENT;
+    if (status == TEKO_OK) {
+        status = ImageLayout::from(image, layout, ImageLayout::Bits::ofTheFile);
     }
-    if (layout.kind->bytesPerPixel != header.bytesPerPixel ||
-        layout.width != reducedSide(header.xsize, options.halvings) ||
-        layout.height != reducedSide(header.ysize, options.halvings)) {
-        return TEKO_ERROR_MISMATCH;
+    if (status == TEKO_OK) {
+        status = CallOptions::from(given, options);
     }
-    if (!layout.isApart()) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    if (size < smallestFile) {
-        return TEKO_ERROR_TOO_SHORT;
-    }
-    const ImageLayout whole = layoutIn(header);
-    if (options.maxSamples != 0 && whole.samples() > options.maxSamples) {
-        return TEKO_ERROR_MAX_SAMPLES;
-    }
-    return decodeMemoryBound(whole, options.target) > memoryLimit(options, size) ? TEKO_ERROR_MAX_MEMORY : TEKO_OK;
+    return status == TEKO_OK ? checked(*this, size) : status;
 }
 
-Decoding::Decoding(const FileHeader& header, const ImageLayout& imageLayout, const CallOptions& options)
-    : decoder(header, options.target, options.halvings), sink(imageLayout) {}
+Decoding::Decoding(const DecodeArguments& call)
+    : decoder(call.header, call.options.target, call.options.halvings), sink(call.layout) {}
 
-teko_status Decoding::read(const unsigned char* file, std::size_t size, std::size_t& used) {
+teko_status Decoding::read(const void* file, std::size_t size, std::size_t& used) {
     ByteStreamer in;
-    in.setUpMemoryReader(file + FileHeader::bytes, static_cast<std::int64_t>(size - FileHeader::bytes));
+    in.setUpMemoryReader(static_cast<const unsigned char*>(file) + FileHeader::bytes,
+                         static_cast<std::int64_t>(size - FileHeader::bytes));
     teko_status status = statusOf(decoder.prepare());
     if (status != TEKO_OK) {
         return status;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The functions of <teko/teko.h>: arguments are checked, the memory of the call is named, and nothing is thrown.
+// The functions of <teko/teko.h>, but for teko_compare (comparison.cpp) and those of encoders and decoders
+// (handles.cpp). Each checks what it is given, names the memory of the call, and throws nothing.
 #include <teko/teko.h>
 
-#include "library/arguments.hpp"
 #include "library/bounds.hpp"
-#include "library/comparison.hpp"
-#include "library/handles.hpp"
+#include "library/decoding.hpp"
+#include "library/encoding.hpp"
 #include "wavelet/levels.hpp"
 
 #include <algorithm>
@@ -116,22 +116,19 @@ teko_status teko_budget(const teko_image* image, double rate, size_t* bytes) noe
 
 teko_status teko_encode(const teko_image* image, const void* samples, teko_buffer* file,
                         const teko_options* options) noexcept {
-    if (!takesFile(file)) {
-        return TEKO_ERROR_ARGUMENT;
-    }
     return withBuffer(file, [&](teko_buffer& own) {
         EncodeArguments call;
         const teko_status status = call.from(image, options);
         if (status != TEKO_OK) {
             return status;
         }
-        if (isMissing(call.layout, samples) ||
+        if (call.layout.lacks(samples) ||
             (own.data != nullptr &&
              Extent::of(own.data, own.capacity).overlaps(call.layout.extent(samples, call.layout.height)))) {
             return TEKO_ERROR_ARGUMENT;
         }
         return inMemoryOf(call.options.memory, [&] {
-            Encoding encoding(call.layout, call.options);
+            Encoding encoding(call);
             teko_status ended = encoding.start();
             if (ended == TEKO_OK) {
                 ended = encoding.take(samples, call.layout.height);
@@ -153,18 +150,18 @@ void teko_release(teko_buffer* file, const teko_options* options) noexcept {
 teko_status teko_decode(const void* file, size_t size, const teko_image* image, void* samples,
                         const teko_options* options, teko_outcome* outcome) noexcept {
     DecodeArguments call;
-    teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
+    const teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
     if (status != TEKO_OK) {
         return status;
     }
-    if (isMissing(call.layout, samples) ||
+    if (call.layout.lacks(samples) ||
         Extent::of(file, size).overlaps(call.layout.extent(samples, call.layout.height))) {
         return TEKO_ERROR_ARGUMENT;
     }
     return inMemoryOf(call.options.memory, [&] {
-        Decoding decoding(call.header, call.layout, call.options);
+        Decoding decoding(call);
         std::size_t used = 0;
-        const teko_status read = decoding.read(static_cast<const unsigned char*>(file), size, used);
+        const teko_status read = decoding.read(file, size, used);
         const teko_status given = read >= 0 ? decoding.give(samples, call.layout.height) : read;
         if (given < 0) {
             return given;
@@ -191,49 +188,15 @@ teko_status teko_cut(const void* file, size_t size, size_t bytes, size_t* kept) 
     return TEKO_OK;
 }
 
-teko_status teko_compare(const teko_image* image, const void* samples, const teko_image* other_image,
-                         const void* other_samples, teko_difference* difference) noexcept {
-    ImageLayout layout;
-    ImageLayout otherLayout;
-    if (difference == nullptr || !hasSize(difference)) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    teko_status status = ImageLayout::from(image, layout);
-    if (status == TEKO_OK) {
-        status = ImageLayout::from(other_image, otherLayout);
-    }
-    if (status != TEKO_OK) {
-        return status;
-    }
-    if (layout.kind != otherLayout.kind || layout.width != otherLayout.width || layout.height != otherLayout.height ||
-        layout.flipsSign != otherLayout.flipsSign) {
-        return TEKO_ERROR_MISMATCH;
-    }
-    if (isMissing(layout, samples) || isMissing(layout, other_samples)) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    CallerMemory memory;
-    return inMemoryOf(memory, [&] {
-        const Difference found = differenceOf(layout, samples, otherLayout, other_samples);
-        giveStructure(teko_difference{sizeof(teko_difference), found.mse,
-                                      peakSignalToNoiseRatio(found.mse, layout.bits),
-                                      static_cast<uint32_t>(found.largest)},
-                      difference);
-        return TEKO_OK;
-    });
-}
-
 teko_status teko_encode_memory(const teko_image* image, const teko_options* options, uint64_t* bytes) noexcept {
-    EncodeArguments call;
-    if (bytes == nullptr) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    teko_status status = ImageLayout::from(image, call.layout);
+    ImageLayout layout;
+    CallOptions taken;
+    teko_status status = bytes != nullptr ? ImageLayout::from(image, layout) : TEKO_ERROR_ARGUMENT;
     if (status == TEKO_OK) {
-        status = CallOptions::from(options, call.options);
+        status = CallOptions::from(options, taken);
     }
     if (status == TEKO_OK) {
-        *bytes = encodeMemoryBound(call.layout, call.options.target);
+        *bytes = encodeMemoryBound(layout, taken.target);
     }
     return status;
 }
@@ -253,105 +216,6 @@ teko_status teko_decode_memory(const void* file, size_t size, const teko_options
         *bytes = decodeMemoryBound(layout, taken.target);
     }
     return status;
-}
-
-teko_status teko_encoder_create(const teko_image* image, const teko_options* options, teko_encoder** encoder) noexcept {
-    if (encoder == nullptr) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    *encoder = nullptr;
-    EncodeArguments call;
-    const teko_status status = call.from(image, options);
-    if (status != TEKO_OK) {
-        return status;
-    }
-    OwnedHandle<teko_encoder> made = makeHandle<teko_encoder>(call.options.memory, call.layout);
-    if (!made) {
-        return TEKO_ERROR_OUT_OF_MEMORY;
-    }
-    const teko_status started =
-        inMemoryOf(made->memory, [&] { return made->encoding.emplace(call.layout, call.options).start(); });
-    if (started == TEKO_OK) {
-        *encoder = made.release();
-    }
-    return started;
-}
-
-teko_status teko_encoder_push(teko_encoder* encoder, const void* samples, uint32_t rows) noexcept {
-    return whileUsable(encoder, [&] {
-        if (rows > 0 && isMissing(encoder->layout, samples)) {
-            return TEKO_ERROR_ARGUMENT;
-        }
-        if (rows > static_cast<uint32_t>(encoder->encoding->rowsLeft())) {
-            return TEKO_ERROR_ORDER;
-        }
-        return inMemoryOf(encoder->memory, [&] { return encoder->encoding->take(samples, static_cast<int>(rows)); });
-    });
-}
-
-teko_status teko_encoder_finish(teko_encoder* encoder, teko_buffer* file) noexcept {
-    if (!takesFile(file)) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    return withBuffer(file, [&](teko_buffer& own) {
-        const teko_status status = whileUsable(encoder, [&] {
-            if (encoder->encoding->rowsLeft() > 0) {
-                return TEKO_ERROR_ORDER;
-            }
-            return inMemoryOf(encoder->memory, [&] { return encoder->encoding->finish(nullptr, own); });
-        });
-        if (encoder != nullptr) {
-            encoder->isUsable = false;
-        }
-        return status;
-    });
-}
-
-void teko_encoder_destroy(teko_encoder* encoder) noexcept {
-    OwnedHandle<teko_encoder>{encoder}.reset();
-}
-
-teko_status teko_decoder_create(const void* file, size_t size, const teko_image* image, const teko_options* options,
-                                teko_decoder** decoder, teko_outcome* outcome) noexcept {
-    if (decoder == nullptr) {
-        return TEKO_ERROR_ARGUMENT;
-    }
-    *decoder = nullptr;
-    DecodeArguments call;
-    const teko_status status = isOutcome(outcome) ? call.from(file, size, image, options) : TEKO_ERROR_ARGUMENT;
-    if (status != TEKO_OK) {
-        return status;
-    }
-    OwnedHandle<teko_decoder> made = makeHandle<teko_decoder>(call.options.memory, call.layout);
-    if (!made) {
-        return TEKO_ERROR_OUT_OF_MEMORY;
-    }
-    std::size_t used = 0;
-    const teko_status read = inMemoryOf(made->memory, [&] {
-        return made->decoding.emplace(call.header, call.layout, call.options)
-            .read(static_cast<const unsigned char*>(file), size, used);
-    });
-    if (read >= 0) {
-        *decoder = made.release();
-        giveUsed(used, outcome);
-    }
-    return read;
-}
-
-teko_status teko_decoder_pull(teko_decoder* decoder, void* samples, uint32_t rows) noexcept {
-    return whileUsable(decoder, [&] {
-        if (rows > 0 && isMissing(decoder->layout, samples)) {
-            return TEKO_ERROR_ARGUMENT;
-        }
-        if (rows > static_cast<uint32_t>(decoder->decoding->rowsLeft())) {
-            return TEKO_ERROR_ORDER;
-        }
-        return inMemoryOf(decoder->memory, [&] { return decoder->decoding->give(samples, static_cast<int>(rows)); });
-    });
-}
-
-void teko_decoder_destroy(teko_decoder* decoder) noexcept {
-    OwnedHandle<teko_decoder>{decoder}.reset();
 }
 
 } // extern "C"
