@@ -53,25 +53,6 @@ Target bestTargetHere() {
     return best;
 }
 
-teko_status statusOf(Status status) {
-    switch (status) {
-    case Status::ok:
-    case Status::cut:
-        return TEKO_OK;
-    case Status::tooThin:
-    case Status::tooLarge:
-        return TEKO_ERROR_SHAPE;
-    case Status::noStream:
-        return TEKO_ERROR_TOO_SHORT;
-    case Status::outOfRange:
-        return TEKO_ERROR_RANGE;
-    case Status::outOfMemory:
-        return TEKO_ERROR_OUT_OF_MEMORY;
-    default:
-        return TEKO_ERROR_ARGUMENT;
-    }
-}
-
 teko_status give(std::uint64_t value, std::size_t* to) {
     if (to == nullptr) {
         return TEKO_ERROR_ARGUMENT;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // One call of a function of teko.h: the structures and options that it is given, the memory that it runs in, and what
-// it gives back. All other files of the room stand on this one; what an image is says imageLayout.hpp.
+// it gives back. All other files of the room stand on this one.
 #pragma once
 
 #include <teko/teko.h>
@@ -119,7 +119,24 @@ Target bestTargetHere();
 
 // The library's word for how a step of the codec ends. A cut is TEKO_OK here: where one can come up, whoever took the
 // step tells it apart.
-teko_status statusOf(Status status);
+inline teko_status statusOf(Status status) {
+    switch (status) {
+    case Status::ok:
+    case Status::cut:
+        return TEKO_OK;
+    case Status::tooThin:
+    case Status::tooLarge:
+        return TEKO_ERROR_SHAPE;
+    case Status::noStream:
+        return TEKO_ERROR_TOO_SHORT;
+    case Status::outOfRange:
+        return TEKO_ERROR_RANGE;
+    case Status::outOfMemory:
+        return TEKO_ERROR_OUT_OF_MEMORY;
+    default:
+        return TEKO_ERROR_ARGUMENT;
+    }
+}
 
 // Sets a caller's number, to the largest one where it has no room for `value`. Returns TEKO_OK, or TEKO_ERROR_ARGUMENT
 // where `to` is null.

@@ -21,7 +21,7 @@ ImageLayout layoutIn(const FileHeader& header) {
 }
 
 // The most bytes that decoding such a file may allocate: a file of a few bytes must not ask for many gigabytes unless
-// its caller allows it.
+// the caller allows it.
 std::uint64_t memoryLimit(const CallOptions& options, std::size_t fileBytes) {
     constexpr std::uint64_t always = std::uint64_t{1} << 30;
     constexpr std::uint64_t timesTheFile = 64;

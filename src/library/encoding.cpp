@@ -341,7 +341,7 @@ bool Encoding::comesBack(const void* samples, const unsigned char* file, std::si
     if (isProved) {
         return true;
     }
-    encoder.reset(); // its memory first
+    encoder.reset(); // frees its memory before the trial takes some
     return samples != nullptr ? decodesTo(call.layout, samples, call.options.target, file, size)
                               : isMadeFromWhatItDecodesTo(call.layout.header(), call.options.target, file, size);
 }
