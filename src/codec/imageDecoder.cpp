@@ -23,6 +23,17 @@
 
 namespace teko {
 
+namespace {
+
+// Reads what is behind the top plane by a decoder of a fast way.
+template <typename Decoder, typename Stream>
+StreamFindings readBy(Decoder& decoder, int topPlane, Stream& in) {
+    const bool endedEarly = decoder.read(topPlane, in) != 0;
+    return {endedEarly, decoder.contradictsItself()};
+}
+
+} // namespace
+
 // One of the ways through the codec, which makeWay chooses by the image's sides and the target. All give the same
 // samples.
 class ImageDecoder::Way : public InTakenMemory {
@@ -48,8 +59,8 @@ public:
           decoder(header.xsize, header.ysize, channelCount, itsTarget) {}
 
     bool suits(int topPlane) const override { return RowDecoder<T>::suits(topPlane); }
-    StreamFindings read(int topPlane, BitStreamer& in) override { return readFrom(topPlane, in); }
-    StreamFindings read(int topPlane, ByteStreamer& in) override { return readFrom(topPlane, in); }
+    StreamFindings read(int topPlane, BitStreamer& in) override { return readBy(decoder, topPlane, in); }
+    StreamFindings read(int topPlane, ByteStreamer& in) override { return readBy(decoder, topPlane, in); }
     void transform(int times) override {
         form.width = reducedSide(form.width, times);
         form.halvings = times;
@@ -61,12 +72,6 @@ public:
     }
 
 private:
-    template <typename Stream>
-    StreamFindings readFrom(int topPlane, Stream& in) {
-        const bool endedEarly = decoder.read(topPlane, in) != 0;
-        return {endedEarly, decoder.contradictsItself()};
-    }
-
     RawRowForm form;
     RowDecoder<T> decoder;
 };
@@ -84,8 +89,8 @@ public:
     }
 
     bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }
-    StreamFindings read(int topPlane, BitStreamer& in) override { return readFrom(topPlane, in); }
-    StreamFindings read(int topPlane, ByteStreamer& in) override { return readFrom(topPlane, in); }
+    StreamFindings read(int topPlane, BitStreamer& in) override { return readBy(decoder, topPlane, in); }
+    StreamFindings read(int topPlane, ByteStreamer& in) override { return readBy(decoder, topPlane, in); }
     void transform([[maybe_unused]] int times) override {
         assert(times == 0);
         decoder.start();
@@ -100,12 +105,6 @@ public:
     }
 
 private:
-    template <typename Stream>
-    StreamFindings readFrom(int topPlane, Stream& in) {
-        const bool endedEarly = decoder.read(topPlane, in) != 0;
-        return {endedEarly, decoder.contradictsItself()};
-    }
-
     ImageShape shape;
     Target target;
     CoefficientDecoder<T> decoder;
@@ -224,7 +223,7 @@ Status ImageDecoder::readFrom(Stream& in) {
         [&] {
             const int topPlane = readTopPlane(in);
             if (!way->suits(topPlane)) {
-                way.reset(); // its memory first
+                way.reset(); // frees its memory before the plain way takes some
                 way = makeWayByPlanes();
             }
             findings = way->read(topPlane, in);
