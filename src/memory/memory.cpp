@@ -9,7 +9,7 @@ namespace {
 
 thread_local MemoryProvider* current = nullptr;
 
-// In front of what is taken.
+// Stands in front of each piece of memory: where it came from, and how much of it.
 struct alignas(std::max_align_t) Origin {
     MemoryProvider* provider;
     std::size_t bytes; // itself included

@@ -18,13 +18,14 @@ namespace {
 constexpr std::size_t page = 4096;
 constexpr std::size_t largePage = std::size_t{2} << 20;
 
-// Large pages, the last of them filled by half at least; an only one by an eighth, since it costs as much as some 80
-// pages (Zen 3, virtual machine).
+// The bytes of the large pages that so many bytes are worth: the last of them is filled by half at least; an only one
+// by an eighth, since it costs as much as some 80 pages (Zen 3, virtual machine).
 std::size_t inLargePages(std::size_t bytes) {
     const std::size_t fillsOne = bytes < largePage ? largePage / 8 : largePage / 2;
     return (bytes + largePage - fillsOne) / largePage * largePage;
 }
 
+// Bytes from an address up to the next multiple of a unit.
 std::size_t upTo(std::size_t unit, const void* memory) {
     return (unit - reinterpret_cast<std::uintptr_t>(memory) % unit) % unit;
 }
@@ -34,6 +35,7 @@ void adviseLargePages(void* memory, std::size_t bytes) {
     madvise(memory, bytes, MADV_HUGEPAGE);
 }
 
+// Takes pages for that memory now, in one call of the system.
 void prefault([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
 #if defined(MADV_POPULATE_WRITE)
     madvise(memory, bytes, MADV_POPULATE_WRITE);
@@ -44,6 +46,7 @@ void adviseLargePages(void*, std::size_t) {}
 void prefault(void*, std::size_t) {}
 #endif
 
+// Memory that starts with a large page, from the provider that the thread has named. Throws std::bad_alloc.
 unsigned char* takeLargePages(std::size_t bytes) {
     MemoryProvider* const provider = currentMemoryProvider();
     void* const memory = provider != nullptr ? provider->allocate(bytes, largePage)
