@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command line: which run it asks for, and with what.
+// The program's command line: which run (runs.hpp) it asks for, and with what. Numbers are read as C reads them: what
+// is none counts as 0, and what follows one is not looked at.
 #include "driver/runs.hpp"
 
 #include <cstdint>
@@ -28,6 +29,7 @@ void reserveStandardDescriptors() {
 #endif
 }
 
+// Prints the usage and returns the status, so that a run ends with it.
 int usage(int status) {
     std::puts("Usage:\n"
               "teko c|C rawfile bytes/pixel bits/pixel xsize ysize wavfile [rate]\n"
@@ -43,6 +45,7 @@ std::int64_t number(const char* text) {
     return std::strtol(text, nullptr, 10);
 }
 
+// Runs mode c or C, whose arguments are 8 or 9 in number. C needs a rate, 0 to 1; with mode c it is of no effect.
 int runCompression(int argc, char** argv, teko::StreamPlace place) {
     const bool hasRate = argc == 9;
     if (place == teko::StreamPlace::memory && !hasRate) {
@@ -56,6 +59,7 @@ int runCompression(int argc, char** argv, teko::StreamPlace place) {
     return teko::compress({argv[2], argv[7], header, place, rate});
 }
 
+// Runs mode m, whose arguments are 8 in number.
 int runComparison(char** argv) {
     return teko::compare({argv[2], argv[7], static_cast<int>(number(argv[3])), number(argv[4]),
                           static_cast<int>(number(argv[5])), static_cast<int>(number(argv[6]))});
