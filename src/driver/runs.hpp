@@ -39,8 +39,8 @@ struct ComparisonRequest {
 // Codes a raw file. With an unknown number of bytes a pixel it says so on standard error, writes a header and no
 // stream, and returns 0.
 int compress(const CompressionRequest& request);
-// Decodes a coded file, or a prefix with at least one word of its stream, into a raw file. With an unknown number of
-// bytes a pixel that stays empty, and the status is 0.
+// Decodes a coded file, or a prefix with at least one word of the stream, into a raw file. With an unknown number of
+// bytes a pixel it leaves the raw file empty and returns 0.
 int decompress(const char* codedPath, const char* rawPath, StreamPlace place);
 // Reads two raw files, and prints their mean squared error, its root, and the peak signal-to-noise ratio.
 int compare(const ComparisonRequest& request);

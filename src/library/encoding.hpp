@@ -35,8 +35,8 @@ public:
     int rowsLeft() const { return encoder->rowsLeft(); }
     // Takes the memory of the image. Returns TEKO_OK or TEKO_ERROR_OUT_OF_MEMORY.
     teko_status start();
-    // Takes the next `rows` rows, 0 to rowsLeft(), whose first sample lies there. Returns TEKO_OK or
-    // TEKO_ERROR_OUT_OF_MEMORY. Throws std::bad_alloc.
+    // Takes the next `rows` rows, 0 to rowsLeft(), the first of which has its first sample at `samples`. Returns
+    // TEKO_OK or TEKO_ERROR_OUT_OF_MEMORY.
     teko_status take(const void* samples, int rows);
     // After the last row, once: makes the file, in the buffer's memory, else in the caller's place, else in new memory
     // that is the caller's from then on. Sets the buffer's size, and the other fields of one without memory. `samples`
