@@ -54,9 +54,8 @@ public:
 template <typename T>
 class ImageDecoder::ByRows final : public Way {
 public:
-    ByRows(const FileHeader& header, int channelCount, Target itsTarget)
-        : form{header.xsize, channelCount, 0, 0, itsTarget},
-          decoder(header.xsize, header.ysize, channelCount, itsTarget) {}
+    ByRows(const FileHeader& header, int channelCount, const Kernels& kernels)
+        : form{header.xsize, channelCount, 0, 0, kernels}, decoder(header.xsize, header.ysize, channelCount, kernels) {}
 
     bool suits(int topPlane) const override { return RowDecoder<T>::suits(topPlane); }
     StreamFindings read(int topPlane, BitStreamer& in) override { return readBy(decoder, topPlane, in); }
@@ -80,13 +79,9 @@ private:
 template <typename T>
 class ImageDecoder::ByColumns final : public Way {
 public:
-    ByColumns(const FileHeader& header, int channels, Target itsTarget)
-        : shape(shapeOf(header.xsize, header.ysize, channels)), target(itsTarget),
-          decoder(shape, kernelsOf(target).planes<T>()), band(header.xsize, header.bytesPerPixel, channels) {}
-
-    static bool suits(int width, int height, Target target) {
-        return target != Target::plain && suitsColumns(width, height);
-    }
+    ByColumns(const FileHeader& header, int channels, const Kernels& itsKernels)
+        : shape(shapeOf(header.xsize, header.ysize, channels)), kernels(itsKernels),
+          decoder(shape, kernels.planes<T>()), band(header.xsize, header.bytesPerPixel, channels) {}
 
     bool suits(int topPlane) const override { return CoefficientDecoder<T>::suits(topPlane); }
     StreamFindings read(int topPlane, BitStreamer& in) override { return readBy(decoder, topPlane, in); }
@@ -97,16 +92,16 @@ public:
         planes.reserve(static_cast<std::size_t>(shape.channels));
         for (int c = 0; c < shape.channels; ++c) {
             planes.emplace_back(shape.width, shape.height);
-            untransformColumns<T>(decoder.channel(c), target, planes.back());
+            untransformColumns<T>(decoder.channel(c), kernels.rows<T>(), planes.back());
         }
     }
     bool write(int limit, RowSink& rows, int count) override {
-        return writeColumns(planes, limit, target, band, rows, count);
+        return writeColumns(planes, limit, kernels.rawRows, band, rows, count);
     }
 
 private:
     ImageShape shape;
-    Target target;
+    const Kernels& kernels;
     CoefficientDecoder<T> decoder;
     Vector<ColumnPlane<RowSample<T>>> planes; // of each channel
     RowBand<RowSample<T>> band;
@@ -180,11 +175,11 @@ ImageDecoder& ImageDecoder::operator=(ImageDecoder&&) noexcept = default;
 
 template <typename T>
 std::unique_ptr<ImageDecoder::Way> ImageDecoder::makeWay(int channels) const {
-    if (halvings == 0 && ByColumns<T>::suits(header.xsize, header.ysize, target)) {
-        return std::make_unique<ByColumns<T>>(header, channels, target);
+    if (target != Target::plain && halvings == 0 && suitsColumns(header.xsize, header.ysize)) {
+        return std::make_unique<ByColumns<T>>(header, channels, kernelsOf(target));
     }
-    if (RowDecoder<T>::suits(header.xsize, header.ysize, target)) {
-        return std::make_unique<ByRows<T>>(header, channels, target);
+    if (target != Target::plain && suitsRowStreams(header.xsize, header.ysize)) {
+        return std::make_unique<ByRows<T>>(header, channels, kernelsOf(target));
     }
     return std::make_unique<ByPlanes<T>>(header, channels);
 }

@@ -37,12 +37,12 @@ public:
 template <typename T>
 class ImageEncoder::ByRows final : public Way {
 public:
-    ByRows(const FileHeader& header, int channelCount, Target itsTarget)
-        : width(header.xsize), channels(channelCount), target(itsTarget),
-          encoder(width, header.ysize, channels, target) {}
+    ByRows(const FileHeader& header, int channelCount, const Kernels& kernels)
+        : width(header.xsize), channels(channelCount), raws(kernels.rawRows),
+          encoder(width, header.ysize, channels, kernels) {}
 
     Status read(RowSource& rows, int count) override {
-        return encodeRows(rows, width, count, channels, target, encoder) ? Status::ok : Status::sourceEnded;
+        return encodeRows(rows, width, count, channels, raws, encoder) ? Status::ok : Status::sourceEnded;
     }
     void transform() override {}
     bool isReversible() const override { return encoder.isReversible(); }
@@ -53,7 +53,7 @@ public:
 private:
     int width;
     int channels;
-    Target target;
+    const RawRowKernels& raws;
     RowEncoder<T> encoder;
 };
 
@@ -61,8 +61,8 @@ private:
 template <typename T>
 class ImageEncoder::ByColumns final : public Way {
 public:
-    ByColumns(const FileHeader& header, int channels, Target itsTarget)
-        : target(itsTarget), encoder(shapeOf(header.xsize, header.ysize, channels), kernelsOf(target).planes<T>()),
+    ByColumns(const FileHeader& header, int channels, const Kernels& itsKernels)
+        : kernels(itsKernels), encoder(shapeOf(header.xsize, header.ysize, channels), kernels.planes<T>()),
           band(header.xsize, header.bytesPerPixel, channels) {
         planes.reserve(static_cast<std::size_t>(channels));
         for (int c = 0; c < channels; ++c) {
@@ -70,18 +70,15 @@ public:
         }
     }
 
-    static bool suits(int width, int height, Target target) {
-        return target != Target::plain && suitsColumns(width, height);
-    }
-
     Status read(RowSource& rows, int count) override {
-        return readColumns(rows, count, target, band, planes) ? Status::ok : Status::sourceEnded;
+        return readColumns(rows, count, kernels.rawRows, band, planes) ? Status::ok : Status::sourceEnded;
     }
     bool isReversible() const override { return reversible; }
     void transform() override {
         constexpr std::int64_t largest = sizeof(T) == sizeof(std::int16_t) ? 256 : 65536;
         for (std::size_t c = 0; c < planes.size(); ++c) {
-            reversible &= transformColumns<T>(planes[c], largest, target, encoder.channel(static_cast<int>(c)));
+            reversible &=
+                transformColumns<T>(planes[c], largest, kernels.rows<T>(), encoder.channel(static_cast<int>(c)));
         }
         planes.clear();
     }
@@ -90,7 +87,7 @@ public:
     void write(ByteStreamer& out) override { encoder.write(out); }
 
 private:
-    Target target;
+    const Kernels& kernels;
     CoefficientEncoder<T> encoder;
     Vector<ColumnPlane<RowSample<T>>> planes; // of each channel
     RowBand<RowSample<T>> band;
@@ -142,11 +139,11 @@ ImageEncoder& ImageEncoder::operator=(ImageEncoder&&) noexcept = default;
 
 template <typename T>
 std::unique_ptr<ImageEncoder::Way> ImageEncoder::makeWay(int channels) const {
-    if (ByColumns<T>::suits(header.xsize, header.ysize, target)) {
-        return std::make_unique<ByColumns<T>>(header, channels, target);
+    if (target != Target::plain && suitsColumns(header.xsize, header.ysize)) {
+        return std::make_unique<ByColumns<T>>(header, channels, kernelsOf(target));
     }
-    if (RowEncoder<T>::suits(header.xsize, header.ysize, target)) {
-        return std::make_unique<ByRows<T>>(header, channels, target);
+    if (target != Target::plain && suitsRowStreams(header.xsize, header.ysize)) {
+        return std::make_unique<ByRows<T>>(header, channels, kernelsOf(target));
     }
     return std::make_unique<ByPlanes<T>>(header, channels);
 }

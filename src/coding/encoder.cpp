@@ -62,7 +62,7 @@ void setUpStreams(const ImageShape& shape, const BitLengthHistogram<T>& histogra
     forEachSegmentPair(streams.channels, streams.levels, streams.topPlane, [&](int channel, int c, int b) {
         const PlaneCount count = histogram.plane(channel, c, b);
         // more than the class has: coarser ones are among them
-        const auto samples = static_cast<std::uint64_t>(latticeSamples(shape, c));
+        const auto samples = static_cast<std::uint64_t>(gridSamples(shape, c));
         streams.setUpRefinement(channel, c, b, samples - count.candidates());
         streams.setUpRuns(channel, c, b, runSegmentBitsEstimate(count.events, count.candidates()),
                           runLengthParameter(count.events, count.candidates()));

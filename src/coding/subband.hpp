@@ -65,7 +65,7 @@ inline ImageShape shapeOf(int width, int height, int channels) {
 }
 
 // The samples with x and y multiples of 2^c.
-constexpr std::int64_t latticeSamples(const ImageShape& shape, int c) {
+constexpr std::int64_t gridSamples(const ImageShape& shape, int c) {
     assert(c >= 0 && shape.width >= 0 && shape.height >= 0);
     const std::int64_t step = std::int64_t{1} << c;
     return ((shape.width + step - 1) / step) * ((shape.height + step - 1) / step);
@@ -73,7 +73,7 @@ constexpr std::int64_t latticeSamples(const ImageShape& shape, int c) {
 
 // Those of class c, in one channel.
 constexpr std::int64_t classSamples(const ImageShape& shape, int c) {
-    return latticeSamples(shape, c) - (c < shape.levels ? latticeSamples(shape, c + 1) : 0);
+    return gridSamples(shape, c) - (c < shape.levels ? gridSamples(shape, c + 1) : 0);
 }
 
 // Calls visit(channel, class, plane) for every pair of segments, by falling priority: a plane counts for one priority

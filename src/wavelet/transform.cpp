@@ -20,53 +20,53 @@ template <typename T>
 using KernelOperation = void (Filter<T>::*)(T*, int);
 
 template <typename T>
-void filterRows(const LevelGrid<T>& lattice, Filter<T>& filter, SignalOperation<T> operation) {
-    for (int y = 0; y < lattice.height; y += lattice.step) {
-        (filter.*operation)(lattice.row(y), lattice.columns(), static_cast<unsigned long>(lattice.step));
+void filterRows(const LevelGrid<T>& grid, Filter<T>& filter, SignalOperation<T> operation) {
+    for (int y = 0; y < grid.height; y += grid.step) {
+        (filter.*operation)(grid.row(y), grid.columns(), static_cast<unsigned long>(grid.step));
     }
 }
 
 // Copies one group of columns between the plane and its slots, each slot one column with room for edges.
 template <typename T, typename Copy>
-void forBlock(const LevelGrid<T>& lattice, int x0, int count, T* slots, Copy copy) {
-    const int slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
-    for (int i = 0; i < lattice.rows(); ++i) {
-        T* samples = lattice.row(i * lattice.step) + x0;
+void forBlock(const LevelGrid<T>& grid, int x0, int count, T* slots, Copy copy) {
+    const int slotLength = grid.rows() + 2 * Filter<T>::edgeRoom;
+    for (int i = 0; i < grid.rows(); ++i) {
+        T* samples = grid.row(i * grid.step) + x0;
         for (int j = 0; j < count; ++j) {
-            copy(samples[j * lattice.step], slots[static_cast<std::int64_t>(j) * slotLength + Filter<T>::edgeRoom + i]);
+            copy(samples[j * grid.step], slots[static_cast<std::int64_t>(j) * slotLength + Filter<T>::edgeRoom + i]);
         }
     }
 }
 
 template <typename T>
-void filterColumnsInBlocks(const LevelGrid<T>& lattice, Filter<T>& filter, KernelOperation<T> kernel) {
-    const std::int64_t slotLength = lattice.rows() + 2 * Filter<T>::edgeRoom;
+void filterColumnsInBlocks(const LevelGrid<T>& grid, Filter<T>& filter, KernelOperation<T> kernel) {
+    const std::int64_t slotLength = grid.rows() + 2 * Filter<T>::edgeRoom;
     const TakenArray<T> slots = takeArray<T>(static_cast<std::size_t>(blockColumns * slotLength));
-    for (int first = 0; first < lattice.columns(); first += blockColumns) {
-        const int count = std::min(blockColumns, lattice.columns() - first);
-        const int x0 = first * lattice.step;
-        forBlock(lattice, x0, count, slots.get(), [](T& sample, T& slot) { slot = sample; });
+    for (int first = 0; first < grid.columns(); first += blockColumns) {
+        const int count = std::min(blockColumns, grid.columns() - first);
+        const int x0 = first * grid.step;
+        forBlock(grid, x0, count, slots.get(), [](T& sample, T& slot) { slot = sample; });
         for (int j = 0; j < count; ++j) {
-            (filter.*kernel)(slots.get() + j * slotLength + Filter<T>::edgeRoom, lattice.rows());
+            (filter.*kernel)(slots.get() + j * slotLength + Filter<T>::edgeRoom, grid.rows());
         }
-        forBlock(lattice, x0, count, slots.get(), [](T& sample, T& slot) { sample = slot; });
+        forBlock(grid, x0, count, slots.get(), [](T& sample, T& slot) { sample = slot; });
     }
 }
 
 template <typename T>
-void filterColumns(const LevelGrid<T>& lattice, Filter<T>& filter, SignalOperation<T> operation,
+void filterColumns(const LevelGrid<T>& grid, Filter<T>& filter, SignalOperation<T> operation,
                    KernelOperation<T> kernel) {
-    if (lattice.needsBlocks()) {
-        filterColumnsInBlocks(lattice, filter, kernel);
+    if (grid.needsBlocks()) {
+        filterColumnsInBlocks(grid, filter, kernel);
         return;
     }
-    for (int x = 0; x < lattice.width; x += lattice.step) {
-        (filter.*operation)(lattice.plane + x, lattice.rows(), lattice.rowSpacing());
+    for (int x = 0; x < grid.width; x += grid.step) {
+        (filter.*operation)(grid.plane + x, grid.rows(), grid.rowSpacing());
     }
 }
 
 template <typename T>
-LevelGrid<T> latticeOf(const ImageData<T>& image, int channel, int level) {
+LevelGrid<T> gridOf(const ImageData<T>& image, int channel, int level) {
     return {image.planes[channel], image.width, image.height, image.stride, 1 << level};
 }
 
@@ -77,9 +77,9 @@ void Wavelet<T>::transform(ImageData<T>* image) {
     const int levels = numberOfLevels(image->width, image->height);
     for (int c = 0; c < image->channels; ++c) {
         for (int k = 0; k < levels && skipTransform == 0; ++k) {
-            const LevelGrid<T> lattice = latticeOf(*image, c, k);
-            filterRows(lattice, *filter, &Filter<T>::transform);
-            filterColumns(lattice, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
+            const LevelGrid<T> grid = gridOf(*image, c, k);
+            filterRows(grid, *filter, &Filter<T>::transform);
+            filterColumns(grid, *filter, &Filter<T>::transform, &Filter<T>::transformInner);
         }
     }
 }
@@ -90,9 +90,9 @@ void untransformDownTo(int lowest, const Wavelet<T>& wavelet, ImageData<T>& imag
     const int levels = std::max(1, numberOfLevels(image.width, image.height));
     for (int c = 0; c < image.channels; ++c) {
         for (int k = levels - 1; k >= lowest && wavelet.skipTransform == 0; --k) {
-            const LevelGrid<T> lattice = latticeOf(image, c, k);
-            filterColumns(lattice, *wavelet.filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
-            filterRows(lattice, *wavelet.filter, &Filter<T>::untransform);
+            const LevelGrid<T> grid = gridOf(image, c, k);
+            filterColumns(grid, *wavelet.filter, &Filter<T>::untransform, &Filter<T>::untransformInner);
+            filterRows(grid, *wavelet.filter, &Filter<T>::untransform);
         }
     }
 }

@@ -96,7 +96,7 @@ TEST_F(CodingAssertions, CountsAreOfPlanesAndClassesThatThereAre) {
     EXPECT_DEATH(histogram->plane(0, 0, 14), "b \\+ 2 < buckets");
     EXPECT_DEATH(histogram->coefficients(0, 7), "c < classSlots");
     EXPECT_DEATH(runLengthParameter(2, 1), "events <= candidates");
-    EXPECT_DEATH(latticeSamples(shape, -1), "c >= 0");
+    EXPECT_DEATH(gridSamples(shape, -1), "c >= 0");
     EXPECT_DEATH(classColumns(1, 5, 3), "classRowStep");
 }
 
@@ -151,9 +151,9 @@ TEST_F(CodingAssertions, DecodedPlanesAreReadOnceAndInTheWayTheyFit) {
 }
 
 TEST_F(CodingAssertions, RowsAreAskedForWhereThereAreSome) {
-    RowEncoder<std::int16_t> encoder(64, 64, 1, Target::portable);
+    RowEncoder<std::int16_t> encoder(64, 64, 1, kernelsOf(Target::portable));
     EXPECT_DEATH(encoder.channel(1), "transforms.size");
-    RowDecoder<std::int16_t> decoder(64, 64, 1, Target::portable);
+    RowDecoder<std::int16_t> decoder(64, 64, 1, kernelsOf(Target::portable));
     EXPECT_DEATH(decoder.channel(0), "transforms.size");
     Reader reader;
     decoder.read(0, reader.stream);

@@ -2,8 +2,8 @@
 #include "assertions.hpp"
 #include "coding/bitPlanes.hpp"
 #include "fast/kernels/kernels.hpp"
+#include "fast/transform/level.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "fast/transform/rowWindow.hpp"
 #include "filter/filter4_2.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
@@ -46,15 +46,15 @@ TEST_F(SamplesAssertions, SignalsHaveTheLengthsOfTheirRoutines) {
 TEST_F(SamplesAssertions, RowStreamsHaveShapesThatSuit) {
     NoSink sink;
     ZeroSource source;
-    EXPECT_DEATH((ForwardStream<std::int16_t>(5, 64, Target::portable, sink)), "suitsRowStreams");
-    EXPECT_DEATH((InverseStream<std::int16_t>(5, 64, Target::portable, source)), "suitsRowStreams");
+    EXPECT_DEATH((ForwardStream<std::int16_t>(5, 64, kernelsOf(Target::portable), sink)), "suitsRowStreams");
+    EXPECT_DEATH((InverseStream<std::int16_t>(5, 64, kernelsOf(Target::portable), source)), "suitsRowStreams");
 }
 
 TEST_F(SamplesAssertions, RowStreamsEndWithTheLastRow) {
     NoSink sink;
-    ForwardStream<std::int16_t> forward(8, 8, Target::portable, sink);
+    ForwardStream<std::int16_t> forward(8, 8, kernelsOf(Target::portable), sink);
     ZeroSource source;
-    InverseStream<std::int16_t> inverse(8, 8, Target::portable, source);
+    InverseStream<std::int16_t> inverse(8, 8, kernelsOf(Target::portable), source);
     for (int y = 0; y < 8; ++y) {
         forward.next().largest = 0;
         forward.advance();

@@ -2,6 +2,7 @@
 // Memory that is refused: everything is given back, and an image is left as promised. Memory that is taken: no more
 // than is promised.
 #include "coding/decoder.hpp"
+#include "fast/kernels/kernels.hpp"
 #include "fast/ways/rowDecoder.hpp"
 #include "fast/ways/rowEncoder.hpp"
 #include "reference/coefficientImages.hpp"
@@ -87,13 +88,13 @@ protected:
     }
 
     static void write(ImageData<T>& image, Target target, BitStreamer& out) {
-        RowEncoder<T> encoder(image.width, image.height, image.channels, target);
+        RowEncoder<T> encoder(image.width, image.height, image.channels, kernelsOf(target));
         passRows(image, target, encoder);
         encoder.write(out);
     }
 
     static void read(ImageData<T>& image, Target target, BitStreamer& in) {
-        RowDecoder<T> decoder(image.width, image.height, image.channels, target);
+        RowDecoder<T> decoder(image.width, image.height, image.channels, kernelsOf(target));
         decoder.read(readTopPlane(in), in);
         decoder.start();
         for (int c = 0; c < image.channels; ++c) {
@@ -125,7 +126,7 @@ TYPED_TEST(RowMemoryOf, ofTheRowsIsGivenBackWhenCodingBegins) {
     Random random(44);
     const auto image = reference::toImageData<TypeParam>(coefficientImage(Content::geometric, 44, 41, 3, 7, random));
     for (const Target target : fastTargets()) {
-        RowEncoder<TypeParam> encoder(44, 41, 3, target);
+        RowEncoder<TypeParam> encoder(44, 41, 3, kernelsOf(target));
         this->passRows(*image, target, encoder);
         MemoryTarget full(0);
         const long before = AllocationLedger::live;
@@ -163,7 +164,7 @@ TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsToDecode) {
         BitStreamer in;
         in.setUpMemoryReader(&word, 4);
         const std::size_t before = AllocationLedger::requested;
-        RowDecoder<TypeParam> decoder(2048, 2048, 1, target);
+        RowDecoder<TypeParam> decoder(2048, 2048, 1, kernelsOf(target));
         EXPECT_EQ(decoder.read(readTopPlane(in), in), 1);
         decoder.start();
         EXPECT_LE(AllocationLedger::requested - before, this->compactPlane + 2 * this->mebibyte) << target;
@@ -173,7 +174,7 @@ TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsToDecode) {
 TYPED_TEST(RowMemoryOf, isAtMostThatOfACompactPlaneAndAFewRowsBeforeItIsEncoded) {
     for (const Target target : fastTargets()) {
         const std::size_t before = AllocationLedger::requested;
-        RowEncoder<TypeParam> encoder(2048, 2048, 1, target);
+        RowEncoder<TypeParam> encoder(2048, 2048, 1, kernelsOf(target));
         EXPECT_LE(AllocationLedger::requested - before, this->compactPlane + 2 * this->mebibyte) << target;
     }
 }

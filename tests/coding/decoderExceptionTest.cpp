@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is thrown inside of a decoder and is no plain integer concerns the caller: it passes.
 #include "coding/decoder.hpp"
+#include "fast/kernels/kernels.hpp"
 #include "fast/ways/rowDecoder.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
@@ -59,7 +60,7 @@ protected:
 
     // By rows.
     static int endOf(Target target, BitStreamer& in) {
-        RowDecoder<T> decoder(width, height, 2, target);
+        RowDecoder<T> decoder(width, height, 2, kernelsOf(target));
         return decoder.read(readTopPlane(in), in);
     }
 

@@ -12,7 +12,7 @@ namespace {
 
 using Position = std::pair<int, int>; // row, column: so they compare in scan order
 
-// The step of the coarsest lattice that a position lies on, among those of the levels.
+// The step of the coarsest grid that a position lies on, among those of the levels.
 int plainClass(int x, int y, int levels) {
     int c = 0;
     for (int step = 2; c < levels && x % step == 0 && y % step == 0; step *= 2) {
@@ -77,7 +77,7 @@ TEST(SubbandClass, isZeroEverywhereWithoutLevels) {
     }
 }
 
-TEST(SubbandClass, followsTheLatticesOfTheLevels) {
+TEST(SubbandClass, followsTheGridsOfTheLevels) {
     for (int levels = 0; levels <= 5; ++levels) {
         for (int y = 0; y < 140; ++y) {
             for (int x = 0; x < 140; ++x) {
@@ -87,7 +87,7 @@ TEST(SubbandClass, followsTheLatticesOfTheLevels) {
     }
 }
 
-TEST(ClassColumns, takeEverySecondLatticeColumnInRowsWithCoarserClasses) {
+TEST(ClassColumns, takeEverySecondGridColumnInRowsWithCoarserClasses) {
     EXPECT_EQ(classColumns(0, 5, 0).first, 1);
     EXPECT_EQ(classColumns(0, 5, 0).step, 2);
     EXPECT_EQ(classColumns(0, 5, 1).first, 0);

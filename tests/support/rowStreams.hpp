@@ -134,8 +134,8 @@ void mergeRow(const PolyphaseRow<Row>& row, int width, T* samples) {
 
 template <typename T>
 void mergeRow(const AnyPolyphaseRow& row, int width, T* samples) {
-    if (row.small != nullptr) {
-        mergeRow(*row.small, width, samples);
+    if (row.narrow != nullptr) {
+        mergeRow(*row.narrow, width, samples);
     } else {
         mergeRow(*row.wide, width, samples);
     }
@@ -150,7 +150,7 @@ void takeRow(InverseStream<T>& stream, int width, T* samples) {
 template <typename T>
 ClassCollector<T> transformedByRows(const ImageData<T>& image, int channel, Target target) {
     ClassCollector<T> sink;
-    ForwardStream<T> stream(image.width, image.height, target, sink);
+    ForwardStream<T> stream(image.width, image.height, kernelsOf(target), sink);
     for (int y = 0; y < image.height; ++y) {
         passRow(image.planes[channel] + static_cast<long>(y) * image.stride, image.width, target, stream);
     }
@@ -161,7 +161,7 @@ ClassCollector<T> transformedByRows(const ImageData<T>& image, int channel, Targ
 template <typename T>
 bool untransformByRows(ImageData<T>& image, int channel, Target target) {
     ClassProvider<T> source(image, channel);
-    InverseStream<T> stream(image.width, image.height, target, source);
+    InverseStream<T> stream(image.width, image.height, kernelsOf(target), source);
     for (int y = 0; y < image.height; ++y) {
         takeRow(stream, image.width, image.planes[channel] + static_cast<long>(y) * image.stride);
     }

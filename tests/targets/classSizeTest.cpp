@@ -13,14 +13,14 @@ namespace teko {
 
 namespace {
 
-long latticeSize(const Shape2d& shape, int c) {
+long gridSize(const Shape2d& shape, int c) {
     const auto count = [c](int extent) { return (extent + (1L << c) - 1) >> c; };
     return count(shape.width) * count(shape.height);
 }
 
 long classSize(const Shape2d& shape, int c) {
     const int levels = numberOfLevels(shape.width, shape.height);
-    return latticeSize(shape, c) - (c < levels ? latticeSize(shape, c + 1) : 0);
+    return gridSize(shape, c) - (c < levels ? gridSize(shape, c + 1) : 0);
 }
 
 // The sizes of 64-coefficient words, 2048-coefficient chunks and 4096-coefficient blocks, and their neighbours; but
@@ -42,7 +42,7 @@ Shape2d shapeWith(int c, long size) {
             if (classSize(shape, c) == size) {
                 return shape;
             }
-            if (latticeSize(shape, c) > 2 * size) {
+            if (gridSize(shape, c) > 2 * size) {
                 break;
             }
         }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Decompositions of narrow images column by column with every target against those of planes.
 #include "fast/transform/columnTransform.hpp"
+#include "fast/kernels/kernels.hpp"
 #include "filter/filter4_2.hpp"
 #include "support/rowStreams.hpp"
 #include "support/targets.hpp"
@@ -52,7 +53,7 @@ private:
                 largest = std::max(largest, std::abs(long{sample}));
             });
             ClassCollector<T> sink;
-            transformColumns<T>(plane, largest, target, sink);
+            transformColumns<T>(plane, largest, kernelsOf(target).rows<T>(), sink);
             for (std::size_t c = 0; c < maximumClasses; ++c) {
                 ASSERT_TRUE(sink.classes[c] == wanted[c])
                     << target << ", " << image->width << " x " << image->height << ", class " << c;
@@ -65,7 +66,7 @@ private:
         for (const Target target : sampledTargets()) {
             ClassProvider<T> source(*image, 0);
             Plane plane(image->width, image->height);
-            untransformColumns<T>(source, target, plane);
+            untransformColumns<T>(source, kernelsOf(target).rows<T>(), plane);
             Image actual = image;
             forEachSample(plane, [&](int x, int y, const RowSample<T>& sample) {
                 actual->planes[0][static_cast<long>(y) * actual->stride + x] = sample;
@@ -119,8 +120,8 @@ TEST(TargetColumnsShapes, SuitWhereNoColumnIsShortOrInBlocks) {
             }
             ++suitable;
             for (int level = 0; level < numberOfLevels(width, height); ++level) {
-                const LevelGrid<short> lattice{nullptr, width, height, width, 1 << level};
-                EXPECT_FALSE(lattice.hasColumnsInKernel()) << width << " x " << height;
+                const LevelGrid<short> grid{nullptr, width, height, width, 1 << level};
+                EXPECT_FALSE(grid.hasColumnsInKernel()) << width << " x " << height;
             }
         }
     }

@@ -17,77 +17,77 @@ namespace {
 
 // The column pass of a level, signal by signal: through copies where the format says so, else in place.
 template <typename T>
-void filterColumns(const LevelGrid<T>& lattice, void (Filter<T>::*inPlace)(T*, int, unsigned long),
+void filterColumns(const LevelGrid<T>& grid, void (Filter<T>::*inPlace)(T*, int, unsigned long),
                    void (Filter<T>::*onCopy)(T*, int)) {
     constexpr int edge = 3;
     Filter4_2<T> filter;
-    for (int x = 0; x < lattice.width; x += lattice.step) {
-        T* column = lattice.plane + x;
-        if (!lattice.needsBlocks()) {
-            (filter.*inPlace)(column, lattice.rows(), lattice.rowSpacing());
+    for (int x = 0; x < grid.width; x += grid.step) {
+        T* column = grid.plane + x;
+        if (!grid.needsBlocks()) {
+            (filter.*inPlace)(column, grid.rows(), grid.rowSpacing());
             continue;
         }
-        const auto spacing = static_cast<long>(lattice.rowSpacing());
-        std::vector<T> copy(static_cast<std::size_t>(lattice.rows() + 2 * edge));
-        for (int i = 0; i < lattice.rows(); ++i) {
+        const auto spacing = static_cast<long>(grid.rowSpacing());
+        std::vector<T> copy(static_cast<std::size_t>(grid.rows() + 2 * edge));
+        for (int i = 0; i < grid.rows(); ++i) {
             copy[static_cast<std::size_t>(edge + i)] = column[i * spacing];
         }
-        (filter.*onCopy)(copy.data() + edge, lattice.rows());
-        for (int i = 0; i < lattice.rows(); ++i) {
+        (filter.*onCopy)(copy.data() + edge, grid.rows());
+        for (int i = 0; i < grid.rows(); ++i) {
             column[i * spacing] = copy[static_cast<std::size_t>(edge + i)];
         }
     }
 }
 
 template <typename T>
-void filterRows(const LevelGrid<T>& lattice, void (Filter<T>::*operation)(T*, int, unsigned long)) {
+void filterRows(const LevelGrid<T>& grid, void (Filter<T>::*operation)(T*, int, unsigned long)) {
     Filter4_2<T> filter;
-    for (int y = 0; y < lattice.height; y += lattice.step) {
-        (filter.*operation)(lattice.row(y), lattice.columns(), static_cast<unsigned long>(lattice.step));
+    for (int y = 0; y < grid.height; y += grid.step) {
+        (filter.*operation)(grid.row(y), grid.columns(), static_cast<unsigned long>(grid.step));
     }
 }
 
 template <typename T>
-void plainTransformLevel(const LevelGrid<T>& lattice) {
-    filterRows(lattice, &Filter<T>::transform);
-    filterColumns(lattice, &Filter<T>::transform, &Filter<T>::transformInner);
+void plainTransformLevel(const LevelGrid<T>& grid) {
+    filterRows(grid, &Filter<T>::transform);
+    filterColumns(grid, &Filter<T>::transform, &Filter<T>::transformInner);
 }
 
 template <typename T>
-void plainUntransformLevel(const LevelGrid<T>& lattice) {
-    filterColumns(lattice, &Filter<T>::untransform, &Filter<T>::untransformInner);
-    filterRows(lattice, &Filter<T>::untransform);
+void plainUntransformLevel(const LevelGrid<T>& grid) {
+    filterColumns(grid, &Filter<T>::untransform, &Filter<T>::untransformInner);
+    filterRows(grid, &Filter<T>::untransform);
 }
 
 // The samples of row y that a level works on.
 template <typename T>
-std::vector<RowSample<T>> rowOf(const LevelGrid<T>& lattice, int y) {
+std::vector<RowSample<T>> rowOf(const LevelGrid<T>& grid, int y) {
     std::vector<RowSample<T>> row;
-    for (int x = 0; x < lattice.columns(); ++x) {
-        row.push_back(static_cast<RowSample<T>>(lattice.row(y * lattice.step)[x * lattice.step]));
+    for (int x = 0; x < grid.columns(); ++x) {
+        row.push_back(static_cast<RowSample<T>>(grid.row(y * grid.step)[x * grid.step]));
     }
     return row;
 }
 
 template <typename T>
-void setRow(const LevelGrid<T>& lattice, int y, const PolyphaseRow<RowSample<T>>& row) {
-    for (int x = 0; x < lattice.columns(); ++x) {
-        lattice.row(y * lattice.step)[x * lattice.step] = (x % 2 == 0 ? row.even : row.odd)[x / 2];
+void setRow(const LevelGrid<T>& grid, int y, const PolyphaseRow<RowSample<T>>& row) {
+    for (int x = 0; x < grid.columns(); ++x) {
+        grid.row(y * grid.step)[x * grid.step] = (x % 2 == 0 ? row.even : row.odd)[x / 2];
     }
 }
 
 // Returns the rows in the order in which they were passed on.
 template <typename T>
-std::vector<int> transformLevel(const LevelGrid<T>& lattice, Target target) {
+std::vector<int> transformLevel(const LevelGrid<T>& grid, Target target) {
     std::vector<int> passed;
     const auto pass = [&](int y, const PolyphaseRow<RowSample<T>>& row) {
-        setRow(lattice, y, row);
+        setRow(grid, y, row);
         passed.push_back(y);
     };
-    const int rows = lattice.rows();
-    ForwardLevel<T, decltype(pass)> level(lattice, kernelsOf(target).rows<T>(), pass, nullptr);
+    const int rows = grid.rows();
+    ForwardLevel<T, decltype(pass)> level(grid, kernelsOf(target).rows<T>(), pass, nullptr);
     for (int y = 0; y < rows; ++y) {
-        level.take(y, rowOf(lattice, y).data());
+        level.take(y, rowOf(grid, y).data());
     }
     level.finish();
     return passed;
@@ -95,17 +95,18 @@ std::vector<int> transformLevel(const LevelGrid<T>& lattice, Target target) {
 
 // Returns the rows in the order in which they were asked for.
 template <typename T>
-std::vector<int> untransformLevel(const LevelGrid<T>& lattice, Target target) {
+std::vector<int> untransformLevel(const LevelGrid<T>& grid, Target target) {
     std::vector<int> filled;
     const RowKernels<T>& kernels = kernelsOf(target).rows<T>();
     const auto fill = [&](int y, PolyphaseRow<RowSample<T>>& row) {
-        row.largest = kernels.split(rowOf(lattice, y).data(), lattice.columns(), row.even, row.odd);
+        row.largest = kernels.split(rowOf(grid, y).data(), grid.columns(), row.even, row.odd);
         filled.push_back(y);
         return true;
     };
-    InverseLevel<T, decltype(fill)> level(lattice, kernels, fill);
-    for (int y = 0; y < lattice.rows(); ++y) {
-        setRow(lattice, y, level.restore(y));
+    InverseLevel<T, decltype(fill)> level(grid, kernels, fill);
+    for (int y = 0; y < grid.rows(); ++y) {
+        level.reach(y);
+        setRow(grid, y, level.row(y));
     }
     return filled;
 }
@@ -115,7 +116,7 @@ class TargetLevels : public testing::Test {
 protected:
     using Image = LaidOutImage<T>;
 
-    static LevelGrid<T> latticeOf(Image& image, int step) {
+    static LevelGrid<T> gridOf(Image& image, int step) {
         return {image->planes[0], image->width, image->height, image->stride, step};
     }
 
@@ -124,20 +125,20 @@ protected:
         Image image = painted;
         image.fill([&](int c, int y, int x) { return std::clamp<long>(painted.at(c, y, x), -most, most); });
         Image forward = image;
-        plainTransformLevel(latticeOf(forward, step));
+        plainTransformLevel(gridOf(forward, step));
         Image inverse = image;
-        plainUntransformLevel(latticeOf(inverse, step));
+        plainUntransformLevel(gridOf(inverse, step));
         std::vector<int> allRows;
-        for (int y = 0; y < latticeOf(image, step).rows(); ++y) {
+        for (int y = 0; y < gridOf(image, step).rows(); ++y) {
             allRows.push_back(y);
         }
         for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", step " << step);
             Image result = image;
-            ASSERT_EQ(transformLevel(latticeOf(result, step), target), allRows);
+            ASSERT_EQ(transformLevel(gridOf(result, step), target), allRows);
             ASSERT_TRUE(sameMemory(result, forward));
             Image back = image;
-            ASSERT_EQ(untransformLevel(latticeOf(back, step), target), allRows);
+            ASSERT_EQ(untransformLevel(gridOf(back, step), target), allRows);
             ASSERT_TRUE(sameMemory(back, inverse));
         }
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Images through the encoder and the decoder of rows, with every target, against planes.
+#include "fast/kernels/kernels.hpp"
 #include "fast/ways/rowDecoder.hpp"
 #include "fast/ways/rowEncoder.hpp"
 #include "filter/filter4_2.hpp"
@@ -48,8 +49,8 @@ protected:
         for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message()
                          << target << ", " << image->width << " x " << image->height << " in " << capacity << " bytes");
-            ASSERT_TRUE(RowEncoder<T>::suits(image->width, image->height, target));
-            RowEncoder<T> encoder(image->width, image->height, image->channels, target);
+            ASSERT_TRUE(suitsRowStreams(image->width, image->height));
+            RowEncoder<T> encoder(image->width, image->height, image->channels, kernelsOf(target));
             passImage(image, target, encoder);
             MemoryWriter writer(capacity);
             ASSERT_EQ(thrownBy([&] { encoder.write(writer.stream); }), expected.thrown);
@@ -66,8 +67,8 @@ protected:
         for (const Target target : sampledTargets()) {
             SCOPED_TRACE(testing::Message() << target << ", " << like->width << " x " << like->height << " from "
                                             << payload.size() << " bytes");
-            ASSERT_TRUE(RowDecoder<T>::suits(like->width, like->height, target));
-            RowDecoder<T> decoder(like->width, like->height, like->channels, target);
+            ASSERT_TRUE(suitsRowStreams(like->width, like->height));
+            RowDecoder<T> decoder(like->width, like->height, like->channels, kernelsOf(target));
             MemoryReader reader(payload);
             const int topPlane = readTopPlane(reader.stream);
             ASSERT_TRUE(RowDecoder<T>::suits(topPlane));
@@ -116,21 +117,12 @@ TYPED_TEST_SUITE(TargetRowCodec, SampleTypes);
 
 } // namespace
 
-TEST(TargetRowCodecChoice, NeedsATargetWithPlanes) {
-    EXPECT_FALSE(RowEncoder<short>::suits(300, 300, Target::plain));
-    EXPECT_FALSE(RowDecoder<long>::suits(300, 300, Target::plain));
-}
-
-TEST(TargetRowCodecChoice, NeedsTheShapesOfTheRowTransform) {
-    for (const Target target : fastTargets()) {
-        for (const Shape2d& shape :
-             {Shape2d{0, 0}, {1, 9}, {5, 300}, {6, 6}, {300, 10}, {11, 11}, {80, 80}, {81, 81}}) {
-            const bool suits = suitsRowStreams(shape.width, shape.height);
-            EXPECT_EQ(RowEncoder<short>::suits(shape.width, shape.height, target), suits) << shape;
-            EXPECT_EQ(RowEncoder<long>::suits(shape.width, shape.height, target), suits) << shape;
-            EXPECT_EQ(RowDecoder<short>::suits(shape.width, shape.height, target), suits) << shape;
-            EXPECT_EQ(RowDecoder<long>::suits(shape.width, shape.height, target), suits) << shape;
-        }
+TEST(TargetRowCodecChoice, NeedsSixRowsAndColumns) {
+    for (const Shape2d& shape : {Shape2d{0, 0}, {1, 9}, {5, 300}, {300, 5}}) {
+        EXPECT_FALSE(suitsRowStreams(shape.width, shape.height)) << shape;
+    }
+    for (const Shape2d& shape : {Shape2d{6, 6}, {300, 6}, {6, 300}, {80, 81}}) {
+        EXPECT_TRUE(suitsRowStreams(shape.width, shape.height)) << shape;
     }
 }
 

@@ -30,7 +30,7 @@ protected:
     static int lengthOf(const std::vector<short>& row) { return static_cast<int>(row.size()); }
 
     const RowKernels<short>& kernels = kernelsOf(GetParam()).rows<short>();
-    const RowKernels<Int64In16>& smallLongKernels = kernelsOf(GetParam()).rows<Int64In16>();
+    const RowKernels<Int64In16>& narrowKernels = kernelsOf(GetParam()).rows<Int64In16>();
 };
 
 INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),
@@ -120,12 +120,12 @@ TEST_P(RowRange, UnscalesEveryNumberAsOftenAsAsked) {
         for (int times = 0; times <= 10; ++times) {
             const std::vector<short> all = numbers(-most - most % 2, most);
             std::vector<short> row = all;
-            std::vector<short> smallLongRow = all;
+            std::vector<short> narrowRow = all;
             kernels.unscale(row.data(), lengthOf(row), times);
-            smallLongKernels.unscale(smallLongRow.data(), lengthOf(row), times);
+            narrowKernels.unscale(narrowRow.data(), lengthOf(row), times);
             for (std::size_t i = 0; i < row.size(); ++i) {
                 ASSERT_EQ(row[i], withoutScale(all[i], times)) << all[i] << ", " << times << " times";
-                ASSERT_EQ(smallLongRow[i], row[i]) << all[i] << ", " << times << " times";
+                ASSERT_EQ(narrowRow[i], row[i]) << all[i] << ", " << times << " times";
             }
         }
     }
@@ -160,7 +160,7 @@ TEST_P(RowRange, RoundsEveryPredictSum) {
 }
 
 // Twice a prediction stays below 31000, as in a small range. Sums of far samples may wrap.
-TEST_P(RowRange, RoundsEveryPredictSumOfSmallLongSamples) {
+TEST_P(RowRange, RoundsEveryPredictSumOfNarrowRows) {
     const auto half = [](int sum) { return static_cast<short>(sum >> 1); };
     const auto rest = [](int sum) { return static_cast<short>(sum - (sum >> 1)); };
     const std::vector<short> all = numbers(-30000, 30000);
@@ -177,9 +177,9 @@ TEST_P(RowRange, RoundsEveryPredictSumOfSmallLongSamples) {
         }
         std::vector<short> row = constant(all, 100);
         std::vector<short> inverse = row;
-        smallLongKernels.predict(row.data(), farLeft.data(), left.data(), right.data(), farRight.data(), lengthOf(row));
-        smallLongKernels.unpredict(inverse.data(), farLeft.data(), left.data(), right.data(), farRight.data(),
-                                   lengthOf(row));
+        narrowKernels.predict(row.data(), farLeft.data(), left.data(), right.data(), farRight.data(), lengthOf(row));
+        narrowKernels.unpredict(inverse.data(), farLeft.data(), left.data(), right.data(), farRight.data(),
+                                lengthOf(row));
         for (std::size_t i = 0; i < all.size(); ++i) {
             const long sum = predictSum<long>(farLeft[i], left[i], right[i], farRight[i]);
             ASSERT_EQ(row[i], (predicted<long, Exact>(100, sum))) << left[i] + right[i] << " that rise by " << rises;
@@ -205,22 +205,22 @@ TEST_P(RowRange, RoundsEveryExactPredictSum) {
 }
 
 // Rows of short are left one number beyond what their sums are proven for, at either end.
-TEST(RowRangeOfSamples, IsSmallUpToItsLimits) {
-    EXPECT_TRUE(rangeOf(3600, 10000).isSmall());
-    EXPECT_TRUE(rangeOf(-10000, -3600).isSmall());
-    EXPECT_TRUE(rangeOf(0, 6400).isSmall());
-    EXPECT_FALSE(rangeOf(3601, 10001).isSmall());
-    EXPECT_FALSE(rangeOf(-10001, -3601).isSmall());
-    EXPECT_FALSE(rangeOf(0, 6401).isSmall());
+TEST(RowRangeOfSamples, FitsNarrowRowsUpToItsLimits) {
+    EXPECT_TRUE(rangeOf(3600, 10000).fitNarrowRows());
+    EXPECT_TRUE(rangeOf(-10000, -3600).fitNarrowRows());
+    EXPECT_TRUE(rangeOf(0, 6400).fitNarrowRows());
+    EXPECT_FALSE(rangeOf(3601, 10001).fitNarrowRows());
+    EXPECT_FALSE(rangeOf(-10001, -3601).fitNarrowRows());
+    EXPECT_FALSE(rangeOf(0, 6401).fitNarrowRows());
 }
 
-TEST(RowRangeOfSamples, IsSmallBesideCoefficientsUpToItsLimits) {
-    EXPECT_TRUE(rangeOf(-7500, 7500).isSmallWith(74));
-    EXPECT_TRUE(rangeOf(100, 100).isSmallWith(4972));
-    EXPECT_FALSE(rangeOf(-7500, 7500).isSmallWith(75));
-    EXPECT_FALSE(rangeOf(100, 100).isSmallWith(4973));
-    EXPECT_FALSE(rangeOf(-7501, 0).isSmallWith(0));
-    EXPECT_FALSE(rangeOf(0, 7501).isSmallWith(0));
+TEST(RowRangeOfSamples, FitsNarrowRowsBesideCoefficientsUpToItsLimits) {
+    EXPECT_TRUE(rangeOf(-7500, 7500).fitNarrowRows(74));
+    EXPECT_TRUE(rangeOf(100, 100).fitNarrowRows(4972));
+    EXPECT_FALSE(rangeOf(-7500, 7500).fitNarrowRows(75));
+    EXPECT_FALSE(rangeOf(100, 100).fitNarrowRows(4973));
+    EXPECT_FALSE(rangeOf(-7501, 0).fitNarrowRows(0));
+    EXPECT_FALSE(rangeOf(0, 7501).fitNarrowRows(0));
 }
 
 } // namespace teko

@@ -130,7 +130,7 @@ TEST(RowSplittingOfShorts, ConvertsOnTheWay) {
     Random random{4};
     const Magnitudes any{1L << 15};
     for (const Target target : fastTargets()) {
-        const RowConversions& kernels = kernelsOf(target).conversions;
+        const NarrowRowKernels& kernels = kernelsOf(target).narrowRows;
         for (const int n : rowLengths()) {
             const auto all = static_cast<std::size_t>(n);
             const RowBuffer<short> row(random, all, any);
@@ -151,7 +151,11 @@ TEST(RowSplittingOfShorts, ConvertsOnTheWay) {
             auto wantedWide = wideMerged;
             std::copy_n(row.row(), n, wanted.row());
             std::copy_n(row.row(), n, wantedWide.row());
-            kernels.mergeNarrowing(merged.row(), n, wideEven.row(), wideOdd.row());
+            SampleRange range;
+            kernels.mergeNarrowing(merged.row(), n, wideEven.row(), wideOdd.row(), range);
+            const auto [least, largest] = std::minmax_element(row.row(), row.row() + n);
+            EXPECT_EQ(range.least, *least);
+            EXPECT_EQ(range.largest, *largest);
             ASSERT_TRUE(merged.agreesWith(wanted, 0));
             kernels.mergeWidening(wideMerged.row(), n, even.row(), odd.row());
             ASSERT_TRUE(wideMerged.agreesWith(wantedWide, 0));
@@ -159,27 +163,26 @@ TEST(RowSplittingOfShorts, ConvertsOnTheWay) {
     }
 }
 
-TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
+// Samples of any size: one that does not fit is told by the range.
+TEST(RowSplittingOfShorts, ExtendsRangesBySamplesOfInt) {
     Random random{3};
     for (const Target target : fastTargets()) {
         for (const int n : rowLengths()) {
-            const Magnitudes magnitudes{1L << random() % 16};
-            const RowBuffer<short> row(random, static_cast<std::size_t>(n), magnitudes);
-            const auto [least, largest] = std::minmax_element(row.row(), row.row() + n);
+            const auto all = static_cast<std::size_t>(n);
+            const Magnitudes magnitudes{1L << random() % 31};
+            const RowBuffer<int> even(random, (all + 1) / 2, magnitudes), odd(random, all / 2, magnitudes);
+            std::vector<int> samples(even.row(), even.row() + (n + 1) / 2);
+            samples.insert(samples.end(), odd.row(), odd.row() + n / 2);
+            const auto [least, largest] = std::minmax_element(samples.begin(), samples.end());
+            RowBuffer<short> merged(random, all, {1L << 15});
             SampleRange range;
-            kernelsOf(target).conversions.extendRange(row.row(), n, range);
+            kernelsOf(target).narrowRows.mergeNarrowing(merged.row(), n, even.row(), odd.row(), range);
             EXPECT_EQ(range.least, *least) << target << ", length " << n;
             EXPECT_EQ(range.largest, *largest) << target << ", length " << n;
-            SampleRange wider{-40000, *largest - 1};
-            kernelsOf(target).conversions.extendRange(row.row(), n, wider);
-            EXPECT_EQ(wider.least, -40000);
+            SampleRange wider{*least - 1, *largest - 1};
+            kernelsOf(target).narrowRows.mergeNarrowing(merged.row(), n, even.row(), odd.row(), wider);
+            EXPECT_EQ(wider.least, *least - 1);
             EXPECT_EQ(wider.largest, *largest);
-            const RowBuffer<int> wideRow(random, static_cast<std::size_t>(n), {1L << random() % 31});
-            const auto [leastWide, largestWide] = std::minmax_element(wideRow.row(), wideRow.row() + n);
-            SampleRange ofWide;
-            kernelsOf(target).conversions.extendRangeOfWide(wideRow.row(), n, ofWide);
-            EXPECT_EQ(ofWide.least, *leastWide);
-            EXPECT_EQ(ofWide.largest, *largestWide);
         }
     }
 }
@@ -187,7 +190,7 @@ TEST(RowSplittingOfShorts, ExtendsRangesByTheSmallestAndTheLargest) {
 TEST(RowSplittingOfShorts, SplitsAndMergesWhileItExtendsRanges) {
     Random random{5};
     for (const Target target : fastTargets()) {
-        const RowConversions& kernels = kernelsOf(target).conversions;
+        const NarrowRowKernels& kernels = kernelsOf(target).narrowRows;
         for (const int n : rowLengths()) {
             SCOPED_TRACE(testing::Message() << target << ", length " << n);
             const auto all = static_cast<std::size_t>(n);
@@ -200,7 +203,7 @@ TEST(RowSplittingOfShorts, SplitsAndMergesWhileItExtendsRanges) {
             }
             const auto [least, largest] = std::minmax_element(row.row(), row.row() + n);
             SampleRange range;
-            kernels.splitExtending(row.row(), n, even.row(), odd.row(), range);
+            kernels.split(row.row(), n, even.row(), odd.row(), range);
             ASSERT_TRUE(even.agreesWith(wantedEven, even.paddingSize()));
             ASSERT_TRUE(odd.agreesWith(wantedOdd, odd.paddingSize()));
             EXPECT_EQ(range.least, *least);
@@ -210,7 +213,7 @@ TEST(RowSplittingOfShorts, SplitsAndMergesWhileItExtendsRanges) {
             auto wanted = merged;
             std::copy_n(row.row(), n, wanted.row());
             SampleRange wider{*least + 1, 40000};
-            kernels.mergeExtending(merged.row(), n, even.row(), odd.row(), wider);
+            kernels.merge(merged.row(), n, even.row(), odd.row(), wider);
             ASSERT_TRUE(merged.agreesWith(wanted, 0));
             EXPECT_EQ(wider.least, *least);
             EXPECT_EQ(wider.largest, 40000);

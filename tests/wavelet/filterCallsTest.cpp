@@ -161,7 +161,7 @@ TYPED_TEST(FilterCalls, startBackwardAtTheStepOfTheDeepestLevel) {
     }
 }
 
-TYPED_TEST(FilterCalls, haveTheCountsOfTheLatticeForOddExtents) {
+TYPED_TEST(FilterCalls, haveTheCountsOfTheGridForOddExtents) {
     const Calls calls = Recorded<TypeParam>({101, 77, 101}, 1).transform();
     std::vector<int> rowCounts;
     std::vector<int> columnCounts;

@@ -15,7 +15,7 @@ struct Kernels {
     RowKernels<std::int16_t> rowsOf16;
     RowKernels<Int64In16> narrowRowsOf64;
     RowKernels<std::int64_t> rowsOf64;
-    RowConversions conversions;
+    NarrowRowKernels narrowRows;
     PlaneKernels<std::int16_t> planesOf16;
     PlaneKernels<std::int64_t> planesOf64;
     // Whether rows of 16 bits are faster for images of 16 bits, where these fit: those that leave vectors to the

@@ -99,9 +99,6 @@ constexpr auto transformIntRow = transformRowAlong<int, Exact>;
 #else
 constexpr auto transformIntRow = transformInLanes<WideLanes, prediction<WideLanes>, updated<WideLanes>>;
 #endif
-constexpr auto splitExtendingRow = splitExtendingInLanes;
-constexpr auto mergeExtendingRow = mergeExtendingInLanes;
-constexpr auto extendRangeOfRow = extendRangeInLanes;
 
 #else
 
@@ -144,9 +141,6 @@ constexpr RowKernels<T> plainRowKernels{
 constexpr RowKernels<std::int16_t> rowKernelsOf16 = plainRowKernels<std::int16_t, WrappedToSample>;
 constexpr RowKernels<Int64In16> narrowRowKernelsOf64 = plainRowKernels<Int64In16, Exact>;
 constexpr auto transformIntRow = transformRowAlong<int, Exact>;
-constexpr auto splitExtendingRow = splitExtending<std::int16_t>;
-constexpr auto mergeExtendingRow = mergeExtending<std::int16_t>;
-constexpr auto extendRangeOfRow = extendRange<std::int16_t>;
 
 #endif
 
@@ -172,14 +166,20 @@ constexpr RowKernels<std::int64_t> rowKernelsOf64{
     .unscale = unscaleRow<int>,
 };
 
-constexpr RowConversions rowConversions{
+#if defined(TEKO_HAS_LANES)
+constexpr auto splitNarrowRow = splitExtendingInLanes;
+constexpr auto mergeNarrowRow = mergeExtendingInLanes;
+#else
+constexpr auto splitNarrowRow = splitExtending;
+constexpr auto mergeNarrowRow = mergeExtending<std::int16_t>;
+#endif
+
+constexpr NarrowRowKernels narrowRowKernels{
+    .split = splitNarrowRow,
+    .merge = mergeNarrowRow,
+    .mergeNarrowing = mergeExtending<int>,
     .splitWidening = splitPairs<int, std::int16_t>,
     .mergeWidening = mergePairs<int, std::int16_t>,
-    .mergeNarrowing = mergePairs<std::int16_t, int>,
-    .extendRange = extendRangeOfRow,
-    .extendRangeOfWide = extendRange<int>,
-    .splitExtending = splitExtendingRow,
-    .mergeExtending = mergeExtendingRow,
 };
 
 template <typename T>
@@ -207,7 +207,7 @@ const Kernels& kernels() {
         .rowsOf16 = rowKernelsOf16,
         .narrowRowsOf64 = narrowRowKernelsOf64,
         .rowsOf64 = rowKernelsOf64,
-        .conversions = rowConversions,
+        .narrowRows = narrowRowKernels,
         .planesOf16 = planeKernels<std::int16_t>,
         .planesOf64 = planeKernels<std::int64_t>,
         .prefers16BitRows = prefers16BitRows,

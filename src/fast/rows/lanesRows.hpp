@@ -71,19 +71,6 @@ struct LaneRange {
     }
 };
 
-inline void extendRangeInLanes(const std::int16_t* x, int n, SampleRange& range) {
-    if (n < Lanes::count) {
-        extendRange(x, n, range);
-        return;
-    }
-    LaneRange lanes;
-    for (int i = 0; i + Lanes::count < n; i += Lanes::count) {
-        lanes.add(Lanes::load(x + i));
-    }
-    lanes.add(Lanes::load(x + n - Lanes::count));
-    lanes.extend(range);
-}
-
 // Two vectors at a time; the last two that the row has room for are taken whether they have been or not.
 inline void splitExtendingInLanes(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd,
                                   SampleRange& range) {

@@ -73,7 +73,7 @@ void mergePairs(Row* __restrict x, int n, const From* __restrict even, const Fro
     }
 }
 
-template <typename Row, typename From>
+template <typename Row, typename From = Row>
 void splitPairs(const From* x, int n, Row* __restrict even, Row* __restrict odd) {
     const int pairs = n / 2;
     for (int i = 0; i < pairs; ++i) {
@@ -85,16 +85,16 @@ void splitPairs(const From* x, int n, Row* __restrict even, Row* __restrict odd)
     }
 }
 
-template <typename Row>
-void splitExtending(const Row* x, int n, Row* even, Row* odd, SampleRange& range) {
+inline void splitExtending(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range) {
     splitPairs(x, n, even, odd);
     extendRange(x, n, range);
 }
 
-template <typename Row>
-void mergeExtending(Row* x, int n, const Row* even, const Row* odd, SampleRange& range) {
+template <typename From>
+void mergeExtending(std::int16_t* x, int n, const From* even, const From* odd, SampleRange& range) {
     mergePairs(x, n, even, odd);
-    extendRange(x, n, range);
+    extendRange(even, (n + 1) / 2, range);
+    extendRange(odd, n / 2, range);
 }
 
 template <typename Row>

@@ -23,8 +23,12 @@ namespace teko {
 // Stands for samples of images of 16 bits in rows of 16 bits, where these can hold them through the filter.
 struct Int64In16 {};
 
+// What a row of an image's samples is made of.
 template <typename T>
 using RowSample = std::conditional_t<std::is_same_v<T, std::int64_t>, int, std::int16_t>;
+// Which samples an image has whose rows are of T.
+template <typename T>
+using ImageSample = std::conditional_t<std::is_same_v<T, Int64In16>, std::int64_t, T>;
 
 // A row, its samples at even places and those at odd places apart.
 template <typename Row>
@@ -47,22 +51,39 @@ struct SampleRange {
         largest = std::max(largest, sample);
     }
 
-    // Whether a level that starts from such samples needs no more than rows of 16 bits (docs/bounds.md).
-    bool isSmall() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
+    // Whether a level of narrow rows has room for all that it makes of such samples (docs/bounds.md).
+    bool fitNarrowRows() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
 
-    // Whether a level needs no more on the way back, for approximations in such a range and all other coefficients at
-    // most d (docs/bounds.md).
-    bool isSmallWith(int d) const {
+    // Whether a level of narrow rows has room for all that it makes on the way back of approximations in this range and
+    // other coefficients of at most d (docs/bounds.md).
+    bool fitNarrowRows(int d) const {
         return least >= -7500 && largest <= 7500 &&
                std::int64_t{1773} * (largest - least) + std::int64_t{5430} * d <= 27'000'000;
     }
 };
 
-// A row of an image of 16 bits, in 16 bits or as int.
-struct AnyPolyphaseRow {
-    const PolyphaseRow<std::int16_t>* small; // null if it is the other
-    const PolyphaseRow<int>* wide;
+// A row of an image of 16 bits, narrow or of int: the other is null.
+struct AnyRow {
+    const std::int16_t* narrow = nullptr;
+    const int* wide = nullptr;
+
+    AnyRow(const std::int16_t* row) : narrow(row) {}
+    AnyRow(const int* row) : wide(row) {}
 };
+struct AnyPolyphaseRow {
+    const PolyphaseRow<std::int16_t>* narrow = nullptr;
+    const PolyphaseRow<int>* wide = nullptr;
+
+    AnyPolyphaseRow(const PolyphaseRow<std::int16_t>& row) : narrow(&row) {}
+    AnyPolyphaseRow(const PolyphaseRow<int>& row) : wide(&row) {}
+};
+
+// How the levels of an image hand rows on: in the one form that its rows have, or in either.
+template <typename T>
+using HandedRow = std::conditional_t<std::is_same_v<T, std::int64_t>, AnyRow, const std::int16_t*>;
+template <typename T>
+using HandedPolyphaseRow =
+    std::conditional_t<std::is_same_v<T, std::int64_t>, AnyPolyphaseRow, const PolyphaseRow<std::int16_t>&>;
 
 template <typename T>
 struct RowKernels {
@@ -116,19 +137,17 @@ constexpr int largestForIntRows = 1 << 26;
 constexpr int largestForIntRowsBack = 74'000'000;
 constexpr int largestRestored = 100'000'000;
 
-// Between rows of 16 bits and rows of int, and ranges of samples.
-struct RowConversions {
-    // As split; as merge, where the samples are short; extends a range by n samples.
+// Between narrow rows and rows of int, and the range of what goes into narrow rows.
+struct NarrowRowKernels {
+    // Split and merge of narrow rows that extend a range by the samples on the way, and look for no bound (encodes of
+    // 16 bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
+    void (*split)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
+    void (*merge)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd, SampleRange& range);
+    // As this merge, of samples that fit.
+    void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd, SampleRange& range);
+    // As those of int rows, without a bound.
     void (*splitWidening)(const std::int16_t* x, int n, int* even, int* odd);
     void (*mergeWidening)(int* x, int n, const std::int16_t* even, const std::int16_t* odd);
-    void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd);
-    void (*extendRange)(const std::int16_t* x, int n, SampleRange& range);
-    void (*extendRangeOfWide)(const int* x, int n, SampleRange& range);
-    // Split and merge of short rows that extend a range by the samples on the way, and look for no bound (encodes of 16
-    // bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
-    void (*splitExtending)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
-    void (*mergeExtending)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd,
-                           SampleRange& range);
 };
 
 // Rows of raw files from and to those of the row transform. Every target gives the same.

@@ -167,10 +167,6 @@ void forApproximations(ColumnPlane<Row>& plane, const LevelShape& shape, const S
     }
 }
 
-LevelShape shapeOfLevel(int columns, int c, int levels) {
-    return {columns, c, c == levels - 1};
-}
-
 template <typename T>
 void passOn(ColumnPlane<RowSample<T>>& plane, const LevelShape& shape, CoefficientSink<T>& sink) {
     using Row = RowSample<T>;
@@ -181,7 +177,7 @@ void passOn(ColumnPlane<RowSample<T>>& plane, const LevelShape& shape, Coefficie
     forScanBands(plane, [&](const ScanBand& band) {
         forDetails(plane, shape, band, place);
         sink.take(shape.c, scan.data(), detailsIn(shape, band));
-        if (shape.isCoarsest) {
+        if (shape.isCoarsest()) {
             forApproximations(plane, shape, band, place);
             sink.take(shape.c + 1, scan.data(), band.evens * shape.evens());
         }
@@ -203,7 +199,7 @@ std::int64_t takeFrom(CoefficientSource<T>& source, const RowKernels<T>& kernels
     forScanBands(plane, [&](const ScanBand& band) {
         take(shape.c, detailsIn(shape, band));
         forDetails(plane, shape, band, place);
-        if (shape.isCoarsest) {
+        if (shape.isCoarsest()) {
             take(shape.c + 1, band.evens * shape.evens());
             forApproximations(plane, shape, band, place);
         }
@@ -211,15 +207,19 @@ std::int64_t takeFrom(CoefficientSource<T>& source, const RowKernels<T>& kernels
     return largest;
 }
 
+template <typename Row>
+LevelShape finestShape(const ColumnPlane<Row>& plane) {
+    return {plane.columns, 0, numberOfLevels(plane.columns, plane.rows)};
+}
+
 // Returns whether it is proved that the inverse gives the plane back.
 template <typename T>
-bool transformFrom(int c, int levels, ColumnPlane<RowSample<T>>& plane, std::int64_t largest,
+bool transformFrom(const LevelShape& shape, ColumnPlane<RowSample<T>>& plane, std::int64_t largest,
                    const RowKernels<T>& kernels, CoefficientSink<T>& sink) {
-    const LevelShape shape = shapeOfLevel(plane.columns, c, levels);
     ColumnLevel<T> level(plane, kernels, largest);
     level.transform();
     passOn(plane, shape, sink);
-    if (shape.isCoarsest) {
+    if (shape.isCoarsest()) {
         return level.isReversible();
     }
     ColumnPlane<RowSample<T>> coarser(shape.evens(), plane.evens());
@@ -229,17 +229,16 @@ bool transformFrom(int c, int levels, ColumnPlane<RowSample<T>>& plane, std::int
         largestCoarser =
             std::max(largestCoarser, kernels.split(plane.column(2 * x).even, coarser.rows, column.even, column.odd));
     }
-    return transformFrom<T>(c + 1, levels, coarser, largestCoarser, kernels, sink) && level.isReversible();
+    return transformFrom<T>(shape.coarser(), coarser, largestCoarser, kernels, sink) && level.isReversible();
 }
 
 template <typename T>
-void untransformFrom(int c, int levels, CoefficientSource<T>& source, const RowKernels<T>& kernels,
+void untransformFrom(const LevelShape& shape, CoefficientSource<T>& source, const RowKernels<T>& kernels,
                      ColumnPlane<RowSample<T>>& plane) {
-    const LevelShape shape = shapeOfLevel(plane.columns, c, levels);
     std::int64_t largest = takeFrom(source, kernels, shape, plane);
-    if (!shape.isCoarsest) {
+    if (shape.hasCoarser()) {
         ColumnPlane<RowSample<T>> coarser(shape.evens(), plane.evens());
-        untransformFrom<T>(c + 1, levels, source, kernels, coarser);
+        untransformFrom<T>(shape.coarser(), source, kernels, coarser);
         for (int x = 0; x < coarser.columns; ++x) {
             const auto column = coarser.column(x);
             largest = std::max(largest, kernels.merge(plane.column(2 * x).even, coarser.rows, column.even, column.odd));
@@ -255,21 +254,24 @@ bool suitsColumns(int width, int height) {
 }
 
 template <typename T>
-bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t largest, Target target, CoefficientSink<T>& sink) {
+bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t largest, const RowKernels<T>& kernels,
+                      CoefficientSink<T>& sink) {
     assert(suitsColumns(plane.columns, plane.rows));
-    return transformFrom<T>(0, numberOfLevels(plane.columns, plane.rows), plane, largest, kernelsOf(target).rows<T>(),
-                            sink);
+    return transformFrom<T>(finestShape(plane), plane, largest, kernels, sink);
 }
 
 template <typename T>
-void untransformColumns(CoefficientSource<T>& source, Target target, ColumnPlane<RowSample<T>>& plane) {
+void untransformColumns(CoefficientSource<T>& source, const RowKernels<T>& kernels, ColumnPlane<RowSample<T>>& plane) {
     assert(suitsColumns(plane.columns, plane.rows));
-    untransformFrom<T>(0, numberOfLevels(plane.columns, plane.rows), source, kernelsOf(target).rows<T>(), plane);
+    untransformFrom<T>(finestShape(plane), source, kernels, plane);
 }
 
-template bool transformColumns(ColumnPlane<std::int16_t>&, std::int64_t, Target, CoefficientSink<std::int16_t>&);
-template bool transformColumns(ColumnPlane<int>&, std::int64_t, Target, CoefficientSink<std::int64_t>&);
-template void untransformColumns(CoefficientSource<std::int16_t>&, Target, ColumnPlane<std::int16_t>&);
-template void untransformColumns(CoefficientSource<std::int64_t>&, Target, ColumnPlane<int>&);
+template bool transformColumns(ColumnPlane<std::int16_t>&, std::int64_t, const RowKernels<std::int16_t>&,
+                               CoefficientSink<std::int16_t>&);
+template bool transformColumns(ColumnPlane<int>&, std::int64_t, const RowKernels<std::int64_t>&,
+                               CoefficientSink<std::int64_t>&);
+template void untransformColumns(CoefficientSource<std::int16_t>&, const RowKernels<std::int16_t>&,
+                                 ColumnPlane<std::int16_t>&);
+template void untransformColumns(CoefficientSource<std::int64_t>&, const RowKernels<std::int64_t>&, ColumnPlane<int>&);
 
 } // namespace teko

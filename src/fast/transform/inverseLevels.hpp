@@ -6,7 +6,6 @@
 #include "fast/rows/rowKernels.hpp"
 #include "fast/transform/level.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "fast/transform/rowWindow.hpp"
 #include "fast/transform/wholeLevel.hpp"
 #include "memory/memory.hpp"
 
@@ -25,18 +24,19 @@ constexpr std::int64_t largestForExactSum = 1212;
 // A level of the inverse. fill(y, row) gives it the coefficients and the approximation of a row, in the order of the
 // rows, and returns whether the rows can hold all that the level makes of them.
 template <typename T, typename Fill>
-class InverseLevel final : public LevelSource<T> {
+class InverseLevel final : public LevelSource<ImageSample<T>> {
 public:
-    InverseLevel(const LevelGrid<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow)
-        : window(lattice, kernels), k(kernels), fill(fillRow), n(lattice.rows()),
-          exactEverywhere(lattice.hasColumnsInKernel()) {}
+    InverseLevel(const LevelGrid<T>& grid, const RowKernels<T>& kernels, const Fill& fillRow)
+        : window(grid, kernels), k(kernels), fill(fillRow), n(grid.rows()), exactEverywhere(grid.hasColumnsInKernel()) {
+    }
 
-    // Goes on where a level of other samples could not: at a row that is there, but for what refill gives.
-    template <typename Other, typename OtherFill>
-    InverseLevel(const LevelGrid<T>& lattice, const RowKernels<T>& kernels, const Fill& fillRow,
-                 const InverseLevel<Other, OtherFill>& other)
-        : window(lattice, kernels, other.window), k(kernels), fill(fillRow), n(other.n),
-          exactEverywhere(other.exactEverywhere), read(other.read), next(other.next), restored(other.restored) {
+    // Goes on with rows of int where a level of narrow rows could not: at a row that is there, but for what refill
+    // gives.
+    template <typename NarrowFill>
+    InverseLevel(const LevelGrid<T>& grid, const RowKernels<T>& kernels, const Fill& fillRow,
+                 const InverseLevel<Int64In16, NarrowFill>& narrow)
+        : window(grid, kernels, narrow.window), k(kernels), fill(fillRow), n(narrow.n),
+          exactEverywhere(narrow.exactEverywhere), read(narrow.read), next(narrow.next), restored(narrow.restored) {
         fill.refill(read, window[read]);
         taken(read++);
     }
@@ -53,10 +53,13 @@ public:
         return true;
     }
 
+    // After reach, until a later row is reached.
+    const PolyphaseRow<RowSample<T>>& row(int y) { return window[y]; }
+
     // For rows that all suit.
-    const PolyphaseRow<RowSample<T>>& restore(int y) override {
+    HandedPolyphaseRow<ImageSample<T>> restore(int y) override {
         reach(y);
-        return window[y];
+        return row(y);
     }
 
 private:
@@ -128,222 +131,154 @@ private:
     typename RowWindow<T>::EvenStep unupdate = nullptr;
 };
 
-// Gives its rows as either.
-class AdaptiveLevelSource : public InTakenMemory {
-public:
-    virtual ~AdaptiveLevelSource() = default;
+// Whether rows of a class are taken as rows of 16 bits.
+template <typename T>
+bool isTakenIn16(const CoefficientSource<T>& source, int c, const Kernels& kernels) {
+    return std::is_same_v<T, std::int64_t> && kernels.prefers16BitRows && source.magnitudeBits(c) < 16;
+}
 
-    // Row y, to be used before the next is asked for.
-    virtual AnyPolyphaseRow restore(int y) = 0;
-};
-
-// A level that starts small, where it is told that it can, and goes on as a wide one from the first row on that does
-// not suit. fill(y, row) is as for InverseLevel; wideFill also has refill(y, row), for a row that did not suit.
-template <typename SmallFill, typename WideFill>
-class AdaptiveInverseLevel final : public AdaptiveLevelSource {
+// The coefficients of a class and of the one after it, which is the last one if it is asked for.
+template <typename T>
+class ClassRows {
 public:
-    AdaptiveInverseLevel(const LevelGrid<std::int64_t>& itsLattice, Target itsTarget, bool startsSmall,
-                         const SmallFill& smallFill, const WideFill& itsWideFill)
-        : lattice(itsLattice), target(itsTarget), wideFill(itsWideFill) {
-        if (startsSmall) {
-            small = std::make_unique<Small>(lattice.of<Int64In16>(), kernelsOf(target).rows<Int64In16>(), smallFill);
+    using Row = RowSample<T>;
+
+    ClassRows(int firstClass, const Kernels& itsKernels, CoefficientSource<T>& itsSource)
+        : c(firstClass), isIn16{isTakenIn16(itsSource, c, itsKernels), isTakenIn16(itsSource, c + 1, itsKernels)},
+          kernels(itsKernels), source(itsSource) {}
+
+    // The next n of the first class, those at even and at odd places apart.
+    void split(int n, PolyphaseRow<Row>& row) {
+        if (!isIn16[0]) {
+            row.largest = kernels.rows<T>().split(source.take(c, n), n, row.even, row.odd);
+        } else if constexpr (std::is_same_v<T, std::int64_t>) {
+            kernels.narrowRows.splitWidening(source.take16(c, n), n, row.even, row.odd);
+        }
+    }
+
+    // The next n of class c + which.
+    void copy(int which, int n, Row* to) {
+        if (isIn16[which]) {
+            std::copy_n(source.take16(c + which, n), n, to);
         } else {
-            wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), wideFill);
+            std::copy_n(source.take(c + which, n), n, to);
         }
     }
 
-    AnyPolyphaseRow restore(int y) override {
-        if (small && !small->reach(y)) {
-            wide = std::make_unique<Wide>(lattice, kernelsOf(target).rows<std::int64_t>(), wideFill, *small);
-            small.reset();
-        }
-        return small ? AnyPolyphaseRow{&small->restore(y), nullptr} : AnyPolyphaseRow{nullptr, &wide->restore(y)};
-    }
-
 private:
-    using Small = InverseLevel<Int64In16, SmallFill>;
-    using Wide = InverseLevel<std::int64_t, WideFill>;
-
-    LevelGrid<std::int64_t> lattice;
-    Target target;
-    WideFill wideFill;
-    std::unique_ptr<Small> small;
-    std::unique_ptr<Wide> wide;
-};
-
-template <typename Fill>
-class InverseWholeLevelOfAny final : public AdaptiveLevelSource {
-public:
-    InverseWholeLevelOfAny(const LevelGrid<std::int64_t>& lattice, const Fill& fill) : level(lattice, fill) {}
-
-    AnyPolyphaseRow restore(int y) override { return {nullptr, &level.restore(y)}; }
-
-private:
-    InverseWholeLevel<std::int64_t, Fill> level;
+    int c;
+    bool isIn16[2];
+    const Kernels& kernels;
+    CoefficientSource<T>& source;
 };
 
 // Gives a level its rows: coefficients from a source, the others from the next coarser level, which all but the
-// coarsest have.
+// coarsest have. That level is not owned.
 template <typename T>
 class FillRows {
 public:
     using Row = RowSample<T>;
 
-    FillRows(const LevelShape& levelShape, const RowKernels<T>& itsKernels, CoefficientSource<T>& itsSource,
+    FillRows(const LevelShape& levelShape, const Kernels& allKernels, CoefficientSource<T>& source,
              LevelSource<T>* coarserLevel)
-        : shape(levelShape), kernels(itsKernels), source(itsSource), coarser(coarserLevel) {}
+        : shape(levelShape), kernels(allKernels.rows<T>()), narrowRows(allKernels.narrowRows),
+          classes(shape.c, allKernels, source), coarser(coarserLevel) {}
 
-    bool operator()(int y, PolyphaseRow<Row>& row) const {
+    bool operator()(int y, PolyphaseRow<Row>& row) {
         if (y % 2 != 0) {
-            row.largest = kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            classes.split(shape.columns, row);
             return true;
         }
-        std::copy_n(source.take(shape.c, shape.odds()), shape.odds(), row.odd);
-        if (shape.isCoarsest) {
-            std::copy_n(source.take(shape.c + 1, shape.evens()), shape.evens(), row.even);
-            row.largest = kernels.largest(row.even, shape.evens());
-        } else {
-            const PolyphaseRow<Row>& restored = coarser->restore(y / 2);
-            row.largest = kernels.merge(row.even, shape.evens(), restored.even, restored.odd);
-        }
-        row.largest = std::max(row.largest, kernels.largest(row.odd, shape.odds()));
-        return true;
-    }
-
-private:
-    LevelShape shape;
-    const RowKernels<T>& kernels;
-    CoefficientSource<T>& source;
-    LevelSource<T>* coarser; // not owned
-};
-
-// Whether a class of an image of 16 bits is taken in rows of 16 bits.
-inline bool isTaken16(const CoefficientSource<std::int64_t>& source, int c, Target target) {
-    return kernelsOf(target).prefers16BitRows && source.magnitudeBits(c) < 16;
-}
-
-// Fills rows of int, from classes and coarser rows of 16 bits or of int. It keeps no bound: kernels for int rows need
-// none.
-class FillWideRows {
-public:
-    FillWideRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
-                 AdaptiveLevelSource* coarserLevel)
-        : shape(levelShape), isSmall{isTaken16(itsSource, shape.c, target), isTaken16(itsSource, shape.c + 1, target)},
-          kernels(kernelsOf(target).rows<std::int64_t>()), between(kernelsOf(target).conversions), source(itsSource),
-          coarser(coarserLevel) {}
-
-    bool operator()(int y, PolyphaseRow<int>& row) const {
-        if (y % 2 != 0) {
-            split(row);
-            return true;
-        }
-        copy(0, shape.odds(), row.odd);
-        if (shape.isCoarsest) {
-            copy(1, shape.evens(), row.even);
+        classes.copy(0, shape.odds(), row.odd);
+        if (shape.isCoarsest()) {
+            classes.copy(1, shape.evens(), row.even);
         }
         refill(y, row);
         return true;
     }
 
-    // What the next coarser level has of row y. Only even rows can fail to suit.
-    void refill(int y, PolyphaseRow<int>& row) const {
-        if (shape.isCoarsest) {
-            return;
+    // Gives row y, an even one, anew what the next coarser level has of it, and its bound.
+    void refill(int y, PolyphaseRow<Row>& row) {
+        if (shape.isCoarsest()) {
+            row.largest = kernels.largest(row.even, shape.evens());
+        } else {
+            merge(coarser->restore(y / 2), row);
         }
-        const AnyPolyphaseRow restored = coarser->restore(y / 2);
-        if (restored.small != nullptr) {
-            between.mergeWidening(row.even, shape.evens(), restored.small->even, restored.small->odd);
+        if constexpr (std::is_same_v<T, std::int16_t>) { // kernels for int rows need no bound
+            row.largest = std::max(row.largest, kernels.largest(row.odd, shape.odds()));
+        }
+    }
+
+private:
+    void merge(HandedPolyphaseRow<T> restored, PolyphaseRow<Row>& row) {
+        if constexpr (std::is_same_v<T, std::int16_t>) {
+            row.largest = kernels.merge(row.even, shape.evens(), restored.even, restored.odd);
+        } else if (restored.narrow != nullptr) {
+            narrowRows.mergeWidening(row.even, shape.evens(), restored.narrow->even, restored.narrow->odd);
         } else {
             kernels.merge(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
         }
     }
 
-private:
-    void split(PolyphaseRow<int>& row) const {
-        if (isSmall[0]) {
-            between.splitWidening(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
-        } else {
-            kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
-        }
-    }
-
-    void copy(int which, int n, int* to) const {
-        const int c = shape.c + which;
-        if (isSmall[which]) {
-            std::copy_n(source.take16(c, n), n, to);
-        } else {
-            std::copy_n(source.take(c, n), n, to);
-        }
-    }
-
     LevelShape shape;
-    bool isSmall[2]; // the class, and the next one
-    const RowKernels<std::int64_t>& kernels;
-    const RowConversions& between;
-    CoefficientSource<std::int64_t>& source;
-    AdaptiveLevelSource* coarser;
+    const RowKernels<T>& kernels;
+    const NarrowRowKernels& narrowRows;
+    ClassRows<T> classes;
+    LevelSource<T>* coarser;
 };
 
-// Fills rows of 16 bits. A row does not suit where the approximations up to there have too large a range.
-class FillSmallRows {
+// Gives a level narrow rows. A row does not suit where the approximations up to there have too large a range.
+class FillNarrowRows {
 public:
-    FillSmallRows(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource,
-                  AdaptiveLevelSource* coarserLevel)
-        : shape(levelShape), largest((1 << itsSource.magnitudeBits(shape.c)) - 1),
-          kernels(kernelsOf(target).rows<Int64In16>()), between(kernelsOf(target).conversions), source(itsSource),
-          coarser(coarserLevel) {}
+    FillNarrowRows(const LevelShape& levelShape, const Kernels& kernels, CoefficientSource<std::int64_t>& itsSource,
+                   LevelSource<std::int64_t>* coarserLevel)
+        : shape(levelShape), largest((1 << itsSource.magnitudeBits(shape.c)) - 1), rows(kernels.rows<Int64In16>()),
+          narrowRows(kernels.narrowRows), source(itsSource), coarser(coarserLevel) {}
 
-    // Whether a level can start so.
-    static bool suit(const LevelShape& shape, Target target, const CoefficientSource<std::int64_t>& source) {
-        return isTaken16(source, shape.c, target) && (!shape.isCoarsest || isTaken16(source, shape.c + 1, target));
+    // Whether a level can start so: it has a coarser one, and its own coefficients fit.
+    static bool suits(const LevelShape& shape, const Kernels& kernels, const CoefficientSource<std::int64_t>& source) {
+        return shape.hasCoarser() && isTakenIn16(source, shape.c, kernels);
     }
 
     bool operator()(int y, PolyphaseRow<std::int16_t>& row) {
         if (y % 2 != 0) {
-            kernels.split(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
+            rows.split(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
             return true;
         }
         std::copy_n(source.take16(shape.c, shape.odds()), shape.odds(), row.odd);
-        if (shape.isCoarsest) {
-            std::copy_n(source.take16(shape.c + 1, shape.evens()), shape.evens(), row.even);
-            between.extendRange(row.even, shape.evens(), range);
+        const AnyPolyphaseRow restored = coarser->restore(y / 2);
+        if (restored.narrow != nullptr) {
+            narrowRows.merge(row.even, shape.evens(), restored.narrow->even, restored.narrow->odd, approximations);
         } else {
-            merge(coarser->restore(y / 2), row);
+            narrowRows.mergeNarrowing(row.even, shape.evens(), restored.wide->even, restored.wide->odd, approximations);
         }
-        return range.isSmallWith(largest);
+        return approximations.fitNarrowRows(largest);
     }
 
 private:
-    void merge(const AnyPolyphaseRow& restored, PolyphaseRow<std::int16_t>& row) {
-        if (restored.small != nullptr) {
-            between.mergeExtending(row.even, shape.evens(), restored.small->even, restored.small->odd, range);
-        } else {
-            between.mergeNarrowing(row.even, shape.evens(), restored.wide->even, restored.wide->odd);
-            between.extendRangeOfWide(restored.wide->even, (shape.evens() + 1) / 2, range);
-            between.extendRangeOfWide(restored.wide->odd, shape.evens() / 2, range);
-        }
-    }
-
     LevelShape shape;
     int largest; // of the coefficients that are no approximations
-    const RowKernels<Int64In16>& kernels;
-    const RowConversions& between;
+    const RowKernels<Int64In16>& rows;
+    const NarrowRowKernels& narrowRows;
     CoefficientSource<std::int64_t>& source;
-    AdaptiveLevelSource* coarser;
-    SampleRange range; // of the approximations so far
+    LevelSource<std::int64_t>* coarser;
+    SampleRange approximations; // so far
 };
 
 // Stands for the coarsest level where no level is to be undone: its rows are those of the last class.
-class RowsOfLastClass final : public LevelSource<std::int16_t> {
+template <typename T>
+class RowsOfLastClass final : public LevelSource<T> {
 public:
-    RowsOfLastClass(const LevelShape& levelShape, Target target, CoefficientSource<std::int16_t>& itsSource)
-        : shape(levelShape), kernels(kernelsOf(target).rows<std::int16_t>()), source(itsSource),
+    using Row = RowSample<T>;
+
+    RowsOfLastClass(const LevelShape& levelShape, const Kernels& kernels, CoefficientSource<T>& source)
+        : shape(levelShape), classes(shape.c, kernels, source),
           memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
                                                                             memory.data() + shape.evens() + vector, 0} {
     }
 
-    const PolyphaseRow<std::int16_t>& restore(int) override {
-        row.largest = kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+    HandedPolyphaseRow<T> restore(int) override {
+        classes.split(shape.columns, row);
         return row;
     }
 
@@ -351,84 +286,63 @@ private:
     static constexpr int vector = 32;
 
     LevelShape shape;
-    const RowKernels<std::int16_t>& kernels;
-    CoefficientSource<std::int16_t>& source;
-    Vector<std::int16_t> memory;
-    PolyphaseRow<std::int16_t> row;
+    ClassRows<T> classes;
+    Vector<Row> memory;
+    PolyphaseRow<Row> row;
 };
 
-class RowsOfLastClassOfAny final : public AdaptiveLevelSource {
+// A level of an image of 16 bits. Its rows are narrow, where its target gains from that, up to the first one that has
+// no room in them; from that one on they are rows of int.
+class AdaptiveInverseLevel final : public LevelSource<std::int64_t> {
 public:
-    RowsOfLastClassOfAny(const LevelShape& levelShape, Target target, CoefficientSource<std::int64_t>& itsSource)
-        : shape(levelShape), isSmall(isTaken16(itsSource, shape.c, target)),
-          kernels(kernelsOf(target).rows<std::int64_t>()), between(kernelsOf(target).conversions), source(itsSource),
-          memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
-                                                                            memory.data() + shape.evens() + vector, 0} {
+    AdaptiveInverseLevel(const LevelGrid<std::int64_t>& itsGrid, const LevelShape& shape, const Kernels& itsKernels,
+                         CoefficientSource<std::int64_t>& source, LevelSource<std::int64_t>* coarser)
+        : grid(itsGrid), kernels(itsKernels), wideFill(shape, kernels, source, coarser) {
+        if (FillNarrowRows::suits(shape, kernels, source)) {
+            narrow = std::make_unique<Narrow>(grid.of<Int64In16>(), kernels.rows<Int64In16>(),
+                                              FillNarrowRows(shape, kernels, source, coarser));
+        } else {
+            wide = std::make_unique<Wide>(grid, kernels.rows<std::int64_t>(), wideFill);
+        }
     }
 
-    AnyPolyphaseRow restore(int) override {
-        if (isSmall) {
-            between.splitWidening(source.take16(shape.c, shape.columns), shape.columns, row.even, row.odd);
-        } else {
-            kernels.split(source.take(shape.c, shape.columns), shape.columns, row.even, row.odd);
+    AnyPolyphaseRow restore(int y) override {
+        if (narrow && !narrow->reach(y)) {
+            wide = std::make_unique<Wide>(grid, kernels.rows<std::int64_t>(), wideFill, *narrow);
+            narrow.reset();
         }
-        return {nullptr, &row};
+        return narrow ? narrow->restore(y) : wide->restore(y);
     }
 
 private:
-    static constexpr int vector = 32;
+    using Narrow = InverseLevel<Int64In16, FillNarrowRows>;
+    using Wide = InverseLevel<std::int64_t, FillRows<std::int64_t>>;
 
-    LevelShape shape;
-    bool isSmall;
-    const RowKernels<std::int64_t>& kernels;
-    const RowConversions& between;
-    CoefficientSource<std::int64_t>& source;
-    Vector<int> memory;
-    PolyphaseRow<int> row;
+    LevelGrid<std::int64_t> grid;
+    const Kernels& kernels;
+    FillRows<std::int64_t> wideFill;
+    std::unique_ptr<Narrow> narrow;
+    std::unique_ptr<Wide> wide;
 };
 
-// The levels that a stream is made of.
+// A level of the inverse, or what stands for it behind the last one; the next coarser one, null where there is none, is
+// not owned.
 template <typename T>
-struct InverseLevels;
-
-template <>
-struct InverseLevels<std::int16_t> {
-    using Coarser = LevelSource<std::int16_t>;
-
-    static std::unique_ptr<Coarser> make(const LevelGrid<std::int16_t>& lattice, const LevelShape& shape, Target target,
-                                         CoefficientSource<std::int16_t>& source, Coarser* coarser) {
-        using Fill = FillRows<std::int16_t>;
-        const Fill fill(shape, kernelsOf(target).rows<std::int16_t>(), source, coarser);
-        if (lattice.isLongEnough()) {
-            return std::make_unique<InverseLevel<std::int16_t, Fill>>(lattice, kernelsOf(target).rows<std::int16_t>(),
-                                                                      fill);
-        }
-        return std::make_unique<InverseWholeLevel<std::int16_t, Fill>>(lattice, fill);
+std::unique_ptr<LevelSource<T>> makeInverseLevel(const LevelGrid<T>& grid, const LevelShape& shape,
+                                                 const Kernels& kernels, CoefficientSource<T>& source,
+                                                 LevelSource<T>* coarser) {
+    if (shape.isLastClass()) {
+        return std::make_unique<RowsOfLastClass<T>>(shape, kernels, source);
     }
-    static std::unique_ptr<Coarser> makeNone(const LevelShape& shape, Target target,
-                                             CoefficientSource<std::int16_t>& source) {
-        return std::make_unique<RowsOfLastClass>(shape, target, source);
+    const FillRows<T> fill(shape, kernels, source, coarser);
+    if (!grid.isLongEnough()) {
+        return std::make_unique<InverseWholeLevel<T, FillRows<T>>>(grid, fill);
     }
-};
-
-template <>
-struct InverseLevels<std::int64_t> {
-    using Coarser = AdaptiveLevelSource;
-
-    static std::unique_ptr<Coarser> make(const LevelGrid<std::int64_t>& lattice, const LevelShape& shape, Target target,
-                                         CoefficientSource<std::int64_t>& source, Coarser* coarser) {
-        const FillWideRows wideFill(shape, target, source, coarser);
-        if (lattice.isLongEnough()) {
-            return std::make_unique<AdaptiveInverseLevel<FillSmallRows, FillWideRows>>(
-                lattice, target, FillSmallRows::suit(shape, target, source),
-                FillSmallRows(shape, target, source, coarser), wideFill);
-        }
-        return std::make_unique<InverseWholeLevelOfAny<FillWideRows>>(lattice, wideFill);
+    if constexpr (std::is_same_v<T, std::int64_t>) {
+        return std::make_unique<AdaptiveInverseLevel>(grid, shape, kernels, source, coarser);
+    } else {
+        return std::make_unique<InverseLevel<T, FillRows<T>>>(grid, kernels.template rows<T>(), fill);
     }
-    static std::unique_ptr<Coarser> makeNone(const LevelShape& shape, Target target,
-                                             CoefficientSource<std::int64_t>& source) {
-        return std::make_unique<RowsOfLastClassOfAny>(shape, target, source);
-    }
-};
+}
 
 } // namespace teko

@@ -17,7 +17,7 @@ namespace teko {
 namespace {
 
 template <typename T>
-LevelGrid<T> finestLattice(int width, int height) {
+LevelGrid<T> finestGrid(int width, int height) {
     return {nullptr, width, height, width, 1};
 }
 
@@ -32,31 +32,28 @@ bool suitsRowStreams(int width, int height) {
 template <typename T>
 class ForwardStream<T>::Chain : public InTakenMemory {
 public:
-    using Levels = ForwardLevels<T>;
-
-    Chain(int width, int height, Target target, CoefficientSink<T>& sink) : rows(height) {
+    Chain(int width, int height, const Kernels& kernels, CoefficientSink<T>& sink) : rows(height) {
         assert(suitsRowStreams(width, height));
         const int levels = numberOfLevels(width, height);
-        typename Levels::Coarser* next = nullptr;
+        LevelSink<T>* next = nullptr;
         for (int level = levels - 1; level > 0; --level) {
-            const LevelGrid<T> lattice = finestLattice<T>(width, height).coarser(level);
-            const LevelShape shape{lattice.columns(), level, level == levels - 1};
-            if (lattice.isLongEnough()) {
-                coarser.push_back(Levels::make(lattice, shape, target, sink, next));
-            } else {
-                const typename Levels::Pass pass(shape, sink);
-                coarser.push_back(std::make_unique<typename Levels::PlaneLevel>(lattice, pass));
-            }
+            const LevelGrid<T> grid = finestGrid<T>(width, height).coarser(level);
+            coarser.push_back(makeForwardLevel(grid, {grid.columns(), level, levels}, kernels, sink, next));
             next = coarser.back().get();
         }
-        finest = Levels::make(finestLattice<T>(width, height), {width, 0, levels == 1}, target, sink, next);
+        finest = makeLongForwardLevel(finestGrid<T>(width, height), {width, 0, levels}, kernels, sink, next);
     }
 
     PolyphaseRow<RowSample<T>>& next() {
         assert(y < rows);
         return finest->place(y);
     }
-    PolyphaseRow<std::int16_t>* next16() { return Levels::place16(*finest, y); }
+    PolyphaseRow<std::int16_t>* next16() {
+        if constexpr (std::is_same_v<T, std::int64_t>) {
+            return finest->placeNarrow(y);
+        }
+        return nullptr;
+    }
 
     void advance() {
         assert(y < rows);
@@ -75,15 +72,18 @@ public:
     }
 
 private:
-    Vector<std::unique_ptr<typename Levels::Coarser>> coarser; // the coarsest first
-    std::unique_ptr<typename Levels::Level> finest;
+    using Finest =
+        std::conditional_t<std::is_same_v<T, std::int64_t>, AdaptiveForwardLevel, ForwardLevel<T, SubbandWriter<T>>>;
+
+    Vector<std::unique_ptr<LevelSink<T>>> coarser; // the coarsest first
+    std::unique_ptr<LongForwardLevel<T>> finest;
     int rows;
     int y = 0;
 };
 
 template <typename T>
-ForwardStream<T>::ForwardStream(int width, int height, Target target, CoefficientSink<T>& sink)
-    : chain(std::make_unique<Chain>(width, height, target, sink)) {}
+ForwardStream<T>::ForwardStream(int width, int height, const Kernels& kernels, CoefficientSink<T>& sink)
+    : chain(std::make_unique<Chain>(width, height, kernels, sink)) {}
 
 template <typename T>
 ForwardStream<T>::~ForwardStream() = default;
@@ -114,40 +114,34 @@ bool ForwardStream<T>::isReversible() const {
 template <typename T>
 class InverseStream<T>::Chain : public InTakenMemory {
 public:
-    using Levels = InverseLevels<T>;
-
-    Chain(int width, int height, Target target, CoefficientSource<T>& source, int halvings)
-        : rows(finestLattice<T>(width, height).coarser(halvings).rows()) {
+    Chain(int width, int height, const Kernels& kernels, CoefficientSource<T>& source, int halvings)
+        : rows(finestGrid<T>(width, height).coarser(halvings).rows()) {
         assert(suitsRowStreams(width, height));
-        const int numberOf = numberOfLevels(width, height);
-        assert(halvings >= 0 && halvings <= numberOf);
-        typename Levels::Coarser* coarser = nullptr;
-        if (halvings == numberOf) {
-            const int columns = finestLattice<T>(width, height).coarser(numberOf).columns();
-            levels.push_back(Levels::makeNone({columns, numberOf, true}, target, source));
-        }
-        for (int level = numberOf - 1; level >= halvings; --level) {
-            const LevelGrid<T> lattice = finestLattice<T>(width, height).coarser(level);
-            const LevelShape shape{lattice.columns(), level, level == numberOf - 1};
-            levels.push_back(Levels::make(lattice, shape, target, source, coarser));
-            coarser = levels.back().get();
+        const int levels = numberOfLevels(width, height);
+        assert(halvings >= 0 && halvings <= levels);
+        LevelSource<T>* next = nullptr;
+        for (int level = std::max(levels - 1, halvings); level >= halvings; --level) {
+            const LevelGrid<T> grid = finestGrid<T>(width, height).coarser(level);
+            chain.push_back(makeInverseLevel(grid, {grid.columns(), level, levels}, kernels, source, next));
+            next = chain.back().get();
         }
     }
 
-    NextRow next() {
+    HandedPolyphaseRow<T> next() {
         assert(y < rows);
-        return levels.back()->restore(y++);
+        return chain.back()->restore(y++);
     }
 
 private:
-    Vector<std::unique_ptr<typename Levels::Coarser>> levels; // the coarsest first
-    [[maybe_unused]] int rows;                                // for assertions
+    Vector<std::unique_ptr<LevelSource<T>>> chain; // the coarsest first
+    [[maybe_unused]] int rows;                     // for assertions
     int y = 0;
 };
 
 template <typename T>
-InverseStream<T>::InverseStream(int width, int height, Target target, CoefficientSource<T>& source, int halvings)
-    : chain(std::make_unique<Chain>(width, height, target, source, halvings)) {}
+InverseStream<T>::InverseStream(int width, int height, const Kernels& kernels, CoefficientSource<T>& source,
+                                int halvings)
+    : chain(std::make_unique<Chain>(width, height, kernels, source, halvings)) {}
 
 template <typename T>
 InverseStream<T>::~InverseStream() = default;
@@ -156,7 +150,7 @@ template <typename T>
 InverseStream<T>::InverseStream(InverseStream&&) noexcept = default;
 
 template <typename T>
-typename InverseStream<T>::NextRow InverseStream<T>::next() {
+HandedPolyphaseRow<T> InverseStream<T>::next() {
     return chain->next();
 }
 

@@ -3,8 +3,8 @@
 // over memory in between.
 #pragma once
 
+#include "fast/kernels/kernels.hpp"
 #include "fast/rows/rowKernels.hpp"
-#include "target/target.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -40,7 +40,7 @@ template <typename T>
 class ForwardStream {
 public:
     // For a shape that suits. The sink is not owned. Needs memory for 32 rows; throws std::bad_alloc.
-    ForwardStream(int width, int height, Target target, CoefficientSink<T>& sink);
+    ForwardStream(int width, int height, const Kernels& kernels, CoefficientSink<T>& sink);
     ~ForwardStream();
     ForwardStream(ForwardStream&&) noexcept;
 
@@ -88,15 +88,12 @@ public:
     // For a shape that suits and coefficients of at most safeBits. Leaves out as many of the last levels as the sides
     // are to be halved: then rows are those of an approximation, its gain included, and the classes of these levels are
     // not asked for. The source is not owned. Needs memory for 32 rows; throws std::bad_alloc.
-    InverseStream(int width, int height, Target target, CoefficientSource<T>& source, int halvings = 0);
+    InverseStream(int width, int height, const Kernels& kernels, CoefficientSource<T>& source, int halvings = 0);
     ~InverseStream();
     InverseStream(InverseStream&&) noexcept;
 
-    using NextRow =
-        std::conditional_t<std::is_same_v<T, std::int64_t>, AnyPolyphaseRow, const PolyphaseRow<std::int16_t>&>;
-
     // The next row, from the top; to be used before the next is asked for, and may be changed. Throws std::bad_alloc.
-    NextRow next();
+    HandedPolyphaseRow<T> next();
 
 private:
     class Chain;

@@ -21,13 +21,13 @@ class WholeLevel {
 public:
     using Row = RowSample<T>;
 
-    explicit WholeLevel(const LevelGrid<T>& lattice)
-        : columns(lattice.columns()), rows(lattice.rows()), needsBlocks(lattice.needsBlocks()),
+    explicit WholeLevel(const LevelGrid<T>& grid)
+        : columns(grid.columns()), rows(grid.rows()), needsBlocks(grid.needsBlocks()),
           samples(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)),
           evens(static_cast<std::size_t>(columns + 1) / 2), odds(evens.size()) {}
 
-    template <typename AnyRow>
-    void setRow(int y, const AnyRow* from) {
+    template <typename AnySample>
+    void setRow(int y, const AnySample* from) {
         std::copy_n(from, columns, row(y));
     }
     void setRow(int y, const PolyphaseRow<Row>& from) {
@@ -77,7 +77,7 @@ public:
 private:
     T* row(int y) { return samples.data() + static_cast<std::int64_t>(y) * columns; }
 
-    // Through a copy with room for edges, in the way that the lattice's place in the image demands.
+    // Through a copy with room for edges, in the way that the level's place in the image demands.
     void filterColumns(Filter<T>& filter, void (Filter<T>::*inPlace)(T*, int, unsigned long),
                        void (Filter<T>::*onCopy)(T*, int)) {
         constexpr int edgeRoom = Filter<T>::edgeRoom;
@@ -108,13 +108,14 @@ private:
 template <typename T, typename Pass>
 class ForwardWholeLevel final : public LevelSink<T> {
 public:
-    ForwardWholeLevel(const LevelGrid<T>& lattice, const Pass& passOn) : plane(lattice), pass(passOn) {}
+    ForwardWholeLevel(const LevelGrid<T>& grid, const Pass& passOn) : plane(grid), pass(passOn) {}
 
-    void take(int y, const RowSample<T>* samples) override { plane.setRow(y, samples); }
-    // The same in rows of smaller samples.
-    template <typename AnyRow>
-    void take(int y, const AnyRow* samples) {
-        plane.setRow(y, samples);
+    void take(int y, HandedRow<T> samples) override {
+        if constexpr (std::is_same_v<T, std::int64_t>) {
+            samples.narrow != nullptr ? plane.setRow(y, samples.narrow) : plane.setRow(y, samples.wide);
+        } else {
+            plane.setRow(y, samples);
+        }
     }
     bool isReversible() const override { return comesBack; }
 
@@ -141,9 +142,9 @@ private:
 template <typename T, typename Fill>
 class InverseWholeLevel final : public LevelSource<T> {
 public:
-    InverseWholeLevel(const LevelGrid<T>& lattice, const Fill& fillRow) : plane(lattice), fill(fillRow) {}
+    InverseWholeLevel(const LevelGrid<T>& grid, const Fill& fillRow) : plane(grid), fill(fillRow) {}
 
-    const PolyphaseRow<RowSample<T>>& restore(int y) override {
+    HandedPolyphaseRow<T> restore(int y) override {
         if (!isRestored) {
             restoreAll();
         }

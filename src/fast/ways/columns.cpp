@@ -34,9 +34,8 @@ bool readBands(RowSource& rows, int count, Split split, RowBand<Row>& band, Vect
 
 } // namespace
 
-bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t>& band,
+bool readColumns(RowSource& rows, int count, const RawRowKernels& raws, RowBand<std::int16_t>& band,
                  Vector<ColumnPlane<std::int16_t>>& planes) {
-    const RawRowKernels& raws = kernelsOf(target).rawRows;
     if (planes.size() == 3) {
         return readBands(rows, count, raws.splitColours, band, planes);
     }
@@ -46,8 +45,8 @@ bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t
     return readBands(rows, count, bytes, band, planes);
 }
 
-bool readColumns(RowSource& rows, int count, Target target, RowBand<int>& band, Vector<ColumnPlane<int>>& planes) {
-    const RawRowKernels& raws = kernelsOf(target).rawRows;
+bool readColumns(RowSource& rows, int count, const RawRowKernels& raws, RowBand<int>& band,
+                 Vector<ColumnPlane<int>>& planes) {
     const auto words = [&](const unsigned char* raw, int pixels, const PolyphaseRow<int>* channels) {
         raws.splitWords(raw, pixels, channels[0]);
     };
@@ -95,9 +94,8 @@ bool writeGrey(Vector<ColumnPlane<Row>>& planes, int limit, Join join, Clamp cla
 
 } // namespace
 
-bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target target, RowBand<std::int16_t>& band,
-                  RowSink& rows, int count) {
-    const RawRowKernels& raws = kernelsOf(target).rawRows;
+bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, const RawRowKernels& raws,
+                  RowBand<std::int16_t>& band, RowSink& rows, int count) {
     if (planes.size() != 3) {
         return writeGrey(planes, limit, raws.joinBytes, raws.clamp, band, rows, count);
     }
@@ -110,9 +108,8 @@ bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target t
     return writeBands(planes, coloursBelow, band, rows, count);
 }
 
-bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, Target target, RowBand<int>& band, RowSink& rows,
-                  int count) {
-    const RawRowKernels& raws = kernelsOf(target).rawRows;
+bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, const RawRowKernels& raws, RowBand<int>& band,
+                  RowSink& rows, int count) {
     return writeGrey(planes, limit, raws.joinWords, raws.clampWide, band, rows, count);
 }
 

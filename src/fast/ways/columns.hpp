@@ -3,10 +3,9 @@
 #pragma once
 
 #include "fast/kernels/kernels.hpp"
-#include "fast/transform/columnPlane.hpp"
+#include "fast/transform/columnTransform.hpp"
 #include "image/rows.hpp"
 #include "memory/memory.hpp"
-#include "target/target.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -48,15 +47,16 @@ private:
 
 // Puts the next `count` rows of an image into the planes of its channels; those of a band that is not full wait in it
 // for more, or for the image's end. Returns whether the source had them all.
-bool readColumns(RowSource& rows, int count, Target target, RowBand<std::int16_t>& band,
+bool readColumns(RowSource& rows, int count, const RawRowKernels& raws, RowBand<std::int16_t>& band,
                  Vector<ColumnPlane<std::int16_t>>& planes);
-bool readColumns(RowSource& rows, int count, Target target, RowBand<int>& band, Vector<ColumnPlane<int>>& planes);
+bool readColumns(RowSource& rows, int count, const RawRowKernels& raws, RowBand<int>& band,
+                 Vector<ColumnPlane<int>>& planes);
 
 // Hands the next `count` rows of an image on, clamped below a limit unless that is 0; those of a band that are not
 // asked for yet wait in it. Returns whether they were taken.
-bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, Target target, RowBand<std::int16_t>& band,
+bool writeColumns(Vector<ColumnPlane<std::int16_t>>& planes, int limit, const RawRowKernels& raws,
+                  RowBand<std::int16_t>& band, RowSink& rows, int count);
+bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, const RawRowKernels& raws, RowBand<int>& band,
                   RowSink& rows, int count);
-bool writeColumns(Vector<ColumnPlane<int>>& planes, int limit, Target target, RowBand<int>& band, RowSink& rows,
-                  int count);
 
 } // namespace teko

@@ -10,20 +10,15 @@
 namespace teko {
 
 template <typename T>
-bool RowDecoder<T>::suits(int width, int height, Target target) {
-    return target != Target::plain && suitsRowStreams(width, height);
-}
-
-template <typename T>
-RowDecoder<T>::RowDecoder(int width, int height, int channels, Target itsTarget)
-    : shape(shapeOf(width, height, channels)), target(itsTarget), coefficients(shape, kernelsOf(target).planes<T>()) {}
+RowDecoder<T>::RowDecoder(int width, int height, int channels, const Kernels& itsKernels)
+    : shape(shapeOf(width, height, channels)), kernels(itsKernels), coefficients(shape, kernels.planes<T>()) {}
 
 template <typename T>
 void RowDecoder<T>::start(int halvings) {
     assert(transforms.empty());
     coefficients.start();
     for (int c = 0; c < shape.channels; ++c) {
-        transforms.emplace_back(shape.width, shape.height, target, coefficients.channel(c), halvings);
+        transforms.emplace_back(shape.width, shape.height, kernels, coefficients.channel(c), halvings);
     }
 }
 
@@ -36,7 +31,7 @@ namespace {
 template <typename T>
 const PolyphaseRow<RowSample<T>>& withoutGain(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form) {
     if (form.halvings > 0) {
-        const auto unscale = kernelsOf(form.target).rows<T>().unscale;
+        const auto unscale = form.kernels.rows<T>().unscale;
         unscale(row.even, (form.width + 1) / 2, timesScaled(form.halvings));
         unscale(row.odd, form.width / 2, timesScaled(form.halvings));
     }
@@ -82,7 +77,7 @@ bool putRows(int count, RowSink& rows, Put put) {
 } // namespace
 
 bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
-    const RawRowKernels& raws = kernelsOf(form.target).rawRows;
+    const RawRowKernels& raws = form.kernels.rawRows;
     if (form.channels == 3) {
         return putRows(count, rows, [&](unsigned char* raw) { joinColours(decoder, form, raws, raw); });
     }
@@ -92,11 +87,11 @@ bool decodeRows(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, int c
 }
 
 bool decodeRows(RowDecoder<std::int64_t>& decoder, const RawRowForm& form, int count, RowSink& rows) {
-    const RawRowKernels& raws = kernelsOf(form.target).rawRows;
+    const RawRowKernels& raws = form.kernels.rawRows;
     return putRows(count, rows, [&](unsigned char* raw) {
         const AnyPolyphaseRow row = decoder.channel(0).next();
-        if (row.small != nullptr) {
-            joinRow<Int64In16>(*row.small, form, raws.joinWordsFrom16, raws.clamp, raw);
+        if (row.narrow != nullptr) {
+            joinRow<Int64In16>(*row.narrow, form, raws.joinWordsFrom16, raws.clamp, raw);
         } else {
             joinRow<std::int64_t>(*row.wide, form, raws.joinWords, raws.clampWide, raw);
         }

@@ -18,15 +18,13 @@ namespace teko {
 template <typename T>
 class RowDecoder {
 public:
-    // Whether there is such a decoder for images of that shape, with that target.
-    static bool suits(int width, int height, Target target);
     // Whether it can read a stream with that top plane. Only streams that no image gives have higher ones.
     static bool suits(int topPlane) { return CoefficientDecoder<T>::suits(topPlane); }
 
-    // For what suits. Needs as much memory as planes of compact samples, of which nothing is touched before the
-    // stream is read, and that for 36 rows of each channel from start on. Throws std::bad_alloc, and
+    // For a shape that suitsRowStreams. Needs as much memory as planes of compact samples, of which nothing is touched
+    // before the stream is read, and that for 36 rows of each channel from start on. Throws std::bad_alloc, and
     // std::bad_array_new_length beyond 2^31 - 1 samples.
-    RowDecoder(int width, int height, int channels, Target target);
+    RowDecoder(int width, int height, int channels, const Kernels& kernels);
 
     // Reads a stream behind its top plane. Returns 1 when it ended early, else 0. Once. Throws std::bad_alloc.
     template <typename Word>
@@ -49,7 +47,7 @@ public:
 
 private:
     const ImageShape shape;
-    const Target target;
+    const Kernels& kernels;
     CoefficientDecoder<T> coefficients;
     Vector<InverseStream<T>> transforms;
 };
@@ -63,7 +61,7 @@ struct RawRowForm {
     int channels;
     int halvings; // of the sides: as many levels have their gain in the samples still
     int limit;    // samples are clamped below it, unless it is 0
-    Target target;
+    const Kernels& kernels;
 };
 
 // Hands the next `count` rows of an image on. Returns whether they were taken.

@@ -8,15 +8,10 @@
 namespace teko {
 
 template <typename T>
-bool RowEncoder<T>::suits(int width, int height, Target target) {
-    return target != Target::plain && suitsRowStreams(width, height);
-}
-
-template <typename T>
-RowEncoder<T>::RowEncoder(int width, int height, int channels, Target target)
-    : coefficients(shapeOf(width, height, channels), kernelsOf(target).planes<T>()) {
+RowEncoder<T>::RowEncoder(int width, int height, int channels, const Kernels& kernels)
+    : coefficients(shapeOf(width, height, channels), kernels.planes<T>()) {
     for (int c = 0; c < channels; ++c) {
-        transforms.emplace_back(width, height, target, coefficients.channel(c));
+        transforms.emplace_back(width, height, kernels, coefficients.channel(c));
     }
 }
 
@@ -73,8 +68,8 @@ bool encodeGrey(RowSource& rows, int width, int count, const RawRowKernels& raws
     return true;
 }
 
-// The next row as one of short samples. Returns whether it is one.
-bool putSmall(const unsigned char* raw, int width, const RawRowKernels& raws, ForwardStream<std::int64_t>& transform) {
+// The next row as a narrow one. Returns whether it is one.
+bool putNarrow(const unsigned char* raw, int width, const RawRowKernels& raws, ForwardStream<std::int64_t>& transform) {
     PolyphaseRow<std::int16_t>* const row = transform.next16();
     if (row == nullptr) {
         return false;
@@ -85,21 +80,21 @@ bool putSmall(const unsigned char* raw, int width, const RawRowKernels& raws, Fo
 
 } // namespace
 
-bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int16_t>& encoder) {
-    const RawRowKernels& raws = kernelsOf(target).rawRows;
+bool encodeRows(RowSource& rows, int width, int count, int channels, const RawRowKernels& raws,
+                RowEncoder<std::int16_t>& encoder) {
     return channels == 3 ? encodeColour(rows, width, count, raws, encoder)
                          : encodeGrey(rows, width, count, raws, encoder.channel(0));
 }
 
-bool encodeRows(RowSource& rows, int width, int count, int, Target target, RowEncoder<std::int64_t>& encoder) {
-    const RawRowKernels& raws = kernelsOf(target).rawRows;
+bool encodeRows(RowSource& rows, int width, int count, int, const RawRowKernels& raws,
+                RowEncoder<std::int64_t>& encoder) {
     ForwardStream<std::int64_t>& transform = encoder.channel(0);
     for (int y = 0; y < count; ++y) {
         const unsigned char* const row = rows.next();
         if (row == nullptr) {
             return false;
         }
-        if (!putSmall(row, width, raws, transform)) {
+        if (!putNarrow(row, width, raws, transform)) {
             raws.splitWords(row, width, withBound(transform.next(), largestWord));
         }
         transform.advance();

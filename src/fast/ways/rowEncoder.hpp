@@ -16,12 +16,9 @@ namespace teko {
 template <typename T>
 class RowEncoder {
 public:
-    // Whether there is such an encoder for images of that shape, with that target.
-    static bool suits(int width, int height, Target target);
-
-    // For what suits. Needs as much memory as planes of compact samples, and that for 32 rows of each channel.
-    // Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
-    RowEncoder(int width, int height, int channels, Target target);
+    // For a shape that suitsRowStreams. Needs as much memory as planes of compact samples, and that for 32 rows of each
+    // channel. Throws std::bad_alloc, and std::bad_array_new_length beyond 2^31 - 1 samples.
+    RowEncoder(int width, int height, int channels, const Kernels& kernels);
 
     // What the rows of a channel are put into. The channels are independent.
     ForwardStream<T>& channel(int c) {
@@ -56,7 +53,9 @@ extern template class RowEncoder<std::int16_t>;
 extern template class RowEncoder<std::int64_t>;
 
 // Puts the next `count` rows of an image into its encoder. Returns whether the source had them all.
-bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int16_t>& encoder);
-bool encodeRows(RowSource& rows, int width, int count, int channels, Target target, RowEncoder<std::int64_t>& encoder);
+bool encodeRows(RowSource& rows, int width, int count, int channels, const RawRowKernels& raws,
+                RowEncoder<std::int16_t>& encoder);
+bool encodeRows(RowSource& rows, int width, int count, int channels, const RawRowKernels& raws,
+                RowEncoder<std::int64_t>& encoder);
 
 } // namespace teko
