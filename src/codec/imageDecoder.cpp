@@ -2,18 +2,17 @@
 #include "codec/imageDecoder.hpp"
 
 #include "coding/bitPlanes.hpp"
-#include "coding/decoder.hpp"
+#include "coding/codedStream.hpp"
 #include "fast/transform/columnTransform.hpp"
-#include "fast/ways/coefficientDecoder.hpp"
+#include "fast/ways/coefficients.hpp"
 #include "fast/ways/columns.hpp"
-#include "fast/ways/rowDecoder.hpp"
-#include "filter/filter4_2.hpp"
+#include "fast/ways/rows.hpp"
+#include "filter/filter.hpp"
 #include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
 #include "memory/memory.hpp"
 #include "wavelet/levels.hpp"
-#include "wavelet/reduction.hpp"
 #include "wavelet/wavelet.hpp"
 
 #include <cassert>

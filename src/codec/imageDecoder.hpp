@@ -8,7 +8,7 @@
 #include "codec/fileHeader.hpp"
 #include "codec/status.hpp"
 #include "coding/bitStreamer.hpp"
-#include "coding/decoder.hpp"
+#include "coding/codedStream.hpp"
 #include "image/rows.hpp"
 #include "target/target.hpp"
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "codec/imageEncoder.hpp"
 
-#include "coding/encoder.hpp"
+#include "coding/codedStream.hpp"
 #include "fast/transform/columnTransform.hpp"
-#include "fast/ways/coefficientEncoder.hpp"
+#include "fast/ways/coefficients.hpp"
 #include "fast/ways/columns.hpp"
-#include "fast/ways/rowEncoder.hpp"
-#include "filter/filter4_2.hpp"
+#include "fast/ways/rows.hpp"
+#include "filter/filter.hpp"
 #include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
 #include "memory/memory.hpp"

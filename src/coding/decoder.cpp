@@ -2,7 +2,7 @@
 // The decoder: the encoder's order, read backwards into the planes. A partly decoded coefficient is a folded
 // value in its place in the plane, 0 until it becomes significant, then in the middle of the interval that the
 // bits read leave open; so a stream may end after any bit.
-#include "coding/decoder.hpp"
+#include "coding/codedStream.hpp"
 
 #include "coding/bitPlanes.hpp"
 #include "coding/bitStreamer.hpp"

@@ -7,7 +7,7 @@
 //       run segment (channel, c, b): k in 5 bits, then the events of plane b and the runs between them
 //
 // Every segment is collected in a sub-stream of its own, so the coefficients are visited once for coding.
-#include "coding/encoder.hpp"
+#include "coding/codedStream.hpp"
 
 #include "coding/bitStreamer.hpp"
 #include "coding/histogram.hpp"

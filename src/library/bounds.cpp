@@ -4,7 +4,7 @@
 #include "coding/subband.hpp"
 #include "fast/transform/columnTransform.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "wavelet/reduction.hpp"
+#include "wavelet/levels.hpp"
 
 #include <algorithm>
 #include <limits>

@@ -3,7 +3,6 @@
 
 #include "library/bounds.hpp"
 #include "wavelet/levels.hpp"
-#include "wavelet/reduction.hpp"
 
 #include <array>
 

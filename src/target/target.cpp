@@ -2,8 +2,6 @@
 // What the code demands of every machine, and which instructions this processor has and does well.
 #include "target/target.hpp"
 
-#include "target/region.hpp"
-
 #include <atomic>
 #include <bit>
 #include <cfloat>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wavelet/wavelet.hpp"
 
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "memory/memory.hpp"
 #include "wavelet/levels.hpp"
 

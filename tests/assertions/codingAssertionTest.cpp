@@ -7,8 +7,7 @@
 #include "fast/kernels/kernels.hpp"
 #include "fast/planes/segmentPlan.hpp"
 #include "fast/planes/subbandBytes.hpp"
-#include "fast/ways/rowDecoder.hpp"
-#include "fast/ways/rowEncoder.hpp"
+#include "fast/ways/rows.hpp"
 
 #include <array>
 

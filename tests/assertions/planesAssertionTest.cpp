@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #define TEKO_FOR_PORTABLE
 #include "assertions.hpp"
+#include "fast/planes/bitPlaneBlock.hpp"
 #include "fast/planes/runCodes.hpp"
-#include "fast/planes/significanceEvents.hpp"
 #include "fast/planes/subbandDecoder.hpp"
 
 #include <array>

@@ -4,7 +4,7 @@
 #include "fast/kernels/kernels.hpp"
 #include "fast/transform/level.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "image/imageData.hpp"
 #include "image/sampleLimit.hpp"
 #include "memory/pageBuffer.hpp"

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Memory that is refused: everything is given back, and an image is left as promised. Memory that is taken: no more
 // than is promised.
-#include "coding/decoder.hpp"
+#include "coding/codedStream.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/rowDecoder.hpp"
-#include "fast/ways/rowEncoder.hpp"
+#include "fast/ways/rows.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/codedStreams.hpp"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is thrown inside of a decoder and is no plain integer concerns the caller: it passes.
-#include "coding/decoder.hpp"
+#include "coding/codedStream.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/rowDecoder.hpp"
+#include "fast/ways/rows.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/allocationLedger.hpp"

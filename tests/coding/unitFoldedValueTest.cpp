@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "coding/foldedValue.hpp"
+#include "coding/bitPlanes.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stages call one another through the virtual table, so that a subclass can replace each of them.
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 
 #include <gtest/gtest.h>
 

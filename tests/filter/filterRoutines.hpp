@@ -2,7 +2,7 @@
 // Every way to run the filter on a signal, as functions from signal to signal that watch the memory around it.
 #pragma once
 
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // Any raster: what its complete stream, a prefix of it and a file within a budget have to be.
 #include "codec/fileHeader.hpp"
 #include "driver/runs.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "fuzz/texture.hpp"
 #include "image/colourTransform.hpp"
 #include "reference/imageAdapter.hpp"

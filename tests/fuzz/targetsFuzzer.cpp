@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every target does what the plain one does, and that is what the definitions say.
 #include "fast/kernels/kernels.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "fuzz/texture.hpp"
 #include "reference/imageAdapter.hpp"
 #include "reference/streamDecoder.hpp"

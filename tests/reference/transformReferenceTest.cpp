@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The transform and the whole way from samples to bytes, against the reference.
 #include "coding/bitStreamer.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "image/colourTransform.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"

@@ -2,9 +2,9 @@
 // Coding the coefficients of whole images with what fast targets do it: every class in turn, in pieces of any length.
 #pragma once
 
-#include "coding/decoder.hpp"
+#include "coding/codedStream.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/coefficientEncoder.hpp"
+#include "fast/ways/coefficients.hpp"
 #include "support/coefficientClasses.hpp"
 #include "wavelet/wavelet.hpp"
 

@@ -2,7 +2,7 @@
 // Decompositions of narrow images column by column with every target against those of planes.
 #include "fast/transform/columnTransform.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "support/rowStreams.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"

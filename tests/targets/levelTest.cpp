@@ -3,7 +3,7 @@
 #include "fast/kernels/kernels.hpp"
 #include "fast/transform/forwardLevels.hpp"
 #include "fast/transform/inverseLevels.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"
 

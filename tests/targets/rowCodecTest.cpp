@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Images through the encoder and the decoder of rows, with every target, against planes.
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/rowDecoder.hpp"
-#include "fast/ways/rowEncoder.hpp"
-#include "filter/filter4_2.hpp"
+#include "fast/ways/rows.hpp"
+#include "filter/filter.hpp"
 #include "support/coefficients.hpp"
 #include "support/rowStreams.hpp"
 #include "targets/reading.hpp"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lifting steps of the row kernels against those of single samples.
 #include "fast/kernels/kernels.hpp"
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "filter/lifting.hpp"
 #include "support/targets.hpp"
 #include "targets/rowBuffers.hpp"

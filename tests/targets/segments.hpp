@@ -2,7 +2,7 @@
 // The two segments of a bit plane, said as simply as they can be: a bit at a time, in a vector.
 #pragma once
 
-#include "coding/foldedValue.hpp"
+#include "coding/bitPlanes.hpp"
 #include "coding/subband.hpp"
 #include "support/bitStreams.hpp"
 #include "support/coefficientClasses.hpp"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whole decompositions row by row with every target against those of planes.
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "support/rowStreams.hpp"
 #include "support/targets.hpp"
 #include "targets/textures.hpp"

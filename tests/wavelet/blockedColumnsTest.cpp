@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Columns through copies against columns in place. What decides is the distance of rows in memory, so one image
 // can be transformed both ways.
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "support/plainLifting.hpp"
 #include "support/samples.hpp"
 #include "wavelet/wavelet.hpp"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The transform against its definition, also where 16-bit predict sums wrap: images that wrap nowhere cannot
 // tell the widths apart.
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 #include "support/plainTransform.hpp"
 #include "support/samples.hpp"
 #include "wavelet/wavelet.hpp"

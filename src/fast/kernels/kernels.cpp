@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fast/kernels/kernels.hpp"
+// The table of the portable target, which every machine has, and the choice of a target's table.
+#define TEKO_FOR_PORTABLE
+#include "fast/kernels/kernelsOfTarget.hpp"
 
-#include "target/region.hpp"
+#include "target/target.hpp"
 
 namespace teko {
 

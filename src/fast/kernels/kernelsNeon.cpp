@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "target/region.hpp"
+#include "target/target.hpp"
 
 #if defined(TEKO_NEON_MACHINE)
 #define TEKO_FOR_NEON

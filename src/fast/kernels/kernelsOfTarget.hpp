@@ -7,10 +7,8 @@
 #include "fast/planes/folding.hpp"
 #include "fast/planes/subbandCoder.hpp"
 #include "fast/planes/subbandDecoder.hpp"
-#include "fast/rows/lanesLifting.hpp"
 #include "fast/rows/lanesRows.hpp"
-#include "fast/rows/plainLifting.hpp"
-#include "fast/rows/plainRawRows.hpp"
+#include "fast/rows/plainRows.hpp"
 
 #include <cstdint>
 

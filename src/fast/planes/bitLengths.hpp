@@ -3,7 +3,7 @@
 #pragma once
 
 #include "fast/planes/subbandBytes.hpp"
-#include "fast/simd/bits.hpp"
+#include "fast/simd/operations.hpp"
 
 #include <algorithm>
 #include <cstdint>

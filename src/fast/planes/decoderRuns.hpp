@@ -4,7 +4,7 @@
 
 #include "coding/runLengthParameter.hpp"
 #include "fast/planes/decoderState.hpp"
-#include "fast/planes/runTables.hpp"
+#include "fast/planes/runCodes.hpp"
 
 #include <algorithm>
 #include <bit>

@@ -9,9 +9,8 @@
 #pragma once
 
 #include "coding/bitStreamer.hpp"
-#include "fast/planes/littleEndian.hpp"
 #include "fast/planes/planeKernels.hpp"
-#include "fast/simd/bits.hpp"
+#include "fast/simd/operations.hpp"
 
 #include <algorithm>
 #include <bit>

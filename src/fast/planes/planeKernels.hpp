@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Coding whole bit planes: the fast form of the encoder's and the decoder's work on coefficients.
 //
-// A class of a channel is taken as one sequence. Chunks of it are sliced: one 64-bit word holds bit b of 64
+// A class of a channel is taken as one sequence. Blocks of it are sliced: one 64-bit word holds bit b of 64
 // magnitudes, another their signs, another says which are significant. In such words, with all operations on 64
 // coefficients at a time,
 //

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// Run segments with k > 0, as the target that is compiled for codes them; in standard C++ event by event.
+// Run segments with k > 0. In standard C++ event by event; where the target has vectors of codes, all events of a plane
+// of a block are gathered before any is coded.
 #pragma once
 
-#include "fast/simd/forTarget.hpp"
+#include "fast/planes/bitPlaneBlock.hpp"
+#include "fast/planes/runCodes.hpp"
 
 #if defined(TEKO_FOR_AVX512)
 #include "fast/planes/runSegmentsAvx512.hpp"
 #elif defined(TEKO_FOR_AVX2)
 #include "fast/planes/runSegmentsAvx2.hpp"
-#else
+#endif
 
-#include "fast/planes/runCodes.hpp"
-#include "fast/planes/significanceEvents.hpp"
-
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
@@ -22,19 +22,55 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 namespace {
 
-// The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
+#if defined(TEKO_FOR_AVX2) || defined(TEKO_FOR_AVX512)
+
+// Events that were gathered.
+inline void putEvents(BitAppender& appender, const SignificanceEvents& events, unsigned k) {
+    BitAppender out = appender;
+#if defined(TEKO_FOR_AVX512)
+    events.putFarPasses(out, k);
+#endif
+    for (unsigned i = 0; i < events.count; i += VectorOfCodes::count) {
+        const VectorOfCodes codes = VectorOfCodes::of(events, i, k);
+        if (codes.fitFourToPut()) {
+            codes.putFours(out);
+            continue;
+        }
+        // One code of more is not rare in a vector, and mostly none has more than 32 bits (coding segments: 1.05 times
+        // with sixteen codes, 1.02 times with eight).
+        if (codes.fitTwoToPut()) {
+            codes.putTwos(out);
+            continue;
+        }
+        for (unsigned j = i; j < std::min(i + VectorOfCodes::count, events.count); ++j) {
+            putEvent(out, events.run(j), k, events.signOf(j));
+        }
+    }
+    appender = out;
+}
+
+// The events of a plane of a block. passes: since the last event, before and after.
+inline void codeRuns(BitAppender& appender, BitPlaneBlock& sliced, int plane, unsigned k, std::uint64_t& passes) {
+    SignificanceEvents events;
+    gatherEvents(sliced, plane, k, passes, events);
+    putEvents(appender, events, k);
+}
+
+#else
+
+// The events of a plane of a block. passes: since the last event, before and after.
+inline void codeRuns(BitAppender& appender, BitPlaneBlock& sliced, int plane, unsigned k, std::uint64_t& passes) {
     BitAppender out = appender;
     std::uint64_t run = passes; // up to the first candidate of the word
-    for (int w = 0; w < chunk.words; ++w) {
-        const Candidates candidates = chunk.takeCandidates(plane, w);
+    for (int w = 0; w < sliced.words; ++w) {
+        const Candidates candidates = sliced.takeCandidates(plane, w);
         const unsigned count = candidates.count();
         std::uint64_t gaps = candidates.gathered();
         if (gaps == 0) {
             run += count;
             continue;
         }
-        std::uint64_t signs = extractBits(chunk.signs(w), candidates.events);
+        std::uint64_t signs = extractBits(sliced.signs(w), candidates.events);
         auto last = static_cast<unsigned>(std::countr_zero(gaps));
         putEvent(out, run + last, k, signs & 1);
         for (gaps &= gaps - 1, signs >>= 1; gaps != 0; signs >>= 2) {
@@ -69,10 +105,10 @@ inline void putEvents(BitAppender& appender, const SignificanceEvents& events, u
     appender = out;
 }
 
+#endif
+
 } // namespace
 
 } // namespace teko::TEKO_TARGET_NAMESPACE
 
 TEKO_TARGET_END
-
-#endif

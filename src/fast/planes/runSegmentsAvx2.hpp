@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Run segments with k > 0, eight events at a time with AVX2.
 //
-// All events of a chunk are gathered before any is coded, and their codes are made in vectors (1.03 to 1.14 times on
+// All events of a block are gathered before any is coded, and their codes are made in vectors (1.03 to 1.14 times on
 // whole encodes of photographs, Zen 3).
 #pragma once
 
 #if !defined(TEKO_FOR_AVX2)
 #define TEKO_FOR_AVX2
 #endif
+#include "fast/planes/bitPlaneBlock.hpp"
 #include "fast/planes/runCodes.hpp"
-#include "fast/planes/significanceEvents.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -20,12 +20,14 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 namespace {
 
-// Eight codes and their lengths; 0 and 0 for lanes without an event.
-struct EightCodes {
+// Eight codes and their lengths, which are 0 and 0 for lanes without an event.
+struct VectorOfCodes {
+    static constexpr unsigned count = 8;
+
     __m256i codes;
     __m256i lengths;
 
-    static EightCodes of(const SignificanceEvents& events, unsigned from, unsigned k) {
+    static VectorOfCodes of(const SignificanceEvents& events, unsigned from, unsigned k) {
         const __m256i left = _mm256_set1_epi32(static_cast<int>(events.count - from));
         const __m256i lanes = _mm256_cmpgt_epi32(left, _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
         const __m256i one = _mm256_set1_epi32(1);
@@ -82,7 +84,7 @@ private:
         __m256i codes;
         __m256i lengths;
 
-        explicit PairsOfCodes(const EightCodes& of) {
+        explicit PairsOfCodes(const VectorOfCodes& of) {
             const __m256i low = _mm256_set1_epi64x(0xFFFFFFFF);
             const __m256i firstLengths = _mm256_and_si256(of.lengths, low);
             const __m256i seconds = _mm256_sllv_epi64(_mm256_srli_epi64(of.codes, 32), firstLengths);
@@ -100,27 +102,6 @@ private:
     }
     static std::uint64_t lowWord(__m128i words) { return static_cast<std::uint64_t>(_mm_cvtsi128_si64(words)); }
 };
-
-inline void putEvents(BitAppender& appender, const SignificanceEvents& events, unsigned k) {
-    BitAppender out = appender;
-    for (unsigned i = 0; i < events.count; i += 8) {
-        const EightCodes codes = EightCodes::of(events, i, k);
-        if (codes.fitFourToPut()) {
-            codes.putFours(out);
-            continue;
-        }
-        // One code of more is not rare among eight, and mostly none has more than 32 bits (coding segments: 1.02
-        // times).
-        if (codes.fitTwoToPut()) {
-            codes.putTwos(out);
-            continue;
-        }
-        for (unsigned j = i; j < std::min(i + 8, events.count); ++j) {
-            putEvent(out, events.run(j), k, events.signOf(j));
-        }
-    }
-    appender = out;
-}
 
 // Of 16 candidates, where the events are, four bits each.
 inline std::uint64_t placesIn(std::uint64_t gathered) {
@@ -151,32 +132,31 @@ inline void storePositionsOfMany(std::uint64_t gathered, std::uint32_t start, st
 }
 
 template <bool areMany>
-void gatherEvents(BitPlaneBlock& chunk, int plane, std::uint64_t& passes, SignificanceEvents& events) {
+void gatherEvents(BitPlaneBlock& sliced, int plane, std::uint64_t& passes, SignificanceEvents& events) {
     events.start(passes);
     std::uint32_t start = 0;
-    for (int w = 0; w < chunk.words; ++w) {
-        const Candidates candidates = chunk.takeCandidates(plane, w);
+    for (int w = 0; w < sliced.words; ++w) {
+        const Candidates candidates = sliced.takeCandidates(plane, w);
         const std::uint64_t gathered = candidates.gathered();
         if constexpr (areMany) {
             storePositionsOfMany(gathered, start, events.nextPlaces());
         } else {
             storePositionsOf<8>(gathered, start, events.nextPlaces());
         }
-        events.append(extractBits(chunk.signs(w), candidates.events), static_cast<unsigned>(countBits(gathered)));
+        events.append(extractBits(sliced.signs(w), candidates.events), static_cast<unsigned>(countBits(gathered)));
         start += candidates.count();
     }
     passes = events.passesAfter(start);
 }
 
-// The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
-    SignificanceEvents events;
+// The events of a plane of a block. passes: since the last event, before and after.
+inline void gatherEvents(BitPlaneBlock& sliced, int plane, unsigned k, std::uint64_t& passes,
+                         SignificanceEvents& events) {
     if (k < 4) {
-        gatherEvents<true>(chunk, plane, passes, events);
+        gatherEvents<true>(sliced, plane, passes, events);
     } else {
-        gatherEvents<false>(chunk, plane, passes, events);
+        gatherEvents<false>(sliced, plane, passes, events);
     }
-    putEvents(appender, events, k);
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 //
 // A loop over the events of a word ends where no predictor expects it, and finding one by one the places of set bits
 // keeps a single port busy. Here the places of a word come from one compression of the numbers 0 .. 63, all events of
-// a chunk are gathered before any is coded, and their codes are made in vectors (1.24 times on whole encodes of grey
+// a block are gathered before any is coded, and their codes are made in vectors (1.24 times on whole encodes of grey
 // photographs).
 #pragma once
 
@@ -22,26 +22,34 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 namespace {
 
-// Events of a plane of a chunk: where they are among the candidates in the low 31 bits, the sign above.
+// Events of a plane of a block: where they are among the candidates in the low 31 bits, the sign above.
 struct SignificanceEvents {
     static constexpr std::uint32_t sign = 0x80000000U;
 
     unsigned count;
     std::uint64_t farPasses; // of those before the first event: a multiple of 2^30, for places have 31 bits
-    std::uint32_t places[1 + blockSamples + 64]; // [0] stands for the last event of the chunk before
+    std::uint32_t places[1 + blockSamples + 64]; // [0] stands for the last event of the block before
 
-    // Starts a chunk, so many passes after the last event of those before.
+    // Starts a block, so many passes after the last event of those before.
     void start(std::uint64_t passes) {
         farPasses = passes >> 30 << 30;
         places[0] = 0 - static_cast<std::uint32_t>(passes - farPasses) - 1;
     }
 
-    // In front of `end`, one behind the last one's place; returns the passes since the last one, in a chunk of so many
+    // In front of `end`, one behind the last one's place; returns the passes since the last one, in a block of so many
     // candidates.
     std::uint64_t finish(const std::uint32_t* end, std::uint32_t candidates) {
         count = static_cast<unsigned>(end - places - 1);
         const std::uint64_t passes = (candidates - places[count] - 1) & ~sign;
         return count == 0 ? farPasses + passes : passes;
+    }
+
+    // Those before the first event that its place does not tell.
+    void putFarPasses(BitAppender& out, unsigned k) const {
+        static_assert(largestRunLengthParameter <= 30);
+        if (count > 0 && farPasses > 0) [[unlikely]] {
+            out.putZeros(farPasses >> k);
+        }
     }
 
     std::uint64_t run(unsigned i) const { return (places[i + 1] - places[i] - 1) & ~sign; }
@@ -66,15 +74,16 @@ inline void storePositions(std::uint32_t* to, __m512i start, __m128i bytes) {
     _mm512_storeu_si512(to, _mm512_add_epi32(start, _mm512_and_si512(_mm512_cvtepi8_epi32(bytes), placeAndSign)));
 }
 
-inline void gatherEvents(BitPlaneBlock& chunk, int plane, std::uint64_t& passes, SignificanceEvents& found) {
+// The events of a plane of a block. passes: since the last event, before and after.
+inline void gatherEvents(BitPlaneBlock& sliced, int plane, unsigned, std::uint64_t& passes, SignificanceEvents& found) {
     const __m512i ascending = _mm512_loadu_si512(ascendingBytes.bytes);
     const __m512i signBit = _mm512_set1_epi8(-128);
     std::uint32_t* to = found.places + 1;
     std::uint32_t start = 0;
     found.start(passes);
-    for (int w = 0; w < chunk.words; ++w) {
-        const Candidates candidates = chunk.takeCandidates(plane, w);
-        const __mmask64 signs = extractBits(chunk.signs(w), candidates.all);
+    for (int w = 0; w < sliced.words; ++w) {
+        const Candidates candidates = sliced.takeCandidates(plane, w);
+        const __mmask64 signs = extractBits(sliced.signs(w), candidates.all);
         const __m512i placesAndSigns = _mm512_mask_add_epi8(ascending, signs, ascending, signBit);
         const __m512i bytes = _mm512_maskz_compress_epi8(candidates.gathered(), placesAndSigns);
         const __m512i wordStart = _mm512_set1_epi32(static_cast<int>(start));
@@ -91,12 +100,14 @@ inline void gatherEvents(BitPlaneBlock& chunk, int plane, std::uint64_t& passes,
     passes = found.finish(to, start);
 }
 
-// Sixteen codes and their lengths; 0 and 0 for lanes without an event.
-struct SixteenCodes {
+// Sixteen codes and their lengths, which are 0 and 0 for lanes without an event.
+struct VectorOfCodes {
+    static constexpr unsigned count = 16;
+
     __m512i codes;
     __m512i lengths;
 
-    static SixteenCodes of(const SignificanceEvents& events, unsigned from, unsigned k) {
+    static VectorOfCodes of(const SignificanceEvents& events, unsigned from, unsigned k) {
         const unsigned left = events.count - from;
         const auto lanes = static_cast<__mmask16>(left < 16 ? (1U << left) - 1 : 0xFFFFU);
         const __m512i one = _mm512_set1_epi32(1);
@@ -146,7 +157,7 @@ private:
         __m512i codes;
         __m512i lengths;
 
-        explicit PairsOfCodes(const SixteenCodes& of) {
+        explicit PairsOfCodes(const VectorOfCodes& of) {
             const __m512i low = _mm512_set1_epi64(0xFFFFFFFF);
             const __m512i firstLengths = _mm512_and_si512(of.lengths, low);
             const __m512i seconds = _mm512_sllv_epi64(_mm512_srli_epi64(of.codes, 32), firstLengths);
@@ -157,38 +168,6 @@ private:
 
     bool areAtMost(int length) const { return _mm512_cmpgt_epu32_mask(lengths, _mm512_set1_epi32(length)) == 0; }
 };
-
-inline void putEvents(BitAppender& appender, const SignificanceEvents& events, unsigned k) {
-    static_assert(largestRunLengthParameter <= 30);
-    BitAppender out = appender;
-    if (events.count > 0 && events.farPasses > 0) [[unlikely]] {
-        out.putZeros(events.farPasses >> k);
-    }
-    for (unsigned i = 0; i < events.count; i += 16) {
-        const SixteenCodes codes = SixteenCodes::of(events, i, k);
-        if (codes.fitFourToPut()) {
-            codes.putFours(out);
-            continue;
-        }
-        // One code of more is not rare among sixteen, and mostly none has more than 32 bits (coding segments: 1.05
-        // times).
-        if (codes.fitTwoToPut()) {
-            codes.putTwos(out);
-            continue;
-        }
-        for (unsigned j = i; j < std::min(i + 16, events.count); ++j) {
-            putEvent(out, events.run(j), k, events.signOf(j));
-        }
-    }
-    appender = out;
-}
-
-// The events of a plane of a chunk. passes: since the last event, before and after.
-inline void codeRuns(BitAppender& appender, BitPlaneBlock& chunk, int plane, unsigned k, std::uint64_t& passes) {
-    SignificanceEvents events;
-    gatherEvents(chunk, plane, passes, events);
-    putEvents(appender, events, k);
-}
 
 } // namespace
 

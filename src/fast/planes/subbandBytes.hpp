@@ -8,7 +8,7 @@
 // 1.07 to 1.18 times on encodes of photographs, 1.09 to 1.23 on those cut to 5 %, 1.09 on 25 megapixels).
 #pragma once
 
-#include "coding/foldedValue.hpp"
+#include "coding/bitPlanes.hpp"
 #include "coding/subband.hpp"
 #include "fast/rows/rowKernels.hpp"
 #include "memory/memory.hpp"

@@ -17,7 +17,7 @@ namespace teko::TEKO_TARGET_NAMESPACE {
 
 namespace {
 
-// A sub-stream pair of one plane while the chunks of its class pass by.
+// A sub-stream pair of one plane while the blocks of its class pass by.
 struct PlaneCoder {
     BitAppender refinements;
     BitAppender runs;
@@ -39,7 +39,7 @@ struct PlaneCoder {
         runs.finish(streams.runs);
     }
 
-    // A chunk without any event on this plane and above.
+    // A block without any event on this plane and above.
     void addPasses(std::uint64_t n) {
         if (k == 0) {
             runs.putZeros(n);
@@ -48,7 +48,7 @@ struct PlaneCoder {
         }
     }
 
-    void refine(const BitPlaneBlock& chunk, int plane) { putRefinements(refinements, chunk, plane); }
+    void refine(const BitPlaneBlock& sliced, int plane) { putRefinements(refinements, sliced, plane); }
 
     // The same for blocks whose coefficients of this plane and above are listed.
     void codeListed(auto& listed, int plane) {
@@ -58,21 +58,21 @@ struct PlaneCoder {
         putEvents(runs, events, k);
     }
 
-    void code(BitPlaneBlock& chunk, int plane) {
+    void code(BitPlaneBlock& sliced, int plane) {
         if (k == 0) {
-            codeDense(chunk, plane);
+            codeDense(sliced, plane);
         } else {
-            codeRuns(runs, chunk, plane, k, passes);
+            codeRuns(runs, sliced, plane, k, passes);
         }
     }
 
 private:
-    void codeDense(BitPlaneBlock& chunk, int plane) {
+    void codeDense(BitPlaneBlock& sliced, int plane) {
         BitAppender out = runs;
-        for (int w = 0; w < chunk.words; ++w) {
-            const Candidates candidates = chunk.takeCandidates(plane, w);
+        for (int w = 0; w < sliced.words; ++w) {
+            const Candidates candidates = sliced.takeCandidates(plane, w);
             putDenseWord(out, candidates.gathered(), candidates.count(),
-                         extractBits(chunk.signs(w), candidates.events));
+                         extractBits(sliced.signs(w), candidates.events));
         }
         runs = out;
     }
@@ -118,7 +118,7 @@ private:
             planes[above].addPasses(static_cast<std::uint64_t>(values));
         }
         if (blockTop >= lowest) {
-            setLength(folded, block, chunk);
+            setLength(folded, block, sliced);
             if (blockTop >= listed) {
                 appendToList(folded, block, blockTop);
             }
@@ -138,24 +138,24 @@ private:
             return;
         }
         if (!areSignificant) {
-            std::fill_n(chunk.significant, chunk.words, std::uint64_t{0});
+            std::fill_n(sliced.significant, sliced.words, std::uint64_t{0});
         }
-        slice(folded, block, lowest, first, chunk);
+        slice(folded, block, lowest, first, sliced);
         for (int b = first; b >= lowest; --b) {
             if (areSignificant) {
-                planes[b].refine(chunk, b);
+                planes[b].refine(sliced, b);
             }
-            planes[b].code(chunk, b);
+            planes[b].code(sliced, b);
             areSignificant = true;
         }
     }
 
     void appendToList(const Folded& folded, std::int64_t block, int blockTop) {
-        const int found = findSignificant(folded, block, listed, chunk);
+        const int found = findSignificant(folded, block, listed, sliced);
         if (!list.hasRoomFor(found)) {
             codeList();
         }
-        list.append(folded, block, chunk);
+        list.append(folded, block, sliced);
         listTop = std::max(listTop, blockTop);
     }
 
@@ -178,7 +178,7 @@ private:
     // A list is coded after so many blocks at the latest. Up to 2^19 would do: places have to fit in 30 bits.
     static constexpr std::int64_t blocksInList = 64;
 
-    BitPlaneBlock chunk;
+    BitPlaneBlock sliced;
     SparseCoefficients<Value> list;
     PlaneCoder planes[highestSlicedPlane<T> + 1];
     PlaneStreams* streams; // of each plane

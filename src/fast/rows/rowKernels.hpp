@@ -8,7 +8,7 @@
 // Along a row there are kernels for both steps at once, too.
 //
 // Rows are compact: short for short samples, int for long ones, and short again for small long ones. Each kernel says
-// for which values it gives what filter4_2.hpp demands; who calls it keeps track of the largest magnitude in a row.
+// for which values it gives what filter.hpp demands; who calls it keeps track of the largest magnitude in a row.
 // Kernels other than merge, unscale and the exact ones may write up to a vector of 32 samples beyond n: rows have that
 // room.
 #pragma once

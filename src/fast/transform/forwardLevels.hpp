@@ -6,7 +6,6 @@
 #include "fast/rows/rowKernels.hpp"
 #include "fast/transform/level.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "fast/transform/wholeLevel.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -164,6 +163,40 @@ private:
     std::int64_t largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;
+};
+
+// A level of four or five columns, the coarsest. Hands its coefficients to pass(y, row), as ForwardLevel.
+template <typename T, typename Pass>
+class ForwardWholeLevel final : public LevelSink<T> {
+public:
+    ForwardWholeLevel(const LevelGrid<T>& grid, const Pass& passOn) : plane(grid), pass(passOn) {}
+
+    void take(int y, HandedRow<T> samples) override {
+        if constexpr (std::is_same_v<T, std::int64_t>) {
+            samples.narrow != nullptr ? plane.setRow(y, samples.narrow) : plane.setRow(y, samples.wide);
+        } else {
+            plane.setRow(y, samples);
+        }
+    }
+    bool isReversible() const override { return comesBack; }
+
+    void finish() override {
+        if constexpr (std::is_same_v<T, std::int16_t>) {
+            const WholeLevel<T> original = plane;
+            plane.transform();
+            comesBack = plane.isUndoneTo(original);
+        } else {
+            plane.transform();
+        }
+        for (int y = 0; y < plane.rows; ++y) {
+            pass(y, plane.splitRow(y));
+        }
+    }
+
+private:
+    WholeLevel<T> plane;
+    Pass pass;
+    bool comesBack = true;
 };
 
 // Passes the coefficients of finished rows on: all but those that the next coarser level splits.

@@ -6,7 +6,6 @@
 #include "fast/rows/rowKernels.hpp"
 #include "fast/transform/level.hpp"
 #include "fast/transform/rowStream.hpp"
-#include "fast/transform/wholeLevel.hpp"
 #include "memory/memory.hpp"
 
 #include <algorithm>
@@ -129,6 +128,37 @@ private:
     std::int64_t largest = -1; // of all rows so far
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep unupdate = nullptr;
+};
+
+// A level of four or five columns, the coarsest. Takes its coefficients from fill(y, row), as InverseLevel.
+template <typename T, typename Fill>
+class InverseWholeLevel final : public LevelSource<T> {
+public:
+    InverseWholeLevel(const LevelGrid<T>& grid, const Fill& fillRow) : plane(grid), fill(fillRow) {}
+
+    HandedPolyphaseRow<T> restore(int y) override {
+        if (!isRestored) {
+            restoreAll();
+        }
+        current = plane.splitRow(y);
+        return current;
+    }
+
+private:
+    void restoreAll() {
+        for (int y = 0; y < plane.rows; ++y) {
+            PolyphaseRow<RowSample<T>> row = plane.splitRow();
+            fill(y, row);
+            plane.setRow(y, row);
+        }
+        plane.untransform();
+        isRestored = true;
+    }
+
+    WholeLevel<T> plane;
+    Fill fill;
+    PolyphaseRow<RowSample<T>> current{};
+    bool isRestored = false;
 };
 
 // Whether rows of a class are taken as rows of 16 bits.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lanes with NEON, of AArch64.
+// Lanes with NEON, of AArch64. Its bits are those of standard C++.
 #pragma once
 
 #if !defined(TEKO_FOR_NEON)

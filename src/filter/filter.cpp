@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "filter/filter4_2.hpp"
+#include "filter/filter.hpp"
 
 #include "filter/lifting.hpp"
 

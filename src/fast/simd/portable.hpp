@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Bit operations in standard C++.
+// Bits in standard C++.
 #pragma once
 
 #include "fast/simd/forTarget.hpp"
