@@ -36,12 +36,6 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Targets, RowRange, testing::ValuesIn(fastTargets()),
                          [](const auto& instance) { return std::string(nameOf(instance.param)); });
 
-constexpr int mostForSmallUpdate = 2047;
-constexpr int mostToAddToSmall = 4095;
-constexpr int mostForUpdate = 24575;
-constexpr int mostForUnupdate = 21841;
-constexpr int mostToAdd = 16383;
-
 int withoutScale(int sample, int times) {
     for (int i = 0; i < times; ++i) {
         sample = unscale(sample);
@@ -59,8 +53,8 @@ SampleRange rangeOf(int least, int largest) {
 } // namespace
 
 TEST_P(RowRange, ScalesEveryNumber) {
-    const std::vector<short> all = numbers(-mostForUpdate, mostForUpdate);
-    for (const int odd : {0, mostToAdd, -mostToAdd}) {
+    const std::vector<short> all = numbers(-largestSumOfUpdate, largestSumOfUpdate);
+    for (const int odd : {0, largestAdded, -largestAdded}) {
         std::vector<short> row = all;
         const std::vector<short> odds = constant(row, odd);
         kernels.update(row.data(), odds.data(), odds.data(), lengthOf(row));
@@ -71,13 +65,13 @@ TEST_P(RowRange, ScalesEveryNumber) {
 }
 
 TEST_P(RowRange, ScalesEverySmallNumber) {
-    for (const int odd : {0, 1, -1, mostToAddToSmall, -mostToAddToSmall}) {
+    for (const int odd : {0, 1, -1, largestAddedToSmall, -largestAddedToSmall}) {
         const int term = rdiv<4>(2 * odd);
-        const std::vector<short> all = numbers(-mostForSmallUpdate - term, mostForSmallUpdate - term);
+        const std::vector<short> all = numbers(-largestSumOfSmallUpdate - term, largestSumOfSmallUpdate - term);
         std::vector<short> row = all;
         const std::vector<short> odds = constant(row, odd);
         kernels.updateSmall(row.data(), odds.data(), odds.data(), lengthOf(row));
-        for (int i = 0; i <= 2 * mostForSmallUpdate; ++i) {
+        for (int i = 0; i <= 2 * largestSumOfSmallUpdate; ++i) {
             const auto place = static_cast<std::size_t>(i);
             ASSERT_EQ(row[place], updated<short>(all[place], term)) << all[place] << " and " << odd;
         }
@@ -85,10 +79,10 @@ TEST_P(RowRange, ScalesEverySmallNumber) {
 }
 
 TEST_P(RowRange, RoundsEverySmallUpdateTerm) {
-    const std::vector<short> before = numbers(-mostToAddToSmall, mostToAddToSmall);
-    for (const int after : {-mostToAddToSmall, -2, -1, 0, 1, 2, mostToAddToSmall}) {
+    const std::vector<short> before = numbers(-largestAddedToSmall, largestAddedToSmall);
+    for (const int after : {-largestAddedToSmall, -2, -1, 0, 1, 2, largestAddedToSmall}) {
         const std::vector<short> afters = constant(before, after);
-        for (const int sum : {-mostForSmallUpdate, -1, 0, 1, mostForSmallUpdate}) {
+        for (const int sum : {-largestSumOfSmallUpdate, -1, 0, 1, largestSumOfSmallUpdate}) {
             std::vector<short> evens = before;
             for (std::size_t i = 0; i < before.size(); ++i) {
                 evens[i] = static_cast<short>(sum - rdiv<4>(before[i] + after));
@@ -103,8 +97,8 @@ TEST_P(RowRange, RoundsEverySmallUpdateTerm) {
 }
 
 TEST_P(RowRange, UnscalesEveryNumber) {
-    const std::vector<short> all = numbers(-mostForUnupdate, mostForUnupdate);
-    for (const int odd : {0, mostToAdd, -mostToAdd}) {
+    const std::vector<short> all = numbers(-largestUnscaled, largestUnscaled);
+    for (const int odd : {0, largestAdded, -largestAdded}) {
         std::vector<short> row = all;
         const std::vector<short> odds = constant(row, odd);
         kernels.unupdate(row.data(), odds.data(), odds.data(), lengthOf(row));
@@ -116,7 +110,7 @@ TEST_P(RowRange, UnscalesEveryNumber) {
 
 // Beyond what unupdate takes, too, and next to larger ones or not.
 TEST_P(RowRange, UnscalesEveryNumberAsOftenAsAsked) {
-    for (const int most : {mostForUnupdate, 32767}) {
+    for (const int most : {largestUnscaled, 32767}) {
         for (int times = 0; times <= 10; ++times) {
             const std::vector<short> all = numbers(-most - most % 2, most);
             std::vector<short> row = all;
@@ -132,8 +126,8 @@ TEST_P(RowRange, UnscalesEveryNumberAsOftenAsAsked) {
 }
 
 TEST_P(RowRange, RoundsEveryUpdateTerm) {
-    const std::vector<short> before = numbers(-mostToAdd, mostToAdd);
-    for (const int after : {-mostToAdd, -1, 0, 1, mostToAdd}) {
+    const std::vector<short> before = numbers(-largestAdded, largestAdded);
+    for (const int after : {-largestAdded, -1, 0, 1, largestAdded}) {
         const std::vector<short> afters = constant(before, after);
         std::vector<short> forward = constant(before, 100);
         std::vector<short> inverse = forward;

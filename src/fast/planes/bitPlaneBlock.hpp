@@ -92,10 +92,10 @@ int findSignificant(const SubbandBytes<V>& folded, std::int64_t block, int plane
 
 #if !defined(TEKO_FOR_AVX512)
 
-// The places of the bits of a mask, behind `start`. Some at a time, for how many there are is not predictable: up to
-// atOnce - 1 more are written.
-template <int atOnce>
-void storePositionsOf(std::uint64_t mask, std::uint32_t start, std::uint32_t* to) {
+// Stores the places of the bits of a mask, behind `start`. Four at a time, for how many there are is not predictable:
+// up to three more are written.
+inline void storePositionsOf(std::uint64_t mask, std::uint32_t start, std::uint32_t* to) {
+    constexpr int atOnce = 4;
     const int found = countBits(mask);
     for (int done = 0; done < found; done += atOnce) {
         for (int i = done; i < done + atOnce; ++i) {

@@ -52,7 +52,7 @@ inline void putEvents(BitAppender& appender, const SignificanceEvents& events, u
 // The events of a plane of a block. passes: since the last event, before and after.
 inline void codeRuns(BitAppender& appender, BitPlaneBlock& sliced, int plane, unsigned k, std::uint64_t& passes) {
     SignificanceEvents events;
-    gatherEvents(sliced, plane, k, passes, events);
+    gatherEvents(sliced, plane, passes, events);
     putEvents(appender, events, k);
 }
 

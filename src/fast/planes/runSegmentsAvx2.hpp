@@ -57,14 +57,8 @@ struct VectorOfCodes {
         const std::uint64_t second = lowWord(_mm256_extracti128_si256(fours, 1));
         const auto firstLength = static_cast<unsigned>(lowWord(_mm256_castsi256_si128(fourLengths)));
         const auto secondLength = static_cast<unsigned>(lowWord(_mm256_extracti128_si256(fourLengths, 1)));
-        // With k up to 3 they nearly always fit together, with larger k hardly ever (1.01 to 1.02 times on whole
-        // encodes).
-        if (firstLength + secondLength < 64) {
-            out.put(first | second << firstLength, firstLength + secondLength);
-        } else {
-            out.put(first, firstLength);
-            out.put(second, secondLength);
-        }
+        out.put(first, firstLength);
+        out.put(second, secondLength);
     }
 
     void putTwos(BitAppender& out) const {
@@ -109,54 +103,39 @@ inline std::uint64_t placesIn(std::uint64_t gathered) {
 }
 
 // The lowest eight of such places, behind `start` candidates.
-inline void storePositions(std::uint64_t places, std::uint32_t start, std::uint32_t* to) {
+inline void storeEightPositions(std::uint64_t places, std::uint32_t start, std::uint32_t* to) {
     const auto bytes = static_cast<long long>(depositBits(places, 0x0F0F0F0F0F0F0F0FU));
     const __m256i words = _mm256_cvtepu8_epi32(_mm_cvtsi64_si128(bytes));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
                         _mm256_add_epi32(words, _mm256_set1_epi32(static_cast<int>(start))));
 }
 
-// Sixteen candidates at a time, for planes of many events (where there are few, one by one is 1.01 times as fast on
-// whole encodes of 16 bits).
-inline void storePositionsOfMany(std::uint64_t gathered, std::uint32_t start, std::uint32_t* to) {
+// Sixteen candidates at a time.
+inline void storePositions(std::uint64_t gathered, std::uint32_t start, std::uint32_t* to) {
     for (unsigned quarter = 0; quarter < 64; quarter += 16) {
         const std::uint64_t here = gathered >> quarter & 0xFFFF;
         const std::uint64_t places = placesIn(here);
         const int found = countBits(here);
-        storePositions(places, start + quarter, to);
+        storeEightPositions(places, start + quarter, to);
         if (found > 8) [[unlikely]] {
-            storePositions(places >> 32, start + quarter, to + 8);
+            storeEightPositions(places >> 32, start + quarter, to + 8);
         }
         to += found;
     }
 }
 
-template <bool areMany>
-void gatherEvents(BitPlaneBlock& sliced, int plane, std::uint64_t& passes, SignificanceEvents& events) {
+// The events of a plane of a block. passes: since the last event, before and after.
+inline void gatherEvents(BitPlaneBlock& sliced, int plane, std::uint64_t& passes, SignificanceEvents& events) {
     events.start(passes);
     std::uint32_t start = 0;
     for (int w = 0; w < sliced.words; ++w) {
         const Candidates candidates = sliced.takeCandidates(plane, w);
         const std::uint64_t gathered = candidates.gathered();
-        if constexpr (areMany) {
-            storePositionsOfMany(gathered, start, events.nextPlaces());
-        } else {
-            storePositionsOf<8>(gathered, start, events.nextPlaces());
-        }
+        storePositions(gathered, start, events.nextPlaces());
         events.append(extractBits(sliced.signs(w), candidates.events), static_cast<unsigned>(countBits(gathered)));
         start += candidates.count();
     }
     passes = events.passesAfter(start);
-}
-
-// The events of a plane of a block. passes: since the last event, before and after.
-inline void gatherEvents(BitPlaneBlock& sliced, int plane, unsigned k, std::uint64_t& passes,
-                         SignificanceEvents& events) {
-    if (k < 4) {
-        gatherEvents<true>(sliced, plane, passes, events);
-    } else {
-        gatherEvents<false>(sliced, plane, passes, events);
-    }
 }
 
 } // namespace

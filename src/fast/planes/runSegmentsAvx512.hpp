@@ -75,7 +75,7 @@ inline void storePositions(std::uint32_t* to, __m512i start, __m128i bytes) {
 }
 
 // The events of a plane of a block. passes: since the last event, before and after.
-inline void gatherEvents(BitPlaneBlock& sliced, int plane, unsigned, std::uint64_t& passes, SignificanceEvents& found) {
+inline void gatherEvents(BitPlaneBlock& sliced, int plane, std::uint64_t& passes, SignificanceEvents& found) {
     const __m512i ascending = _mm512_loadu_si512(ascendingBytes.bytes);
     const __m512i signBit = _mm512_set1_epi8(-128);
     std::uint32_t* to = found.places + 1;

@@ -211,7 +211,7 @@ public:
 private:
     // Of those of word w that a mask tells.
     void appendPlaces(int w, std::uint64_t mask) {
-        storePositionsOf<4>(mask, samples + 64 * static_cast<std::uint32_t>(w), places + count);
+        storePositionsOf(mask, samples + 64 * static_cast<std::uint32_t>(w), places + count);
         count += countBits(mask);
     }
 

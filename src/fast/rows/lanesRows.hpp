@@ -330,8 +330,8 @@ inline Lanes updatedSmall(Lanes even, Lanes before, Lanes after) {
     return sum + mulhrs(sum, Lanes::all((3 << 11) + 1));
 }
 
-// |y| - (3 |y| + 10) / 19, which is (16 |y| + 8) / 19, with the sign of y, for |y| up to 21841. The product with
-// 55189 = (2^20 + 15) / 19 exceeds t / 19 by less than 1/19 for all 16-bit t, so its integer part is exact.
+// |y| - (3 |y| + 10) / 19, which is (16 |y| + 8) / 19, with the sign of y, for |y| up to largestUnscaled. The product
+// with 55189 = (2^20 + 15) / 19 exceeds t / 19 by less than 1/19 for all 16-bit t, so its integer part is exact.
 inline Lanes unscaled(Lanes y) {
     const Lanes a = absolute(y);
     const Lanes t = a + a + a + Lanes::all(10);
@@ -376,9 +376,8 @@ void updateInLanes(std::int16_t* even, const std::int16_t* before, const std::in
 
 // Samples larger than what unscaled takes are rare: hardly any but damaged streams have them.
 inline void unscaleInLanes(std::int16_t* x, int n, int times) {
-    constexpr std::int64_t largestForUnscaled = 21841;
     int i = 0;
-    if (largestInRow<std::int16_t>(x, n) <= largestForUnscaled) {
+    if (largestInRow<std::int16_t>(x, n) <= largestUnscaled) {
         for (; i + Lanes::count <= n; i += Lanes::count) {
             Lanes y = Lanes::load(x + i);
             for (int time = 0; time < times; ++time) {

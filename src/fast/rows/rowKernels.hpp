@@ -52,7 +52,7 @@ struct SampleRange {
     }
 
     // Whether a level of narrow rows has room for all that it makes of such samples (docs/bounds.md).
-    bool fitNarrowRows() const { return least >= -10000 && largest <= 10000 && largest - least <= 6400; }
+    bool fitNarrowRows() const { return least >= -10'000 && largest <= 10'000 && largest - least <= 6400; }
 
     // Whether a level of narrow rows has room for all that it makes on the way back of approximations in this range and
     // other coefficients of at most d (docs/bounds.md).
@@ -85,6 +85,17 @@ template <typename T>
 using HandedPolyphaseRow =
     std::conditional_t<std::is_same_v<T, std::int64_t>, AnyPolyphaseRow, const PolyphaseRow<std::int16_t>&>;
 
+// Up to which magnitudes kernels for smaller values are exact (docs/bounds.md): the sums in scale's brackets, and the
+// neighbours that are added to them; samples that are unscaled; and the samples of a row that both steps are taken
+// along at once.
+constexpr int largestSumOfSmallUpdate = 2047;
+constexpr int largestAddedToSmall = 4095;
+constexpr int largestSumOfUpdate = 24575;
+constexpr int largestAdded = 16383;
+constexpr int largestUnscaled = 21841;
+constexpr int largestAlongSmall = 600;
+constexpr int largestAlong = 1638;
+
 template <typename T>
 struct RowKernels {
     using Row = RowSample<T>;
@@ -101,27 +112,27 @@ struct RowKernels {
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     // odd -= rdiv(...) as predict, with the exact sum; any values.
     void (*predictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
-    // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most 2047 and before, after up
-    // to 4095.
+    // even = scale(even + rdiv(before + after, 4)), for sums in scale's brackets of at most largestSumOfSmallUpdate and
+    // before, after up to largestAddedToSmall.
     void (*updateSmall)(Row* even, const Row* before, const Row* after, int n);
-    // even = scale(...) as updateSmall, for sums up to 24575 and before, after up to 16383.
+    // even = scale(...) as updateSmall, for sums up to largestSumOfUpdate and before, after up to largestAdded.
     void (*update)(Row* even, const Row* before, const Row* after, int n);
     // even = scale(...) as updateSmall; any values.
     void (*updateExact)(Row* even, const Row* before, const Row* after, int n);
 
     // Both steps along a row of n samples, mirrored about its ends; the first and the last odd samples come from exact
-    // sums. For magnitudes up to 600, up to 1638, and any. Both parts have room as for (n + 1) / 2 samples: a sample
-    // before and a vector beyond may be written, and a vector more read.
+    // sums. For magnitudes up to largestAlongSmall, up to largestAlong, and any. Both parts have room as for (n + 1) /
+    // 2 samples: a sample before and a vector beyond may be written, and a vector more read.
     void (*transformRowSmall)(Row* even, Row* odd, int n);
     void (*transformRow)(Row* even, Row* odd, int n);
     void (*transformRowExact)(Row* even, Row* odd, int n);
 
-    // The inverses; unupdate for even up to 21841 and before, after up to 16383.
+    // The inverses; unupdate for even up to largestUnscaled and before, after up to largestAdded.
     void (*unpredict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     void (*unpredictExact)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);
     void (*unupdate)(Row* even, const Row* before, const Row* after, int n);
     void (*unupdateExact)(Row* even, const Row* before, const Row* after, int n);
-    // For even up to 21841 and odd up to 16383, and any.
+    // Both steps back along a row; for even up to largestUnscaled and odd up to largestAdded, and any.
     void (*untransformRow)(Row* even, Row* odd, int n);
     void (*untransformRowExact)(Row* even, Row* odd, int n);
 

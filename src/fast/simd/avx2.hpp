@@ -24,11 +24,6 @@ inline __m256i loadVector(const void* from) {
 inline void storeVector(void* to, __m256i v) {
     _mm256_storeu_si256(static_cast<__m256i*>(to), v);
 }
-inline __m256i loadPartOfVector(const void* from, int bytes) {
-    alignas(32) unsigned char all[32] = {};
-    std::memcpy(all, from, static_cast<std::size_t>(std::max(bytes, 0)));
-    return loadVector(all);
-}
 
 struct Lanes {
     using Row = std::int16_t;
@@ -36,7 +31,6 @@ struct Lanes {
     __m256i v;
 
     static Lanes load(const Row* x) { return {loadVector(x)}; }
-    static Lanes loadPart(const Row* x, int n) { return {loadPartOfVector(x, 2 * n)}; }
     static Lanes loadBytes(const unsigned char* bytes) { return {loadVector(bytes)}; }
     static Lanes all(int value) { return {_mm256_set1_epi16(static_cast<Row>(value))}; }
     void store(Row* x) const { storeVector(x, v); }
@@ -54,7 +48,6 @@ struct WideLanes {
     __m256i v;
 
     static WideLanes load(const Row* x) { return {loadVector(x)}; }
-    static WideLanes loadPart(const Row* x, int n) { return {loadPartOfVector(x, 4 * n)}; }
     static WideLanes loadBytes(const unsigned char* bytes) { return {loadVector(bytes)}; }
     static WideLanes all(int value) { return {_mm256_set1_epi32(value)}; }
     void store(Row* x) const { storeVector(x, v); }
@@ -66,11 +59,6 @@ struct ByteLanes {
     __m256i v;
 
     void store(unsigned char* bytes) const { storeVector(bytes, v); }
-    void storePart(unsigned char* bytes, int n) const {
-        alignas(32) unsigned char all[32];
-        storeVector(all, v);
-        std::memcpy(bytes, all, static_cast<std::size_t>(n));
-    }
 };
 
 inline Lanes operator+(Lanes a, Lanes b) {
@@ -206,22 +194,6 @@ inline std::uint32_t allOf(WideLanes a) {
     const __m128i four = _mm_or_si128(_mm256_castsi256_si128(a.v), _mm256_extracti128_si256(a.v, 1));
     const __m128i two = _mm_or_si128(four, _mm_srli_si128(four, 8));
     return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_or_si128(two, _mm_srli_si128(two, 4))));
-}
-
-inline WideLanes twoBehind(WideLanes here, WideLanes right) {
-    return {_mm256_alignr_epi8(_mm256_permute2x128_si256(here.v, right.v, 0x21), here.v, 8)};
-}
-inline WideLanes behind(WideLanes here, WideLanes right) {
-    return {_mm256_alignr_epi8(_mm256_permute2x128_si256(here.v, right.v, 0x21), here.v, 4)};
-}
-inline WideLanes before(WideLanes left, WideLanes here) {
-    return {_mm256_alignr_epi8(here.v, _mm256_permute2x128_si256(left.v, here.v, 0x21), 12)};
-}
-inline WideLanes broadcastFirst(WideLanes a) {
-    return {_mm256_broadcastd_epi32(_mm256_castsi256_si128(a.v))};
-}
-inline WideLanes broadcastSecond(WideLanes a) {
-    return {_mm256_broadcastd_epi32(_mm_srli_si128(_mm256_castsi256_si128(a.v), 4))};
 }
 
 inline ByteLanes asBytes(Lanes a) {

@@ -23,11 +23,6 @@ struct Lanes {
     int16x8_t v;
 
     static Lanes load(const Row* x) { return {vld1q_s16(x)}; }
-    static Lanes loadPart(const Row* x, int n) {
-        Row all[count] = {};
-        std::copy_n(x, n, all);
-        return load(all);
-    }
     static Lanes loadBytes(const unsigned char* bytes) { return {vreinterpretq_s16_u8(vld1q_u8(bytes))}; }
     static Lanes all(int value) { return {vdupq_n_s16(static_cast<Row>(value))}; }
     void store(Row* x) const { vst1q_s16(x, v); }
@@ -45,11 +40,6 @@ struct WideLanes {
     int32x4_t v;
 
     static WideLanes load(const Row* x) { return {vld1q_s32(x)}; }
-    static WideLanes loadPart(const Row* x, int n) {
-        Row all[count] = {};
-        std::copy_n(x, n, all);
-        return load(all);
-    }
     static WideLanes loadBytes(const unsigned char* bytes) { return {vreinterpretq_s32_u8(vld1q_u8(bytes))}; }
     static WideLanes all(int value) { return {vdupq_n_s32(value)}; }
     void store(Row* x) const { vst1q_s32(x, v); }
@@ -61,11 +51,6 @@ struct ByteLanes {
     uint8x16_t v;
 
     void store(unsigned char* bytes) const { vst1q_u8(bytes, v); }
-    void storePart(unsigned char* bytes, int n) const {
-        unsigned char all[count];
-        store(all);
-        std::memcpy(bytes, all, static_cast<std::size_t>(n));
-    }
 };
 
 inline Lanes operator+(Lanes a, Lanes b) {

@@ -9,9 +9,9 @@
 //   ByteLanes   bytes, twice as many
 //
 //   L::load, L::all, store                    memory, one value in all lanes
-//   L::loadPart(from, n)                      n lanes, n below L::count; the others are 0
+//   L::loadPart(from, n)                      n lanes, n below L::count; the others are 0; AVX-512 alone
+//   ByteLanes::storePart(to, n)               n lanes and no byte more; AVX-512 alone
 //   L::loadBytes, storeBytes                  samples as pairs or fours of bytes, the least significant first
-//   ByteLanes::storePart(to, n)               n lanes and no byte more
 //   + - & | ^, shiftLeft, shiftRight          by a number of the template, right with the sign
 //   shiftRightUnsigned                        the same without it, or by a number that is not a constant
 //   addSaturated, absolute, smaller, larger   lane by lane
@@ -22,8 +22,9 @@
 //   folded                                    the magnitude above the sign
 //   haveBits(a, bits)                         whether any lane has one of these bits
 //   allOf                                     the OR of all lanes
-//   before, behind, twoBehind                 a row, moved by one sample or two: from two neighbouring vectors
-//   broadcastFirst, broadcastSecond           one lane in all
+//   before, behind, twoBehind                 a row, moved by one sample or two: from two neighbouring vectors; of
+//                                             WideLanes not with AVX2, whose rows of int have no use for them
+//   broadcastFirst, broadcastSecond           one lane in all; of WideLanes as those
 //   unzip, zip                                two vectors of neighbouring samples; those at even places and at odd ones
 //   packBytes, packWords                      the same lanes, narrower, of samples that fit
 //   asBytes                                   16-bit lanes as their bytes

@@ -25,9 +25,7 @@ constexpr int scanSamples = 8192;
 // Up to which magnitudes a level starts from kernels give the exact result, as for ForwardLevel and InverseLevel. Here
 // a level goes along its rows first and meets larger samples down its columns, and the other way round on the way back:
 // 2.25 * 728 < 1639, and 20 * 1.35 * 2.7 * 449 < 32768.
-constexpr std::int64_t largestForSmallSteps = 600;
 constexpr std::int64_t largestForStepsDown = 728;
-constexpr std::int64_t largestForSteps = 1638;
 constexpr std::int64_t largestForStepsUp = 6000;
 constexpr std::int64_t largestForExactSumsBack = 449;
 
@@ -42,15 +40,15 @@ public:
 
     void transform() {
         const auto inner = k.predict;
-        const auto ends = largest <= largestForSteps || runsRowsInKernel() ? k.predict : k.predictExact;
-        const auto update = largest <= largestForSmallSteps ? k.updateSmall
-                            : largest <= largestForSteps    ? k.update
-                                                            : k.updateExact;
+        const auto ends = largest <= largestAlong || runsRowsInKernel() ? k.predict : k.predictExact;
+        const auto update = largest <= largestAlongSmall ? k.updateSmall
+                            : largest <= largestAlong    ? k.update
+                                                         : k.updateExact;
         forBands([&](const Band& band) {
             liftOddColumns(band, inner, ends);
             liftEvenColumns(band, update);
         });
-        liftDown(largest <= largestForSmallSteps  ? k.transformRowSmall
+        liftDown(largest <= largestAlongSmall     ? k.transformRowSmall
                  : largest <= largestForStepsDown ? k.transformRow
                                                   : k.transformRowExact);
     }

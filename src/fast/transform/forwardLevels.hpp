@@ -13,12 +13,11 @@
 
 namespace teko {
 
-// Up to which magnitudes in its rows a level may use the kernels for smaller values. A predicted sample is at most 2.25
+// A level may use the kernels for smaller values up to what they take along a row. A predicted sample is at most 2.25
 // times the largest, and before it is scaled an updated one 1.5 times: the sums of the magnitudes of the filter's
-// weights. The kernels down the columns meet samples that have been through a row pass, so they meet 2.25 * 1.5 * 600 <
-// 2047 at most, or 2.25 * 2.25 * 1638 < 16383 and 2.25 * 1.5 * 1638 < 24575.
-constexpr std::int64_t largestForSmallKernels = 600;
-constexpr std::int64_t largestForKernels = 1638;
+// weights. The kernels down the columns meet samples that have been through a row pass.
+static_assert(2.25 * 1.5 * largestAlongSmall < largestSumOfSmallUpdate);
+static_assert(2.25 * 2.25 * largestAlong < largestAdded && 2.25 * 1.5 * largestAlong < largestSumOfUpdate);
 
 // Up to which magnitudes in its rows a level of short samples is sure to be undone by the inverse (docs/bounds.md): no
 // stored sample leaves 16 bits; and where the two directions keep predict sums in different ways, no such sum does, by
@@ -95,10 +94,10 @@ private:
     friend class ForwardLevel;
 
     void chooseKernels() {
-        if (largest <= largestForSmallKernels) {
+        if (largest <= largestAlongSmall) {
             along = k.transformRowSmall;
             update = k.updateSmall;
-        } else if (largest <= largestForKernels) {
+        } else if (largest <= largestAlong) {
             along = k.transformRow;
             update = k.update;
         } else {
