@@ -16,9 +16,9 @@ import pytest
 
 import teko
 
-sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "bench" / "python"))
-measures: Any = importlib.import_module("measures")
-statistics: Any = importlib.import_module("prefixStatistics")
+sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "bench"))
+measures: Any = importlib.import_module("teko_bench.measures")
+statistics: Any = importlib.import_module("teko_bench.prefix_statistics")
 
 Samples = npt.NDArray[np.uint16]
 
@@ -44,16 +44,16 @@ def distance_by_counting(image: Samples, other: Samples) -> float:
 
 def test_mean_error_has_the_sign_of_what_was_added() -> None:
     image = samples(10, 20, 30, 40)
-    assert measures.meanError(image, samples(10, 20, 30, 41)) == 0.25
-    assert measures.meanError(image, samples(6, 20, 30, 40)) == -1
-    assert measures.meanError(image, samples(40, 30, 20, 10)) == 0
+    assert measures.mean_error(image, samples(10, 20, 30, 41)) == 0.25
+    assert measures.mean_error(image, samples(6, 20, 30, 40)) == -1
+    assert measures.mean_error(image, samples(40, 30, 20, 10)) == 0
 
 
 @pytest.mark.parametrize(("zeros", "sevens", "percentile"), [(99, 1, 0), (198, 2, 0), (98, 2, 7), (197, 3, 7)])
 def test_percentile_is_the_least_sample_that_99_in_100_do_not_exceed(zeros: int, sevens: int, percentile: int) -> None:
     array = samples(*[7] * sevens, *[0] * zeros)
     assert measures.percentile99(array) == percentile
-    assert measures.percentileError(samples(*[3] * 100), array) == percentile - 3
+    assert measures.percentile_error(samples(*[3] * 100), array) == percentile - 3
 
 
 @pytest.mark.parametrize("number", range(8))
@@ -65,32 +65,32 @@ def test_percentile_of_draws(number: int) -> None:
 
 def test_distance_of_histograms() -> None:
     image = samples(0, 0, 255, 255)
-    assert measures.histogramDistance(image, image[::-1]) == 0
-    assert measures.histogramDistance(image, samples(0, 0, 0, 255)) == 0.25
-    assert measures.histogramDistance(image, samples(1, 1, 254, 254)) == 1
+    assert measures.histogram_distance(image, image[::-1]) == 0
+    assert measures.histogram_distance(image, samples(0, 0, 0, 255)) == 0.25
+    assert measures.histogram_distance(image, samples(1, 1, 254, 254)) == 1
 
 
 def test_distance_does_not_see_what_stays_in_a_bin() -> None:
     image = np.arange(100, 100 + 512, dtype=np.uint16)
-    assert measures.histogramDistance(image, image ^ 1) == 0
-    assert measures.histogramDistance(image, image + 1) == 1 / 512 * (0.5 + 0.5)
+    assert measures.histogram_distance(image, image ^ 1) == 0
+    assert measures.histogram_distance(image, image + 1) == 1 / 512 * (0.5 + 0.5)
 
 
 def test_what_leaves_the_range_counts_at_its_ends() -> None:
     image = samples(100, 100, 355, 355)
-    assert measures.histogramDistance(image, samples(0, 100, 355, 65535)) == 0
-    assert measures.histogramDistance(image, samples(0, 100, 100, 65535)) == 0.25
+    assert measures.histogram_distance(image, samples(0, 100, 355, 65535)) == 0
+    assert measures.histogram_distance(image, samples(0, 100, 100, 65535)) == 0.25
 
 
 def test_distance_of_an_even_image() -> None:
-    assert measures.histogramDistance(samples(5, 5), samples(4, 6)) == 0
+    assert measures.histogram_distance(samples(5, 5), samples(4, 6)) == 0
 
 
 @pytest.mark.parametrize(("number", "most"), list(itertools.product(range(4), (40, 255, 700, 65535))))
 def test_distance_of_draws(number: int, most: int) -> None:
     image = draws(number, most)
     other = np.roll(image, 1) // 2 + image // 2
-    assert measures.histogramDistance(image, other) == pytest.approx(distance_by_counting(image, other), abs=1e-12)
+    assert measures.histogram_distance(image, other) == pytest.approx(distance_by_counting(image, other), abs=1e-12)
 
 
 def test_deviation_is_that_of_all_samples() -> None:
@@ -103,16 +103,13 @@ def test_summaries_are_of_absolute_values() -> None:
 
 
 def test_figures_are_in_levels_and_in_per_cent_of_the_deviation() -> None:
-    class Image:
-        bits = 12
-
     image = np.tile(samples(100, 300), (10, 1))
-    figures = statistics.figuresOf(Image, image, (image - 50).tobytes())
+    figures = statistics.figures_of(12, image, (image - 50).tobytes())
     assert figures[1:5] == [-50, -50, -50, -50]
     assert figures[0] == pytest.approx(20 * math.log10(4095 / 50))
     assert figures[5] == 0.5  # the lower half was at the end already
     even = np.full((5, 5), 7, np.uint16)
-    assert statistics.figuresOf(Image, even, (even + 1).tobytes())[1:] == [1, None, 1, None, 0]
+    assert statistics.figures_of(12, even, (even + 1).tobytes())[1:] == [1, None, 1, None, 0]
 
 
 def test_decibels_of_an_image_that_is_kept_exactly_are_in_no_mean() -> None:
@@ -122,11 +119,11 @@ def test_decibels_of_an_image_that_is_kept_exactly_are_in_no_mean() -> None:
         {of: [50.0, -0.5, -3.0, -2, -4.0, 0.75], other: [60.0, 0, 0, 0, 0, 0]},
         {of: [90.0, 0.0, -2.0, 0, 1.0, 0.5], other: [math.inf, 0, 0, 0, 0, 0]},
     ]
-    assert statistics.summaryOf(images, of, measures.mean, measures.mean) == [40, None, 2, None, 3, 0.5]
-    assert statistics.summaryOf(images, of, min, measures.worst) == [30, None, 3, None, 4, 0.75]
-    assert statistics.summaryOf(images[2:], of, min, measures.worst) == [None, None, 2, None, 1, 0.5]
+    assert statistics.summary_of(images, of, measures.mean, measures.mean) == [40, None, 2, None, 3, 0.5]
+    assert statistics.summary_of(images, of, min, measures.worst) == [30, None, 3, None, 4, 0.75]
+    assert statistics.summary_of(images[2:], of, min, measures.worst) == [None, None, 2, None, 1, 0.5]
     images[1][of][2] = None
-    assert statistics.summaryOf(images, of, min, measures.worst)[2] is None
+    assert statistics.summary_of(images, of, min, measures.worst)[2] is None
 
 
 def test_comparisons_count_images(capsys: pytest.CaptureFixture[str]) -> None:
@@ -140,7 +137,7 @@ def test_comparisons_count_images(capsys: pytest.CaptureFixture[str]) -> None:
         dict.fromkeys(itertools.product(statistics.SHARES, statistics.CODECS), same),
     ]
     images[0][1, "HTJ2K cut"] = [None] * 6
-    statistics.showComparisons(images)
+    statistics.show_comparisons(images)
     lines = {(row[0], row[3], row[5]): row[7:] for row in (x.split("\t") for x in capsys.readouterr().out.splitlines())}
     assert lines["better than teko of 2", "2", "HTJ2K cut"] == ["0", "1", "0", "1", "0", "1"]
     assert lines["worse than teko of 2", "2", "HTJ2K cut"] == ["1", "0", "0", "0", "1", "0"]

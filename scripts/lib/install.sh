@@ -12,7 +12,6 @@ commandsOf() {
     clang) echo clang++ ;;
     g++-*) echo "${1#g++-}-g++" ;;
     qemu-user) echo qemu-x86_64 ;;
-    gnuplot-nox) echo gnuplot ;;
     abigail-tools) echo abidiff abidw ;;
     binutils) echo readelf strip ;;
     dpkg-dev) echo dpkg-gensymbols dpkg-shlibdeps ;;

@@ -5,6 +5,9 @@
 set -euo pipefail
 . "$(dirname "$0")/support.sh"
 
+# scripts/bench reads its arguments with Python, and with nothing else.
+TEKO_PYTHON=$(python3 -c 'import sys; print(sys.executable)') || { echo 'There is no python3.'; exit 77; }
+export TEKO_PYTHON
 for command in apt-get sudo dpkg-query cmake ninja ctest python3 pngtopnm; do
     fake "$command" 'exit 1'
 done
@@ -50,6 +53,8 @@ refused "no option '--nonsense'" abi --nonsense
 refused "no image 'nonsense.pgm'" bench nonsense.pgm
 refused 'needs a revision' bench --against
 refused 'needs a folder' bench --images
+refused 'needs a number' bench --seconds nonsense
+refused 'not allowed with' bench --rate --sizes
 
 printf 'P5\n2 2\n255\nabcd' >image.pgm
 cp image.pgm lossless.png

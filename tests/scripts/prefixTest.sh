@@ -13,7 +13,7 @@ for tool in opj_compress opj_decompress cjpeg djpeg ppmtopgm pamdepth python3; d
     type -P "$tool" >/dev/null || { echo "There is no $tool."; exit 77; }
 done
 [ -x "$build/makeSample" ] || { echo 'There is no makeSample.'; exit 77; }
-export PYTHONDONTWRITEBYTECODE=1
+export PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$root/bench
 
 "$build/makeSample" 192 128 >"$work/rgb.ppm"
 ppmtopgm "$work/rgb.ppm" >"$work/grey.pgm"
@@ -33,7 +33,7 @@ rowsThat() {
 noRowThat() { [ -z "$(rowsThat "$1")" ]; }
 rowCount() { [ "$(rowsThat "$1" | wc -l)" -eq "$2" ]; }
 
-run "$root/bench/prefix/table.py" "$work/list" "$build/teko"
+run python3 -m teko_bench.prefix "$work/list" "$build/teko"
 expect 'the table is made' ended 0
 expect 'six shares of each image' rowCount '!mean' 12
 expect 'and of each kind' rowCount 'mean' 12
@@ -49,7 +49,7 @@ expect 'JPEG takes no samples of 12 bits' rowCount '$1 == "grey16" && $at["JPEG"
 expect 'JPEG takes the others' noRowThat '$1 != "grey16" && $3 > 10 && $at["JPEG"] == "n/a"'
 
 sed 's/\t12\t/\t8\t/' "$work/list" >"$work/contradiction"
-run "$root/bench/prefix/table.py" "$work/contradiction" "$build/teko"
+run python3 -m teko_bench.prefix "$work/contradiction" "$build/teko"
 expect 'bits that do not fit the bytes are refused' grep -qF 'do not go together' "$work/err"
 
 run python3 "$root/tests/scripts/packetCuts.py" "$root" "$work/grey.pgm" "$work"

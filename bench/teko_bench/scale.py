@@ -1,8 +1,7 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """What examples/mosaic.py takes with more workers, and what engines cost beyond the work itself.
 
-usage: bench/python/scale.py FOLDER [--side 20480] [--rounds 3]
+usage: python3 -m teko_bench.scale FOLDER [--side 20480] [--rounds 3]
 
 Runs it as a loop without an engine, as two such loops side by side, with one and with two processes of Dask, and with
 two of Cubed, in turn, as many rounds as asked for. Prints the median seconds of each step, the share that two workers
@@ -21,16 +20,19 @@ import sys
 import threading
 import time
 from pathlib import Path
+from typing import Any
 
 import psutil
 
-EXAMPLE = Path(__file__).resolve().parents[2] / "examples" / "mosaic.py"
+from teko_bench.command_line import ROOT
+
+EXAMPLE = ROOT / "examples" / "mosaic.py"
 sys.path.insert(0, str(EXAMPLE.parent))
 from mosaic import KEEP_MEMORY  # noqa: E402
 
 # The loops and Cubed get what the example gives to the workers of Dask.
 ENVIRONMENT = {**os.environ, **{name: str(value) for name, value in KEEP_MEMORY.items()}}
-RUNS = {
+RUNS: dict[str, list[tuple[str, ...]]] = {
     "loop": [("--engine", "loop")],
     "two loops": [("--engine", "loop")] * 2,
     "Dask, 1": [("--engine", "dask", "--workers", "1")],
@@ -42,12 +44,12 @@ RUNS = {
 class Memory(threading.Thread):
     """Watches how much the children of a process have in memory, each for itself."""
 
-    def __init__(self, process):
+    def __init__(self, process: int) -> None:
         super().__init__(daemon=True)
         self.largest = 0
         self._process = psutil.Process(process)
 
-    def run(self):
+    def run(self) -> None:
         with contextlib.suppress(psutil.NoSuchProcess):
             while self._process.status() != psutil.STATUS_ZOMBIE:
                 for child in self._process.children(recursive=True):
@@ -56,13 +58,13 @@ class Memory(threading.Thread):
                 time.sleep(0.1)
 
 
-def run(folder, side, variants):
+def run(folder: Path, side: int, variants: list[tuple[str, ...]]) -> list[dict[str, Any]]:
     """Run the example in each variant at the same time; return their reports."""
     started = []
     for number, variant in enumerate(variants):
         place = folder / str(number)
         options = [*variant, "--side", str(side), "--report", folder / f"report{number}"]
-        command = [sys.executable, EXAMPLE, place, *options]
+        command = [sys.executable, *map(str, (EXAMPLE, place, *options))]
         process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=ENVIRONMENT)
         memory = Memory(process.pid)
         memory.start()
@@ -80,14 +82,14 @@ def run(folder, side, variants):
     return reports
 
 
-def main():
+def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=Path)
     parser.add_argument("--side", type=int, default=20480)
     parser.add_argument("--rounds", type=int, default=3)
     options = parser.parse_args()
     options.folder.mkdir(parents=True, exist_ok=True)
-    found = {name: [] for name in RUNS}
+    found: dict[str, list[list[dict[str, Any]]]] = {name: [] for name in RUNS}
     for _ in range(options.rounds):
         for name, variants in RUNS.items():
             found[name].append(run(options.folder, options.side, variants))
