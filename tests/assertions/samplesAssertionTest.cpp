@@ -56,7 +56,7 @@ TEST_F(SamplesAssertions, RowStreamsEndWithTheLastRow) {
     ZeroSource source;
     InverseStream<std::int16_t> inverse(8, 8, kernelsOf(Target::portable), source);
     for (int y = 0; y < 8; ++y) {
-        forward.next().largest = 0;
+        forward.next().bound = 0;
         forward.advance();
         inverse.next();
     }

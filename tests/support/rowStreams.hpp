@@ -108,7 +108,7 @@ bool passShortRow(const T* samples, int width, ForwardStream<T>& stream) {
     for (int x = 0; x < width; ++x) {
         (x % 2 == 0 ? to->even : to->odd)[x / 2] = static_cast<short>(samples[x]);
     }
-    to->largest = *largest;
+    to->bound = *largest;
     stream.advance();
     return true;
 }
@@ -121,7 +121,7 @@ void passRow(const T* samples, int width, Target target, ForwardStream<T>& strea
     }
     const std::vector<RowSample<T>> row(samples, samples + width);
     auto& to = stream.next();
-    to.largest = kernelsOf(target).rows<T>().split(row.data(), width, to.even, to.odd);
+    to.bound = kernelsOf(target).rows<T>().split(row.data(), width, to.even, to.odd);
     stream.advance();
 }
 

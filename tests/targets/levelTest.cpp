@@ -99,7 +99,7 @@ std::vector<int> untransformLevel(const LevelGrid<T>& grid, Target target) {
     std::vector<int> filled;
     const RowKernels<T>& kernels = kernelsOf(target).rows<T>();
     const auto fill = [&](int y, PolyphaseRow<RowSample<T>>& row) {
-        row.largest = kernels.split(rowOf(grid, y).data(), grid.columns(), row.even, row.odd);
+        row.bound = kernels.split(rowOf(grid, y).data(), grid.columns(), row.even, row.odd);
         filled.push_back(y);
         return true;
     };

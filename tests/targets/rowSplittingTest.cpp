@@ -99,7 +99,7 @@ TYPED_TEST(RowSplitting, BoundsMagnitudesOfEverySize) {
             auto even = this->buffer((n + 1) / 2);
             auto odd = this->buffer(n / 2);
             const unsigned long largest = this->largestOf(row, n);
-            this->expectBound(kernels.largest(row.row(), n), largest);
+            this->expectBound(kernels.bound(row.row(), n), largest);
             this->expectBound(kernels.split(row.row(), n, even.row(), odd.row()), largest);
             auto merged = this->buffer(n);
             this->expectBound(kernels.merge(merged.row(), n, even.row(), odd.row()), largest);
@@ -118,7 +118,7 @@ TYPED_TEST(RowSplitting, BoundsSingleSamplesAtEveryPlace) {
                 std::vector<Sample> even(96), odd(96);
                 row[this->size(place)] = static_cast<Sample>(static_cast<long>(~0UL << bits));
                 const unsigned long largest = magnitude(row[this->size(place)]);
-                this->expectBound(kernels.largest(row.data(), n), largest);
+                this->expectBound(kernels.bound(row.data(), n), largest);
                 this->expectBound(kernels.split(row.data(), n, even.data(), odd.data()), largest);
                 this->expectBound(kernels.merge(merged.data(), n, even.data(), odd.data()), largest);
             }
@@ -227,7 +227,7 @@ TYPED_TEST(RowSplitting, BoundsAreExactForNumbersOfOneKind) {
         for (const long largest : {1L, 2L, 1023L, 1024L, 1212L, 2048L, 2798L, 6000L, 32767L}) {
             std::vector<RowSample<TypeParam>> row(70, static_cast<RowSample<TypeParam>>(-largest));
             row[17] = static_cast<RowSample<TypeParam>>(largest - 1);
-            EXPECT_EQ(kernelsOf(target).rows<TypeParam>().largest(row.data(), 70), largest) << target;
+            EXPECT_EQ(kernelsOf(target).rows<TypeParam>().bound(row.data(), 70), largest) << target;
         }
     }
 }

@@ -52,7 +52,7 @@ constexpr RawRowKernels rawRowKernels{
 constexpr RowKernels<std::int16_t> rowKernelsOf16{
     .split = splitRowOf16,
     .merge = mergeRowOf16,
-    .largest = largestInRow<std::int16_t>,
+    .bound = boundOfRow<std::int16_t>,
     .predict = predictInLanes<prediction<Lanes>>,
     .predictExact = predictRow<std::int16_t, Exact>,
     .updateSmall = updateInLanes<updatedSmall>,
@@ -73,7 +73,7 @@ constexpr RowKernels<std::int16_t> rowKernelsOf16{
 constexpr RowKernels<Int64In16> narrowRowKernelsOf64{
     .split = splitRowOf16,
     .merge = mergeRowOf16,
-    .largest = largestInRow<std::int16_t>,
+    .bound = boundOfRow<std::int16_t>,
     .predict = predictInLanes<predictionInParts>,
     .predictExact = predictInLanes<predictionInParts>,
     .updateSmall = updateInLanes<updated<Lanes>>,
@@ -118,7 +118,7 @@ template <typename T, typename Wrapped>
 constexpr RowKernels<T> plainRowKernels{
     .split = splitRow<std::int16_t>,
     .merge = mergeRow<std::int16_t>,
-    .largest = largestInRow<std::int16_t>,
+    .bound = boundOfRow<std::int16_t>,
     .predict = predictRow<std::int16_t, Wrapped>,
     .predictExact = predictRow<std::int16_t, Exact>,
     .updateSmall = updateRow<std::int16_t>,
@@ -146,7 +146,7 @@ constexpr auto transformIntRow = transformRowAlong<int, Exact>;
 constexpr RowKernels<std::int64_t> rowKernelsOf64{
     .split = splitRow<int>,
     .merge = mergeRow<int>,
-    .largest = largestInRow<int>,
+    .bound = boundOfRow<int>,
     .predict = predictRow<int, Exact>,
     .predictExact = predictRow<int, Exact>,
     .updateSmall = updateRow<int>,

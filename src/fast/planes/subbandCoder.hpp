@@ -50,11 +50,12 @@ struct PlaneCoder {
 
     void refine(const BitPlaneBlock& sliced, int plane) { putRefinements(refinements, sliced, plane); }
 
-    // The same for blocks whose coefficients of this plane and above are listed.
-    void codeListed(auto& listed, int plane) {
-        listed.refine(refinements, plane);
+    // Codes this plane of all blocks in a list: every coefficient that this plane or a higher one makes significant is
+    // in it.
+    void codeSparse(auto& sparse, int plane) {
+        sparse.refine(refinements, plane);
         SignificanceEvents events;
-        listed.gatherEvents(plane, passes, events);
+        sparse.gatherEvents(plane, passes, events);
         putEvents(runs, events, k);
     }
 
@@ -85,9 +86,10 @@ public:
     using Value = RowSample<T>;
     using Folded = SubbandBytes<Value>;
 
-    // Planes from lowestListed on are coded from lists; their k is not 0.
-    SubbandCoder(PlaneStreams* itsStreams, int topPlane, int lowestPlane, int lowestListed)
-        : streams(itsStreams), lowest(lowestPlane), listed(std::max(lowestPlane, lowestListed)), top(topPlane) {
+    // Planes from itsLowestSparse on are coded from lists; their k is not 0.
+    SubbandCoder(PlaneStreams* itsStreams, int topPlane, int lowestPlane, int itsLowestSparse)
+        : streams(itsStreams), lowest(lowestPlane), lowestSparse(std::max(lowestPlane, itsLowestSparse)),
+          top(topPlane) {
         assert(lowest >= 0 && top <= highestSlicedPlane<T>);
         for (int b = lowest; b <= top; ++b) {
             planes[b].start(streams[b]);
@@ -114,12 +116,12 @@ private:
         const int values = folded.valuesIn(block);
         const int blockTop = std::max(folded.longest[block] - 2, -1);
         assert(blockTop <= top);
-        for (int above = std::max(lowest, blockTop + 1); above < listed; ++above) {
+        for (int above = std::max(lowest, blockTop + 1); above < lowestSparse; ++above) {
             planes[above].addPasses(static_cast<std::uint64_t>(values));
         }
         if (blockTop >= lowest) {
             setLength(folded, block, sliced);
-            if (blockTop >= listed) {
+            if (blockTop >= lowestSparse) {
                 appendToList(folded, block, blockTop);
             }
             codePlanes(folded, block, blockTop);
@@ -132,8 +134,8 @@ private:
 
     // The planes below those that are coded from the list.
     void codePlanes(const Folded& folded, std::int64_t block, int blockTop) {
-        const int first = std::min(blockTop, listed - 1);
-        bool areSignificant = blockTop >= listed;
+        const int first = std::min(blockTop, lowestSparse - 1);
+        bool areSignificant = blockTop >= lowestSparse;
         if (first < lowest) {
             return;
         }
@@ -151,7 +153,7 @@ private:
     }
 
     void appendToList(const Folded& folded, std::int64_t block, int blockTop) {
-        const int found = findSignificant(folded, block, listed, sliced);
+        const int found = findSignificant(folded, block, lowestSparse, sliced);
         if (!list.hasRoomFor(found)) {
             codeList();
         }
@@ -160,12 +162,12 @@ private:
     }
 
     void codeList() {
-        for (int above = std::max(listed, listTop + 1); above <= top; ++above) {
+        for (int above = std::max(lowestSparse, listTop + 1); above <= top; ++above) {
             planes[above].addPasses(list.samplesPassed());
         }
         list.finish();
-        for (int b = listTop; b >= listed; --b) {
-            planes[b].codeListed(list, b);
+        for (int b = listTop; b >= lowestSparse; --b) {
+            planes[b].codeSparse(list, b);
         }
         startList();
     }
@@ -183,18 +185,18 @@ private:
     PlaneCoder planes[highestSlicedPlane<T> + 1];
     PlaneStreams* streams; // of each plane
     int lowest;
-    int listed;
+    int lowestSparse;
     int top;
-    int listTop; // the highest plane of what is listed
+    int listTop; // the highest plane that a coefficient in the list reaches
 };
 
 template <typename T>
 void codeClass(const SubbandBytes<RowSample<T>>& folded, PlaneStreams* streams, int topPlane, int lowest,
-               int lowestListed) {
+               int itsLowestSparse) {
     if (lowest > topPlane) {
         return; // a budget ends before this class
     }
-    const auto coder = std::make_unique<SubbandCoder<T>>(streams, topPlane, lowest, lowestListed);
+    const auto coder = std::make_unique<SubbandCoder<T>>(streams, topPlane, lowest, itsLowestSparse);
     coder->code(folded);
     coder->finish();
 }

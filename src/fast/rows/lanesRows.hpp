@@ -45,7 +45,7 @@ inline std::int64_t mergeInLanes(std::int16_t* x, int n, const std::int16_t* eve
     if (i < n) {
         mergePairs<std::int16_t>(x + i, n - i, even + i / 2, odd + i / 2);
     }
-    return largestInRow<std::int16_t>(x, n);
+    return boundOfRow<std::int16_t>(x, n);
 }
 
 // The smallest and the largest sample of some vectors, lane by lane.
@@ -377,7 +377,7 @@ void updateInLanes(std::int16_t* even, const std::int16_t* before, const std::in
 // Samples larger than what unscaled takes are rare: hardly any but damaged streams have them.
 inline void unscaleInLanes(std::int16_t* x, int n, int times) {
     int i = 0;
-    if (largestInRow<std::int16_t>(x, n) <= largestUnscaled) {
+    if (boundOfRow<std::int16_t>(x, n) <= largestUnscaled) {
         for (; i + Lanes::count <= n; i += Lanes::count) {
             Lanes y = Lanes::load(x + i);
             for (int time = 0; time < times; ++time) {

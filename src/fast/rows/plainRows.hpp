@@ -210,7 +210,7 @@ std::int64_t splitRow(const Row* x, int n, Row* __restrict even, Row* __restrict
 }
 
 template <typename Row>
-std::int64_t largestInRow(const Row* x, int n) {
+std::int64_t boundOfRow(const Row* x, int n) {
     Row bits = 0;
     for (int i = 0; i < n; ++i) {
         bits = static_cast<Row>(bits | magnitudeBits(x[i]));
@@ -266,7 +266,7 @@ void mergeExtending(std::int16_t* x, int n, const From* even, const From* odd, S
 template <typename Row>
 std::int64_t mergeRow(Row* x, int n, const Row* even, const Row* odd) {
     mergePairs(x, n, even, odd);
-    return largestInRow(x, n);
+    return boundOfRow(x, n);
 }
 
 // rdiv(a, 2^shift): an arithmetic shift rounds halves up, and one less below zero makes that away from zero. In int,

@@ -35,10 +35,10 @@ template <typename Row>
 struct PolyphaseRow {
     Row* even;
     Row* odd;
-    std::int64_t largest = 0; // a bound of its magnitudes, where one is kept
+    std::int64_t bound = 0; // no magnitude is above it, where one is kept
 
     // From sample x on, which is at an even place.
-    PolyphaseRow from(int x) const { return {even + x / 2, odd + x / 2, largest}; }
+    PolyphaseRow from(int x) const { return {even + x / 2, odd + x / 2, bound}; }
 };
 
 // The smallest and the largest of some samples.
@@ -106,7 +106,7 @@ struct RowKernels {
     // Puts them back; returns the bound.
     std::int64_t (*merge)(Row* x, int n, const Row* even, const Row* odd);
     // A bound of the magnitudes of n samples, as split returns it.
-    std::int64_t (*largest)(const Row* x, int n);
+    std::int64_t (*bound)(const Row* x, int n);
 
     // odd -= rdiv(9 * (left + right) - (farLeft + farRight), 16), the sum wrapped to the sample's width; any values.
     void (*predict)(Row* odd, const Row* farLeft, const Row* left, const Row* right, const Row* farRight, int n);

@@ -35,34 +35,34 @@ class ColumnLevel {
 public:
     using Row = RowSample<T>;
 
-    ColumnLevel(ColumnPlane<Row>& itsPlane, const RowKernels<T>& rowKernels, std::int64_t largestMagnitude)
-        : plane(itsPlane), k(rowKernels), largest(largestMagnitude) {}
+    ColumnLevel(ColumnPlane<Row>& itsPlane, const RowKernels<T>& rowKernels, std::int64_t boundOfSamples)
+        : plane(itsPlane), k(rowKernels), bound(boundOfSamples) {}
 
     void transform() {
         const auto inner = k.predict;
-        const auto ends = largest <= largestAlong || runsRowsInKernel() ? k.predict : k.predictExact;
-        const auto update = largest <= largestAlongSmall ? k.updateSmall
-                            : largest <= largestAlong    ? k.update
-                                                         : k.updateExact;
+        const auto ends = bound <= largestAlong || runsRowsInKernel() ? k.predict : k.predictExact;
+        const auto update = bound <= largestAlongSmall ? k.updateSmall
+                            : bound <= largestAlong    ? k.update
+                                                       : k.updateExact;
         forBands([&](const Band& band) {
             liftOddColumns(band, inner, ends);
             liftEvenColumns(band, update);
         });
-        liftDown(largest <= largestAlongSmall     ? k.transformRowSmall
-                 : largest <= largestForStepsDown ? k.transformRow
-                                                  : k.transformRowExact);
+        liftDown(bound <= largestAlongSmall     ? k.transformRowSmall
+                 : bound <= largestForStepsDown ? k.transformRow
+                                                : k.transformRowExact);
     }
 
     // Whether that is sure to be undone (docs/bounds.md): all that is stored stays in 16 bits, and the predict sums of
     // rows that run through the kernel do, too.
     bool isReversible() const {
-        return !std::is_same_v<T, std::int16_t> || largest <= (runsRowsInKernel() ? 1024 : 4096);
+        return !std::is_same_v<T, std::int16_t> || bound <= (runsRowsInKernel() ? 1024 : 4096);
     }
 
     void untransform() {
-        const bool isSmall = largest <= largestForStepsUp;
+        const bool isSmall = bound <= largestForStepsUp;
         liftDown(isSmall ? k.untransformRow : k.untransformRowExact);
-        const bool isExact = largest <= largestForExactSumsBack;
+        const bool isExact = bound <= largestForExactSumsBack;
         const auto ends = isExact ? k.unpredict : k.unpredictExact;
         const auto inner = runsRowsInKernel() ? ends : k.unpredict;
         forBands([&](const Band& band) {
@@ -121,7 +121,7 @@ private:
 
     ColumnPlane<Row>& plane;
     const RowKernels<T>& k;
-    std::int64_t largest; // magnitude that the level starts from
+    std::int64_t bound; // magnitude that the level starts from
 };
 
 // Some pairs of rows of a level, in scan order.
@@ -187,11 +187,11 @@ template <typename T>
 std::int64_t takeFrom(CoefficientSource<T>& source, const RowKernels<T>& kernels, const LevelShape& shape,
                       ColumnPlane<RowSample<T>>& plane) {
     using Row = RowSample<T>;
-    std::int64_t largest = 0;
+    std::int64_t bound = 0;
     const Row* scan = nullptr;
     const auto take = [&](int c, int n) {
         scan = source.take(c, n);
-        largest = std::max(largest, kernels.largest(scan, n));
+        bound = std::max(bound, kernels.bound(scan, n));
     };
     const auto place = [&](Row* samples, int n, int at, int spacing) { gatherSamples(scan + at, spacing, n, samples); };
     forScanBands(plane, [&](const ScanBand& band) {
@@ -202,7 +202,7 @@ std::int64_t takeFrom(CoefficientSource<T>& source, const RowKernels<T>& kernels
             forApproximations(plane, shape, band, place);
         }
     });
-    return largest;
+    return bound;
 }
 
 template <typename Row>
@@ -212,37 +212,37 @@ LevelShape finestShape(const ColumnPlane<Row>& plane) {
 
 // Returns whether it is proved that the inverse gives the plane back.
 template <typename T>
-bool transformFrom(const LevelShape& shape, ColumnPlane<RowSample<T>>& plane, std::int64_t largest,
+bool transformFrom(const LevelShape& shape, ColumnPlane<RowSample<T>>& plane, std::int64_t bound,
                    const RowKernels<T>& kernels, CoefficientSink<T>& sink) {
-    ColumnLevel<T> level(plane, kernels, largest);
+    ColumnLevel<T> level(plane, kernels, bound);
     level.transform();
     passOn(plane, shape, sink);
     if (shape.isCoarsest()) {
         return level.isReversible();
     }
     ColumnPlane<RowSample<T>> coarser(shape.evens(), plane.evens());
-    std::int64_t largestCoarser = 0;
+    std::int64_t boundOfCoarser = 0;
     for (int x = 0; x < coarser.columns; ++x) {
         const auto column = coarser.column(x);
-        largestCoarser =
-            std::max(largestCoarser, kernels.split(plane.column(2 * x).even, coarser.rows, column.even, column.odd));
+        boundOfCoarser =
+            std::max(boundOfCoarser, kernels.split(plane.column(2 * x).even, coarser.rows, column.even, column.odd));
     }
-    return transformFrom<T>(shape.coarser(), coarser, largestCoarser, kernels, sink) && level.isReversible();
+    return transformFrom<T>(shape.coarser(), coarser, boundOfCoarser, kernels, sink) && level.isReversible();
 }
 
 template <typename T>
 void untransformFrom(const LevelShape& shape, CoefficientSource<T>& source, const RowKernels<T>& kernels,
                      ColumnPlane<RowSample<T>>& plane) {
-    std::int64_t largest = takeFrom(source, kernels, shape, plane);
+    std::int64_t bound = takeFrom(source, kernels, shape, plane);
     if (shape.hasCoarser()) {
         ColumnPlane<RowSample<T>> coarser(shape.evens(), plane.evens());
         untransformFrom<T>(shape.coarser(), source, kernels, coarser);
         for (int x = 0; x < coarser.columns; ++x) {
             const auto column = coarser.column(x);
-            largest = std::max(largest, kernels.merge(plane.column(2 * x).even, coarser.rows, column.even, column.odd));
+            bound = std::max(bound, kernels.merge(plane.column(2 * x).even, coarser.rows, column.even, column.odd));
         }
     }
-    ColumnLevel<T>(plane, kernels, largest).untransform();
+    ColumnLevel<T>(plane, kernels, bound).untransform();
 }
 
 } // namespace
@@ -252,10 +252,10 @@ bool suitsColumns(int width, int height) {
 }
 
 template <typename T>
-bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t largest, const RowKernels<T>& kernels,
+bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t bound, const RowKernels<T>& kernels,
                       CoefficientSink<T>& sink) {
     assert(suitsColumns(plane.columns, plane.rows));
-    return transformFrom<T>(finestShape(plane), plane, largest, kernels, sink);
+    return transformFrom<T>(finestShape(plane), plane, bound, kernels, sink);
 }
 
 template <typename T>

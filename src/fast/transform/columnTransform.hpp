@@ -112,12 +112,12 @@ private:
 // Against row streams: 8 columns are coded 3 to 4 times as fast, 20 columns 1.6 to 2.3 times.
 bool suitsColumns(int width, int height);
 
-// Passes all coefficients of a plane on. The magnitudes of its samples are at most `largest`: they are of 8 or 16 bits,
+// Passes all coefficients of a plane on. The magnitudes of its samples are at most `bound`: they are of 8 or 16 bits,
 // or differences of two samples of 8 bits. What the plane holds afterwards is of no use. Throws std::bad_alloc: up to a
 // third of the plane is needed beside it.
 // Returns whether it is proved that the inverse gives the samples back.
 template <typename T>
-bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t largest, const RowKernels<T>& kernels,
+bool transformColumns(ColumnPlane<RowSample<T>>& plane, std::int64_t bound, const RowKernels<T>& kernels,
                       CoefficientSink<T>& sink);
 
 // Restores a plane from coefficients that are as those of an InverseStream. Throws std::bad_alloc.

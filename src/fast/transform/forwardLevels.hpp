@@ -45,7 +45,7 @@ public:
                  const ForwardLevel<Int64In16, NarrowPass>& narrow)
         : window(grid, kernels, narrow.window), k(kernels), pass(passOn), n(narrow.n),
           wrapsEverywhere(narrow.wrapsEverywhere), coarser(coarserLevel), advanced(narrow.advanced),
-          largest(narrow.largest) {
+          bound(narrow.bound) {
         chooseKernels();
     }
 
@@ -61,8 +61,8 @@ public:
     // Where row y is to be put; then it has been.
     PolyphaseRow<RowSample<T>>& place(int y) { return window[y]; }
     void taken(int y) {
-        if (window[y].largest > largest) {
-            largest = window[y].largest;
+        if (window[y].bound > bound) {
+            bound = window[y].bound;
             chooseKernels();
         }
         if (y + 1 - advanced == RowWindow<T>::spareRows) {
@@ -70,7 +70,7 @@ public:
         }
     }
 
-    bool isReversible() const override { return sumsFit && largest <= largestReversible; }
+    bool isReversible() const override { return sumsFit && bound <= largestReversible; }
 
     void finish() override {
         advanceTo(n - 1);
@@ -94,10 +94,10 @@ private:
     friend class ForwardLevel;
 
     void chooseKernels() {
-        if (largest <= largestAlongSmall) {
+        if (bound <= largestAlongSmall) {
             along = k.transformRowSmall;
             update = k.updateSmall;
-        } else if (largest <= largestAlong) {
+        } else if (bound <= largestAlong) {
             along = k.transformRow;
             update = k.update;
         } else {
@@ -126,11 +126,11 @@ private:
 
     // Whether predict sums down the columns may leave 16 bits, and the inverse would keep them in another way.
     bool mayLoseSums() const {
-        return std::is_same_v<T, std::int16_t> && wrapsEverywhere && largest > largestForPredictSums;
+        return std::is_same_v<T, std::int16_t> && wrapsEverywhere && bound > largestForPredictSums;
     }
 
     void liftPair(int i) {
-        if (mayLoseSums() && sumsFit && window.largestAround(i) > largestForColumnSums) {
+        if (mayLoseSums() && sumsFit && window.boundAround(i) > largestForColumnSums) {
             sumsFit = window.predictSumsFit(i);
         }
         const bool isEnd = i == 1 || i + 3 >= n;
@@ -157,9 +157,9 @@ private:
     int n;
     bool wrapsEverywhere;
     Coarser* coarser;
-    int advanced = 0;          // rows
-    bool sumsFit = true;       // all predict sums in 16 bits, where that matters
-    std::int64_t largest = -1; // of all rows so far: looking at those around each row anew costs more than it gains
+    int advanced = 0;        // rows
+    bool sumsFit = true;     // all predict sums in 16 bits, where that matters
+    std::int64_t bound = -1; // of all rows so far: looking at those around each row anew costs more than it gains
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep update = nullptr;
 };
@@ -285,7 +285,7 @@ public:
     void taken(int y) {
         if (narrow) {
             range.add(0);
-            range.add(static_cast<int>(narrow->place(y).largest));
+            range.add(static_cast<int>(narrow->place(y).bound));
         }
         goOn(y);
     }

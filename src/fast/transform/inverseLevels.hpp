@@ -99,9 +99,9 @@ private:
     }
 
     void taken(int y) {
-        if (window[y].largest > largest) {
-            largest = window[y].largest;
-            const bool isSmall = largest <= largestForUnupdate;
+        if (window[y].bound > bound) {
+            bound = window[y].bound;
+            const bool isSmall = bound <= largestForUnupdate;
             along = isSmall ? k.untransformRow : k.untransformRowExact;
             unupdate = isSmall ? k.unupdate : k.unupdateExact;
         }
@@ -110,7 +110,7 @@ private:
     void finishOdd(int i) {
         const bool isEnd = i == 1 || i + 3 >= n;
         const bool mayWrap = !exactEverywhere && !isEnd;
-        window.liftOdd(i, mayWrap || largest <= largestForExactSum ? k.unpredict : k.unpredictExact);
+        window.liftOdd(i, mayWrap || bound <= largestForExactSum ? k.unpredict : k.unpredictExact);
         if (i >= 3) {
             window.liftAlong(i - 3, along);
         }
@@ -122,10 +122,10 @@ private:
     Fill fill;
     int n;
     bool exactEverywhere;
-    int read = 0;              // rows
-    int next = 0;              // even row
-    int restored = -1;         // all rows up to this one
-    std::int64_t largest = -1; // of all rows so far
+    int read = 0;            // rows
+    int next = 0;            // even row
+    int restored = -1;       // all rows up to this one
+    std::int64_t bound = -1; // of all rows so far
     typename RowWindow<T>::BothSteps along = nullptr;
     typename RowWindow<T>::EvenStep unupdate = nullptr;
 };
@@ -180,7 +180,7 @@ public:
     // The next n of the first class, those at even and at odd places apart.
     void split(int n, PolyphaseRow<Row>& row) {
         if (!isIn16[0]) {
-            row.largest = kernels.rows<T>().split(source.take(c, n), n, row.even, row.odd);
+            row.bound = kernels.rows<T>().split(source.take(c, n), n, row.even, row.odd);
         } else if constexpr (std::is_same_v<T, std::int64_t>) {
             kernels.narrowRows.splitWidening(source.take16(c, n), n, row.even, row.odd);
         }
@@ -230,19 +230,19 @@ public:
     // Gives row y, an even one, anew what the next coarser level has of it, and its bound.
     void refill(int y, PolyphaseRow<Row>& row) {
         if (shape.isCoarsest()) {
-            row.largest = kernels.largest(row.even, shape.evens());
+            row.bound = kernels.bound(row.even, shape.evens());
         } else {
             merge(coarser->restore(y / 2), row);
         }
         if constexpr (std::is_same_v<T, std::int16_t>) { // kernels for int rows need no bound
-            row.largest = std::max(row.largest, kernels.largest(row.odd, shape.odds()));
+            row.bound = std::max(row.bound, kernels.bound(row.odd, shape.odds()));
         }
     }
 
 private:
     void merge(HandedPolyphaseRow<T> restored, PolyphaseRow<Row>& row) {
         if constexpr (std::is_same_v<T, std::int16_t>) {
-            row.largest = kernels.merge(row.even, shape.evens(), restored.even, restored.odd);
+            row.bound = kernels.merge(row.even, shape.evens(), restored.even, restored.odd);
         } else if (restored.narrow != nullptr) {
             narrowRows.mergeWidening(row.even, shape.evens(), restored.narrow->even, restored.narrow->odd);
         } else {

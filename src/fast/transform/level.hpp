@@ -87,7 +87,7 @@ public:
         : RowWindow(source, rowKernels) {
         for (std::size_t i = 0; i < used(); ++i) {
             std::copy_n(other.rows[i].even - margin, 2 * half, rows[i].even - margin);
-            rows[i].largest = other.rows[i].largest;
+            rows[i].bound = other.rows[i].bound;
         }
     }
 
@@ -101,7 +101,7 @@ public:
     // Row y from the approximation that the next finer level makes.
     void take(int y, const Row* samples) {
         PolyphaseRow<Row>& row = (*this)[y];
-        row.largest = kernels.split(samples, evens + odds, row.even, row.odd);
+        row.bound = kernels.split(samples, evens + odds, row.even, row.odd);
     }
 
     using Step = void (*)(Row*, const Row*, const Row*, const Row*, const Row*, int);
@@ -130,12 +130,11 @@ public:
     // Makes the bound of row y that of its samples as they are now.
     void boundRow(int y) {
         PolyphaseRow<Row>& row = (*this)[y];
-        row.largest = std::max(kernels.largest(row.even, evens), kernels.largest(row.odd, odds));
+        row.bound = std::max(kernels.bound(row.even, evens), kernels.bound(row.odd, odds));
     }
     // That of the four rows that row y is predicted from.
-    std::int64_t largestAround(int y) {
-        return std::max(
-            {(*this)[y - 3].largest, (*this)[y - 1].largest, (*this)[y + 1].largest, (*this)[y + 3].largest});
+    std::int64_t boundAround(int y) {
+        return std::max({(*this)[y - 3].bound, (*this)[y - 1].bound, (*this)[y + 1].bound, (*this)[y + 3].bound});
     }
     // Whether all their predict sums are samples.
     bool predictSumsFit(int y) {
@@ -210,7 +209,7 @@ public:
         for (int x = 0; x < columns; ++x) {
             const T sample = row(y)[x];
             (x % 2 == 0 ? split.even : split.odd)[x / 2] = static_cast<Row>(sample);
-            split.largest = std::max(split.largest, std::abs(std::int64_t{sample}));
+            split.bound = std::max(split.bound, std::abs(std::int64_t{sample}));
         }
         return split;
     }

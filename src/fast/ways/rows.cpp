@@ -34,8 +34,8 @@ constexpr std::int64_t largestWord = 65536;
 constexpr std::int64_t largestShort = 32767;
 
 template <typename Row>
-PolyphaseRow<Row>& withBound(PolyphaseRow<Row>& row, std::int64_t largest) {
-    row.largest = largest;
+PolyphaseRow<Row>& withBound(PolyphaseRow<Row>& row, std::int64_t bound) {
+    row.bound = bound;
     return row;
 }
 
@@ -77,8 +77,8 @@ bool putNarrow(const unsigned char* raw, int width, const RawRowKernels& raws, F
     if (row == nullptr) {
         return false;
     }
-    row->largest = raws.splitWordsTo16(raw, width, *row);
-    return row->largest <= largestShort;
+    row->bound = raws.splitWordsTo16(raw, width, *row);
+    return row->bound <= largestShort;
 }
 
 } // namespace
