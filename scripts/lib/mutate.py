@@ -38,7 +38,8 @@ NEAREST = {
 
 
 # What only other processors run: every change there would survive all tests.
-UNUSED_HERE = () if 'avx512_vbmi2' in pathlib.Path('/proc/cpuinfo').read_text() else ('Avx512',)
+CPU = pathlib.Path('/proc/cpuinfo').read_text()
+UNUSED_HERE = (() if 'avx512_vbmi2' in CPU else ('avx512',)) + (() if 'asimd' in CPU else ('neon',))
 
 
 def limitResources():
@@ -159,7 +160,7 @@ class Run:
     def __init__(self, count, paths):
         texts = {str(path.relative_to(ROOT)): path.read_text() for path in sorted((ROOT / 'src').rglob('*.?pp'))
                  if (not paths or str(path.relative_to(ROOT)) in paths) and
-                 not any(part in path.name for part in UNUSED_HERE)}
+                 not any(part in path.name.lower() for part in UNUSED_HERE)}
         self.texts = texts
         self.mutations = {path: mutations.mutationsOf(path, text) for path, text in texts.items()}
         sizes = {path: len(found) for path, found in self.mutations.items()}

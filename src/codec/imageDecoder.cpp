@@ -5,8 +5,8 @@
 #include "coding/codedStream.hpp"
 #include "fast/transform/columnTransform.hpp"
 #include "fast/ways/coefficients.hpp"
-#include "fast/ways/columns.hpp"
-#include "fast/ways/rows.hpp"
+#include "fast/ways/columnWay.hpp"
+#include "fast/ways/rowWay.hpp"
 #include "filter/filter.hpp"
 #include "image/colourTransform.hpp"
 #include "image/imageData.hpp"
@@ -249,6 +249,8 @@ Status ImageDecoder::write(RowSink& rows, int count) {
     if (header.xsize == 0) {
         return Status::ok;
     }
+    // Here, for a stream is known to have ended early only when it has been read, and colours are limited, not the
+    // channels that they are transformed to. A cut stream's own limit holds for a reduced image, too.
     int limit = sampleLimit(header.bitsPerPixel, findings.endedEarly);
     if (halvings > 0 && !findings.endedEarly) {
         limit = reducedSampleLimit(imageKindOf(header.bytesPerPixel)->bytesPerSample);

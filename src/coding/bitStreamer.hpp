@@ -95,8 +95,9 @@ struct BasicBitStreamer {
     std::uint32_t getBit();
     std::uint32_t getBits(int n);
 
-    // Makes room for a word in a full writer: empties the buffer to the file; or fills the tail bytes of a
-    // memory writer from `current`, leaves `mask` behind the last bit stored (0 without tail bytes), throws 3.
+    // Makes room for a word in a full writer: empties the buffer to the file. A memory writer has none: it fills its
+    // tail bytes from `current` and throws 3, which is how a budget ends; with tail bytes, `mask` is then behind the
+    // last bit stored.
     void flushBuffer();
     // Writes the words up to the cursor and starts the buffer over. Throws 3 when the file takes fewer.
     void flushToFile();

@@ -11,7 +11,7 @@
 
 namespace teko {
 
-// The candidates of a bit plane of one class: the coefficients that no higher plane made significant.
+// The candidates of bit plane b of one class: the coefficients that no higher plane made significant.
 struct PlaneCount {
     std::uint64_t passes; // stay insignificant: their magnitudes have at most b bits
     std::uint64_t events; // become significant: their magnitudes have b + 1 bits

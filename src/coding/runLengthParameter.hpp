@@ -8,9 +8,12 @@ namespace teko {
 
 constexpr int largestRunLengthParameter = 24;
 
-// Chooses k from the event density of the segment, events / candidates: 0, 2 or 3 for dense segments, then
-// the smallest of 3 .. 24 whose 2^k reaches 0.48 / density + 0.5; 24 without events. Never 1.
-// 0 <= events <= candidates.
+// Chooses k from the event density of the segment, events / candidates: 0, 2 or 3 for dense segments, then the smallest
+// of 3 .. 24 whose 2^k reaches the whole part of 0.48 / density + 0.5; 24 without events. Never 1. 0 <= events <=
+// candidates.
+//
+// Encoders ask here, by the counts of a histogram, and write k before the segment. Decoders take k as it is written,
+// whatever it is, and ask here behind the segment, to know a stream that no encoder writes.
 int runLengthParameter(std::uint64_t events, std::uint64_t candidates);
 
 // What the plain encoder sizes a run segment by, k excluded: 1.3 times the binary entropy of its candidates, and

@@ -38,7 +38,8 @@ struct StreamArrayManager : InTakenMemory {
     static constexpr int maximumChannels = 4;
     static constexpr int planes = sampleBits<T>;
 
-    // Room of every sub-stream beyond its estimate: the writer may use 16 bytes, 26 are allocated.
+    // Room of every sub-stream beyond its estimate: the writer may use 16 bytes, 26 are allocated. With it, no image's
+    // segment is longer than its sub-stream, which would throw 3 like a budget that ends.
     static constexpr std::uint64_t spareCapacity = 16;
     static constexpr std::uint64_t spareAllocation = 26;
 

@@ -24,7 +24,7 @@ public:
     ImageData& operator=(const ImageData&) = delete;
 
     // Row y from and to the bytes of a raw row: width * channels samples of one byte (readRow8 ...) or two. They are
-    // zero-extended; written are their low 8 (16) bits, after they were clamped as below.
+    // zero-extended; written are their low 8 (16) bits, after clampedTo(limit, sample) unless the limit is 0.
     void readRow8(int y, const unsigned char* raw);
     void readRow16(int y, const unsigned char* raw);
     void writeRow8(int y, unsigned char* raw, int limit);

@@ -134,9 +134,11 @@ bool isRunnable(Target target) {
         return hasAvx512();
     case Target::neon:
         return hasNeon;
-    default:
-        return true;
+    case Target::plain:
+    case Target::portable:
+        break;
     }
+    return true;
 }
 
 Target bestTarget() {

@@ -8,8 +8,7 @@
 
 #include <array>
 
-// The machines whose every processor has NEON, with bytes in the order that the code for it takes for granted. It needs
-// no region.
+// The machines whose every processor has NEON, with bytes in the order that the code for it takes for granted.
 #if defined(__aarch64__) && defined(__ARM_NEON) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
 #define TEKO_NEON_MACHINE
 #endif

@@ -31,11 +31,12 @@ struct Wavelet {
     // through one inverse level although transform left them alone: they do not survive a round trip.
     void untransform(ImageData<T>* image);
 
-    // Appends the coded stream of a transformed image to a writer, most important bits first, and flushes it.
-    // The planes hold folded values afterwards, also when it throws: 3 when the writer is full (what it holds
-    // then is a prefix of the stream, and decodes), 5 for coefficients of 2^14 (short) or 2^62 (long) and
-    // beyond, which have no bit plane. Images that are one sample wide or high and not empty are refused with
-    // 5 and stay as they are.
+    // Appends the coded stream of a transformed image to a writer, most important bits first, and flushes it: for
+    // whoever has an image in planes. The codec takes writeStream and the two steps of reading
+    // (coding/codedStream.hpp). The planes hold folded values afterwards, also when it throws: 3 when the writer is
+    // full (what it holds then is a prefix of the stream, and decodes), 5 for coefficients of 2^14 (short) or 2^62
+    // (long) and beyond, which have no bit plane. Images that are one sample wide or high and not empty are refused
+    // with 5 and stay as they are.
     void writeWavelet(ImageData<T>* image, BitStreamer& out);
 
     // Rebuilds the coefficients of an image, whose shape must be the stream's, from a reader that stands at

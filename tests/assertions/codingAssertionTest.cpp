@@ -7,7 +7,7 @@
 #include "fast/kernels/kernels.hpp"
 #include "fast/planes/segmentPlan.hpp"
 #include "fast/planes/subbandBytes.hpp"
-#include "fast/ways/rows.hpp"
+#include "fast/ways/rowWay.hpp"
 
 #include <array>
 

@@ -2,7 +2,7 @@
 // Images of 16 bits whose coefficients are as large as they can get: they take the same way as any other.
 #include "codec/imageDecoder.hpp"
 #include "codec/imageEncoder.hpp"
-#include "fast/ways/rows.hpp"
+#include "fast/ways/rowWay.hpp"
 #include "reference/lifting.hpp"
 #include "support/bytes.hpp"
 #include "support/targets.hpp"

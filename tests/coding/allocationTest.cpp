@@ -3,7 +3,7 @@
 // than is promised.
 #include "coding/codedStream.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/rows.hpp"
+#include "fast/ways/rowWay.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/codedStreams.hpp"

@@ -2,7 +2,7 @@
 // What is thrown inside of a decoder and is no plain integer concerns the caller: it passes.
 #include "coding/codedStream.hpp"
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/rows.hpp"
+#include "fast/ways/rowWay.hpp"
 #include "reference/coefficientImages.hpp"
 #include "reference/imageAdapter.hpp"
 #include "support/allocationLedger.hpp"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Images through the encoder and the decoder of rows, with every target, against planes.
 #include "fast/kernels/kernels.hpp"
-#include "fast/ways/rows.hpp"
+#include "fast/ways/rowWay.hpp"
 #include "filter/filter.hpp"
 #include "support/coefficients.hpp"
 #include "support/rowStreams.hpp"

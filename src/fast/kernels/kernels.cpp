@@ -9,19 +9,29 @@ namespace teko {
 
 const Kernels& kernelsOf(Target target) {
     switch (target) {
-#if defined(__x86_64__)
     case Target::avx2:
+#if defined(__x86_64__)
         return avx2::kernels();
+#else
+        break;
+#endif
     case Target::avx512:
+#if defined(__x86_64__)
         return avx512::kernels();
+#else
+        break;
 #endif
-#if defined(TEKO_NEON_MACHINE)
     case Target::neon:
+#if defined(TEKO_NEON_MACHINE)
         return neon::kernels();
+#else
+        break;
 #endif
-    default:
-        return portable::kernels();
+    case Target::plain:
+    case Target::portable:
+        break;
     }
+    return portable::kernels();
 }
 
 } // namespace teko

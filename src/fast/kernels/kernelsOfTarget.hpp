@@ -8,7 +8,7 @@
 #include "fast/planes/subbandCoder.hpp"
 #include "fast/planes/subbandDecoder.hpp"
 #include "fast/rows/lanesRows.hpp"
-#include "fast/rows/plainRows.hpp"
+#include "fast/rows/portableRows.hpp"
 
 #include <cstdint>
 
@@ -45,8 +45,8 @@ constexpr RawRowKernels rawRowKernels{
     .joinWordsFrom16 = joinWordsFrom16InLanes,
     .joinColours = joinColoursInLanes,
     .joinColoursBelow = joinColoursBelowInLanes,
-    .clamp = clampRow<std::int16_t>,
-    .clampWide = clampRow<int>,
+    .clamp = clampSamples<std::int16_t>,
+    .clampWide = clampSamples<int>,
 };
 
 constexpr RowKernels<std::int16_t> rowKernelsOf16{
@@ -92,7 +92,7 @@ constexpr RowKernels<Int64In16> narrowRowKernelsOf64{
 };
 
 #if defined(TEKO_FOR_AVX2)
-// Eight lanes are no faster than what the compiler finds.
+// Along rows of int, eight lanes are no faster than the vectors that the compiler finds.
 constexpr auto transformIntRow = transformRowAlong<int, Exact>;
 #else
 constexpr auto transformIntRow = transformInLanes<WideLanes, prediction<WideLanes>, updated<WideLanes>>;
@@ -110,12 +110,12 @@ constexpr RawRowKernels rawRowKernels{
     .joinWordsFrom16 = joinWords<std::int16_t>,
     .joinColours = joinColours,
     .joinColoursBelow = joinColoursBelow,
-    .clamp = clampRow<std::int16_t>,
-    .clampWide = clampRow<int>,
+    .clamp = clampSamples<std::int16_t>,
+    .clampWide = clampSamples<int>,
 };
 
 template <typename T, typename Wrapped>
-constexpr RowKernels<T> plainRowKernels{
+constexpr RowKernels<T> portableRowKernels{
     .split = splitRow<std::int16_t>,
     .merge = mergeRow<std::int16_t>,
     .bound = boundOfRow<std::int16_t>,
@@ -136,13 +136,13 @@ constexpr RowKernels<T> plainRowKernels{
     .unscale = unscaleRow<std::int16_t>,
 };
 
-constexpr RowKernels<std::int16_t> rowKernelsOf16 = plainRowKernels<std::int16_t, WrappedToSample>;
-constexpr RowKernels<Int64In16> narrowRowKernelsOf64 = plainRowKernels<Int64In16, Exact>;
+constexpr RowKernels<std::int16_t> rowKernelsOf16 = portableRowKernels<std::int16_t, WrappedToSample>;
+constexpr RowKernels<Int64In16> narrowRowKernelsOf64 = portableRowKernels<Int64In16, Exact>;
 constexpr auto transformIntRow = transformRowAlong<int, Exact>;
 
 #endif
 
-// But along rows, the compiler finds the vectors.
+// Rows of int: for all but both steps along a row at once, the compiler finds the vectors.
 constexpr RowKernels<std::int64_t> rowKernelsOf64{
     .split = splitRow<int>,
     .merge = mergeRow<int>,

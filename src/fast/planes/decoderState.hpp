@@ -35,7 +35,7 @@ constexpr int rowsUpTo(int topPlane) {
 
 using Word = std::uint64_t;
 
-// A word in memory that comes as bytes.
+// A word of a plane. Its memory is used as bytes as well.
 using PlaneWord [[gnu::may_alias]] = std::uint64_t;
 
 struct Block {

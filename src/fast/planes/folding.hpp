@@ -48,7 +48,7 @@ constexpr int foldedAtOnce = 64;
 // Append n coefficients, given in order or apart by even and odd places: the compiler finds the vectors.
 
 template <typename Row, typename V>
-Unsigned<Row> foldPlainly(const Row* samples, int n, SubbandBytes<V>& to) {
+Unsigned<Row> foldPortably(const Row* samples, int n, SubbandBytes<V>& to) {
     Unsigned<Row> magnitudes = 0;
     for (int done = 0; done < n; done += foldedAtOnce) {
         const int here = std::min(n - done, foldedAtOnce);
@@ -64,7 +64,7 @@ Unsigned<Row> foldPlainly(const Row* samples, int n, SubbandBytes<V>& to) {
 }
 
 template <typename Row, typename V>
-Unsigned<Row> foldPairsPlainly(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
+Unsigned<Row> foldPairsPortably(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
     Unsigned<Row> magnitudes = 0;
     for (int done = 0; done < n; done += foldedAtOnce) {
         const int here = std::min(n - done, foldedAtOnce);
@@ -249,26 +249,26 @@ template <typename Row, typename V>
 Unsigned<Row> fold(const Row* samples, int n, SubbandBytes<V>& to) {
     int done = 0;
     const auto magnitudes = foldGroups<Row>(SamplesInOrder<Row>{samples}, n, to, done);
-    return static_cast<Unsigned<Row>>(magnitudes | foldPlainly(samples + done, n - done, to));
+    return static_cast<Unsigned<Row>>(magnitudes | foldPortably(samples + done, n - done, to));
 }
 
 template <typename Row, typename V>
 Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
     int done = 0;
     const auto magnitudes = foldGroups<Row>(SamplesApart<Row>{even, odd}, n, to, done);
-    return static_cast<Unsigned<Row>>(magnitudes | foldPairsPlainly(even + done / 2, odd + done / 2, n - done, to));
+    return static_cast<Unsigned<Row>>(magnitudes | foldPairsPortably(even + done / 2, odd + done / 2, n - done, to));
 }
 
 #else
 
 template <typename Row, typename V>
 Unsigned<Row> fold(const Row* samples, int n, SubbandBytes<V>& to) {
-    return foldPlainly(samples, n, to);
+    return foldPortably(samples, n, to);
 }
 
 template <typename Row, typename V>
 Unsigned<Row> foldPairs(const Row* even, const Row* odd, int n, SubbandBytes<V>& to) {
-    return foldPairsPlainly(even, odd, n, to);
+    return foldPairsPortably(even, odd, n, to);
 }
 
 #endif

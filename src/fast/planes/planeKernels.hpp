@@ -64,7 +64,8 @@ struct PlaneKernels {
     // atMost, which may be more than the longest has.
     int (*countLengths)(const Folded& folded, std::int64_t block, int atMost, std::uint64_t* counts);
     // Codes a whole class of a channel, finished and counted, into the sub-streams of its planes topPlane .. lowest; in
-    // those from lowestSparse on few coefficients are significant, and k is not 0. Throws std::bad_alloc.
+    // those from lowestSparse on at most one in sixteen coefficients is significant, so that k is not 0. Throws
+    // std::bad_alloc.
     void (*codeClass)(const Folded& folded, PlaneStreams* streams, int topPlane, int lowest, int lowestSparse);
 
     // Room for a decoded image. Throws std::bad_alloc.

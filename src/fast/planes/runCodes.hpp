@@ -15,7 +15,8 @@ namespace teko {
 
 // Reading: the run codes of k = 2 and 3, several at a time by table: such segments hold most of the events that are not
 // in dense ones, and taken one by one each event waits for the bits before it (1.1 times on decoding grey photographs).
-// The whole codes, and the zeros, at the bottom of so many bits of a segment.
+//
+// A step looks at so many bits of a segment and takes the codes, and the zeros of runs, that end within them.
 constexpr int runWindowBits = 12;
 constexpr unsigned mostRunCandidates = 48; // of one step
 
@@ -165,8 +166,8 @@ inline void putEvent(BitAppender& out, std::uint64_t run, unsigned k, std::uint6
     out.put(code.bits, code.length);
 }
 
-// For k = 0 a segment is its own candidate bitmap with a sign behind every one.
-
+// For k = 0 a segment is the bitmap of its candidates with a sign behind every one.
+//
 // Eight candidates with the gaps for their signs; the places of the signs are those of the ones, shifted by one.
 struct GappedBytes {
     std::uint16_t code[256];

@@ -35,7 +35,7 @@ enum class SizeEstimate {
     lowerBound, // runs end at the end of their last unit: never too long
 };
 
-// The bits that a writer takes before it throws, at most.
+// The bits that a writer takes before it throws, at most: it throws when the word after its last is complete.
 template <typename Word>
 std::uint64_t roomIn(const BasicBitStreamer<Word>& out) {
     return out.file != nullptr ? ~std::uint64_t{0} : 32 * static_cast<std::uint64_t>(out.size - out.words() + 1);
@@ -48,8 +48,8 @@ constexpr std::uint64_t roomInBytes(std::uint64_t bytes) {
 template <typename T>
 class SegmentPlan {
 public:
-    // For a writer that stands behind the top plane and has room for so many bits. The histogram is summed, and not
-    // copied. Throws std::bad_alloc.
+    // For segments of which a writer takes so many bits, or fewer. All that it may see the beginning of are coded: the
+    // last pair is the one that passes the room. The histogram is summed, and not copied. Throws std::bad_alloc.
     SegmentPlan(const ImageShape& shape, int topPlane, const BitLengthHistogram<T>& histogram, std::uint64_t room,
                 SizeEstimate lengths);
 

@@ -57,7 +57,7 @@ public:
         BitAppender out = appender;
         const auto bit = static_cast<std::uint32_t>(2) << plane;
         for (unsigned i = 0; i < count; i += lanes) {
-            const Lanes found = load(i);
+            const Sixteen found = load(i);
             const __mmask16 significant = found.reach(2 * bit);
             const __mmask16 set = _mm512_test_epi32_mask(found.folded, _mm512_set1_epi32(static_cast<int>(bit)));
             out.put(extractBits(set, significant), static_cast<unsigned>(countBits(significant)));
@@ -72,7 +72,7 @@ public:
         std::uint32_t significantBefore = 0;
         events.start(passes);
         for (unsigned i = 0; i < count; i += lanes) {
-            const Lanes found = load(i);
+            const Sixteen found = load(i);
             const __mmask16 significant = found.reach(2 * limit);
             const auto events16 = static_cast<__mmask16>(found.reach(limit) & ~significant);
             const __m512i candidates = _mm512_sub_epi32(found.places, onesBelow(significant, significantBefore));
@@ -87,7 +87,7 @@ public:
 private:
     static constexpr unsigned lanes = 16;
 
-    struct Lanes {
+    struct Sixteen {
         __m512i places;
         __m512i folded;
         __mmask16 valid;
@@ -97,7 +97,7 @@ private:
         }
     };
 
-    Lanes load(unsigned i) const {
+    Sixteen load(unsigned i) const {
         const unsigned left = count - i;
         const auto valid = static_cast<__mmask16>(left < lanes ? (1U << left) - 1 : 0xFFFFU);
         return {_mm512_loadu_si512(places + i), _mm512_loadu_si512(folded + i), valid};

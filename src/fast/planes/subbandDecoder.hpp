@@ -203,7 +203,7 @@ struct FilledRows {
     }
 };
 
-constexpr int valuesAtOnce = 64 * wordsAtOnce;
+constexpr int valuesAtOnce = 64 * unslicedAtOnce;
 
 // Values from their folded forms, whose bytes lie apart.
 template <int bytes, typename V>
@@ -224,7 +224,7 @@ void unfold(const unsigned char (*parts)[valuesAtOnce], V* values) {
 template <int bytes, typename T, typename V>
 void unslice(const FilledRows<T>& filled, int words, V* values) {
     unsigned char parts[bytes][valuesAtOnce] = {};
-    for (int w = 0; w < words; w += wordsAtOnce) {
+    for (int w = 0; w < words; w += unslicedAtOnce) {
         for (int i = 0; i < bytes; ++i) {
             if (!filled.isByteEmpty(i)) {
                 unsliceRows(filled.rows + 8 * i, w, parts[i]);
@@ -328,7 +328,7 @@ public:
         return static_cast<std::size_t>(shape.channels) * static_cast<std::size_t>(words) * sizeof(Word);
     }
 
-    // Writes to all bytesFor the top plane of the memory, which has as many and outlives this.
+    // In memory of bytesFor(shape, topPlane) bytes, all of which it writes to. The memory is not owned.
     SlicedChannels(const ImageShape& shape, int topPlane, unsigned char* memory)
         : rows(rowsUpTo(topPlane)), channels(static_cast<std::size_t>(shape.channels)) {
         std::int64_t blocks = 0;

@@ -4,7 +4,7 @@
 // on the whole transform as in 32 bits; AVX2, 768 x 512, one core), in 32 bits along rows of int.
 #pragma once
 
-#include "fast/rows/plainRows.hpp"
+#include "fast/rows/portableRows.hpp"
 #include "fast/simd/operations.hpp"
 
 #include <algorithm>
@@ -130,8 +130,9 @@ inline void mergeExtendingInLanes(std::int16_t* x, int n, const std::int16_t* ev
     lanes.extend(range);
 }
 
-// Raw rows. Runs step(x) for groups of so many pixels, the last one up to the last pair, whether some of its pixels
-// have been taken or not. Returns how many pixels are done: none of a row that is shorter than a group.
+// Runs step(x) for groups of so many pixels of a raw row, from pixel x on. The last group ends with the last pair of
+// pixels and may take again some that the group before it took. Returns how many pixels are done: none of a row that is
+// shorter than a group.
 template <int atOnce, typename Step>
 int forGroups(int width, Step step) {
     if (width < atOnce) {
@@ -220,12 +221,13 @@ inline void joinWordsFrom16InLanes(const PolyphaseRow<std::int16_t>& samples, in
     joinWords<std::int16_t>(samples.from(done), width - done, raw + std::int64_t{2} * done);
 }
 
-// Samples kept to 0 ... highest.
+// Samples clamped to 0 ... highest.
 inline Lanes clampedLanes(Lanes samples, Lanes highest) {
     return smaller(larger(samples, Lanes::all(0)), highest);
 }
 
-// Red, green and blue of which only the low bytes count: sums may wrap, for bits 0 to 9 of one are right.
+// Channels to red, green and blue of which only the low bytes count. A sum that wraps at 16 bits is right in its bits 0
+// to 13 after the shift, so in the low byte.
 struct LowColours {
     void operator()(Lanes* yuv) const {
         const Lanes g = yuv[0] - shiftRight<2>(yuv[1] + yuv[2]);
@@ -235,7 +237,8 @@ struct LowColours {
     }
 };
 
-// Those of which 16 bits count, kept below a limit that is not negative.
+// Channels to red, green and blue of which all 16 bits count, clamped below a limit that is not negative: the mean of
+// two channels is taken without a sum that could wrap.
 struct ClampedColours {
     int highest;
 

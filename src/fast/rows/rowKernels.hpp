@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// The lifting steps on whole rows: sample k of a row is lifted with sample k of its neighbour rows.
+// The inner loops on rows: raw rows from and to rows of samples, clamping, and the lifting steps on whole rows.
 //
-// One set of steps serves both directions of a transform. Down the columns, the neighbours are the rows above
-// and below. Along a row, the even and the odd samples are first split into a row each; the neighbours are then
-// the same row, shifted by one sample.
+// A lifting step takes sample k of a row with sample k of its neighbour rows, and one set of steps serves both
+// directions of a transform. Down the columns, the neighbours are the rows above and below. Along a row, the even and
+// the odd samples are first split into a row each; the neighbours are then that row, shifted by one sample. For both
+// steps along a row there are kernels of their own.
 //
-// Along a row there are kernels for both steps at once, too.
-//
-// Rows are compact: short for short samples, int for long ones, and short again for small long ones. Each kernel says
-// for which values it gives what filter.hpp demands; who calls it keeps track of the largest magnitude in a row.
-// Kernels other than merge, unscale and the exact ones may write up to a vector of 32 samples beyond n: rows have that
-// room.
+// Rows of short samples are of 16 bits, rows of long ones of 32 (int), or of 16 where they are narrow. Each kernel says
+// for which values it gives what filter.hpp demands; who calls it keeps a bound of the magnitudes in a row. Kernels
+// other than merge, unscale and the exact ones may write up to a vector of 32 samples beyond n: rows have that room.
 #pragma once
 
 #include <algorithm>
@@ -140,10 +138,10 @@ struct RowKernels {
     void (*unscale)(Row* x, int n, int times);
 };
 
-// What "any values" are for int rows, so that no sum leaves 32 bits: on the way forward; on the way back, for samples
-// that a step starts from; and for samples that are restored already, from which others are predicted. docs/bounds.md
-// says why more never come up. There is no difference between a kernel and its exact form. For small long samples any
-// values are what a small range of them becomes in a level.
+// Rows of int take "any values" up to these, so that no sum leaves 32 bits, and their kernels are the same as the exact
+// ones: samples on the way forward; on the way back, samples that a step starts from; and samples that are restored
+// already, from which others are predicted. docs/bounds.md proves that no image and no stream has larger ones. "Any
+// values" in narrow rows are those that a level makes of samples in a SampleRange that fits.
 constexpr int largestForIntRows = 1 << 26;
 constexpr int largestForIntRowsBack = 74'000'000;
 constexpr int largestRestored = 100'000'000;
@@ -154,9 +152,9 @@ struct NarrowRowKernels {
     // 16 bits up to counted coefficients: 1.12 to 1.14 times with AVX-512, against two passes more).
     void (*split)(const std::int16_t* x, int n, std::int16_t* even, std::int16_t* odd, SampleRange& range);
     void (*merge)(std::int16_t* x, int n, const std::int16_t* even, const std::int16_t* odd, SampleRange& range);
-    // As this merge, of samples that fit.
+    // Merges rows of int into a narrow row, which keeps the low 16 bits, and extends the range by what they were.
     void (*mergeNarrowing)(std::int16_t* x, int n, const int* even, const int* odd, SampleRange& range);
-    // As those of int rows, without a bound.
+    // Split and merge narrow rows into rows of int, without a bound.
     void (*splitWidening)(const std::int16_t* x, int n, int* even, int* odd);
     void (*mergeWidening)(int* x, int n, const std::int16_t* even, const std::int16_t* odd);
 };
@@ -181,7 +179,7 @@ struct RawRowKernels {
     void (*joinWordsFrom16)(const PolyphaseRow<std::int16_t>& samples, int width, unsigned char* raw);
     // Three bytes a pixel, red, green and blue, from the three channels of the colour transform.
     void (*joinColours)(const PolyphaseRow<std::int16_t>* channels, int width, unsigned char* raw);
-    // Such pixels whose colours are clampedTo(limit, sample). The limit is not 0.
+    // As joinColours, with each colour clampedTo(limit, sample) before its low byte is taken. The limit is not 0.
     void (*joinColoursBelow)(const PolyphaseRow<std::int16_t>* channels, int width, int limit, unsigned char* raw);
 
     // n samples, each as clampedTo(limit, sample). The limit is not 0.

@@ -296,7 +296,7 @@ inline std::uint64_t bytesReaching(const unsigned char* bytes, int lowest) {
     return ~(below(bytes) | static_cast<std::uint64_t>(below(bytes + 32)) << 32);
 }
 
-constexpr int wordsAtOnce = 4;
+constexpr int unslicedAtOnce = 4;
 
 // Swaps the bits of `a` under `mask`, moved by n, with those of `b`: a step of a transposition.
 template <int n>
@@ -325,8 +325,8 @@ inline void storeHalves(__m256i vector, unsigned char* to) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 128), _mm256_extracti128_si256(vector, 1));
 }
 
-// 64 bytes for each of wordsAtOnce words from w on: bit b is from rows[b]. Bits change places between the rows of all
-// words at once, then bytes are interleaved (1.08 to 1.12 times on decodes, Zen 3, against comparing each bit of 32
+// 64 bytes for each of unslicedAtOnce words from w on: bit b is from rows[b]. Bits change places between the rows of
+// all words at once, then bytes are interleaved (1.08 to 1.12 times on decodes, Zen 3, against comparing each bit of 32
 // bytes).
 template <typename RowWord>
 void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {

@@ -332,7 +332,7 @@ inline std::uint64_t bytesReaching(const unsigned char* bytes, int lowest) {
     return _mm512_test_epi8_mask(_mm512_loadu_si512(bytes), bits);
 }
 
-constexpr int wordsAtOnce = 8;
+constexpr int unslicedAtOnce = 8;
 
 // Quarters of a vector, 128 bytes apart.
 inline void storeLanes(__m512i vector, unsigned char* to) {
@@ -342,7 +342,7 @@ inline void storeLanes(__m512i vector, unsigned char* to) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 384), _mm512_extracti64x2_epi64(vector, 3));
 }
 
-// 64 bytes for each of wordsAtOnce words from w on: bit b is from rows[b]. Bytes of the rows are brought together by
+// 64 bytes for each of unslicedAtOnce words from w on: bit b is from rows[b]. Bytes of the rows are brought together by
 // interleaving, the last row first as the matrix product wants it.
 template <typename RowWord>
 void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {

@@ -4,40 +4,48 @@
 //
 // Lanes. Loads and stores are of any address. Results of 16 and of 32 bits wrap, where the name does not say more.
 //
-//   Lanes       16-bit samples, a vector full
+//   Lanes       16-bit samples, a vector full: L::count of them, known to the compiler, 32 at most
 //   WideLanes   32-bit samples, half as many
 //   ByteLanes   bytes, twice as many
+//   LanePair    two vectors of 16-bit samples, first and second
 //
+// of Lanes and WideLanes
 //   L::load, L::all, store                    memory, one value in all lanes
-//   L::loadPart(from, n)                      n lanes, n below L::count; the others are 0; AVX-512 alone
-//   ByteLanes::storePart(to, n)               n lanes and no byte more; AVX-512 alone
 //   L::loadBytes, storeBytes                  samples as pairs or fours of bytes, the least significant first
-//   + - & | ^, shiftLeft, shiftRight          by a number of the template, right with the sign
-//   shiftRightUnsigned                        the same without it, or by a number that is not a constant
-//   addSaturated, absolute, smaller, larger   lane by lane
+//   + - & |, shiftLeft, shiftRight            by a number of the template, right with the sign
+//   shiftRightUnsigned                        right by a number, without the sign
+//   absolute                                  the magnitude
+//   folded                                    the magnitude above the sign
+//   haveBits(a, bits)                         whether any lane has one of these bits
+//   allOf                                     the OR of all lanes
+//   before, behind, twoBehind                 a row, moved by one sample or two: from two neighbouring vectors
+//   broadcastFirst, broadcastSecond           one lane in all
+//   L::loadPart(from, n)                      AVX-512 alone: n lanes, n below L::count; the others are 0
+// With AVX2, WideLanes have none of the last six: its rows of int are left to the compiler.
+// of Lanes alone
+//   ^, addSaturated, smaller, larger          lane by lane
+//   shiftRightUnsigned by a template's number
 //   mulhrs(a, b)                              (a b + 2^14) >> 15
 //   mulhiUnsigned(a, b)                       a b >> 16, of samples without a sign
 //   isNegative                                -1 where negative, else 0
 //   withSignOf(a, sign)                       -a where sign is negative; 0 or a where it is 0: a is 0 there, too
-//   folded                                    the magnitude above the sign
-//   haveBits(a, bits)                         whether any lane has one of these bits
-//   allOf                                     the OR of all lanes
-//   before, behind, twoBehind                 a row, moved by one sample or two: from two neighbouring vectors; of
-//                                             WideLanes not with AVX2, whose rows of int have no use for them
-//   broadcastFirst, broadcastSecond           one lane in all; of WideLanes as those
 //   unzip, zip                                two vectors of neighbouring samples; those at even places and at odd ones
-//   packBytes, packWords                      the same lanes, narrower, of samples that fit
-//   asBytes                                   16-bit lanes as their bytes
-//   loadRgb, storeRgb                         pixels of three bytes: 16-bit lanes of each colour at even and odd places
+//   asBytes                                   the bytes of the samples
+//   loadRgb, storeRgb                         pixels of three bytes: lanes of each colour at even and at odd places
+// narrower
+//   packBytes of two Lanes or four WideLanes, packWords of two WideLanes; all samples fit
+// of ByteLanes
+//   store
+//   storePart(to, n)                          AVX-512 alone: n lanes and no byte more
 //
 // Bits.
 //
 //   countBits(value)              the ones
 //   extractBits(value, mask)      the bits of value at the set places of mask, moved together at the bottom
-//   depositBits(value, mask)      the lowest bits of value, moved to the set places of mask; fast where isDepositFast
-//   sliceBytes(bytes, words)      words[b] gets bit b of 64 bytes, for b = 0 .. 7
-//   bytesReaching(bytes, lowest)  which of 64 bytes have bit `lowest` or a higher one
-//   unsliceRows(rows, w, bytes)   64 bytes for each of wordsAtOnce words from w on: bit b is from rows[b]
+//   depositBits(value, mask)      the lowest bits of value, moved to the set places of mask; fast if isDepositFast says
+//   so sliceBytes(bytes, words)      words[b] gets bit b of 64 bytes, for b = 0 .. 7 bytesReaching(bytes, lowest) which
+//   of 64 bytes have bit `lowest` or a higher one unsliceRows(rows, w, bytes)   64 bytes for each of unslicedAtOnce
+//   words from w on: bit b is from rows[b]
 #pragma once
 
 #include "fast/simd/forTarget.hpp"
@@ -76,7 +84,7 @@ inline void storeLittleEndian(unsigned char* to, std::uint64_t value) {
 
 } // namespace teko
 
-// BMI2 and POPCNT come with both.
+// Processors that have AVX-512 or AVX2 and are chosen for it have BMI2 and POPCNT.
 #if defined(TEKO_FOR_AVX2) || defined(TEKO_FOR_AVX512)
 
 TEKO_TARGET_BEGIN

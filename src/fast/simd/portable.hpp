@@ -134,9 +134,9 @@ inline void unsliceBytes(const std::uint64_t* words, unsigned char* bytes) {
     }
 }
 
-constexpr int wordsAtOnce = 1;
+constexpr int unslicedAtOnce = 1;
 
-// 64 bytes for each of wordsAtOnce words from w on: bit b is from rows[b].
+// 64 bytes for each of unslicedAtOnce words from w on: bit b is from rows[b].
 template <typename RowWord>
 void unsliceRows(const RowWord* const* rows, int w, unsigned char* bytes) {
     std::uint64_t bits[8];

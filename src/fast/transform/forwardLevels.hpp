@@ -20,8 +20,9 @@ static_assert(2.25 * 1.5 * largestAlongSmall < largestSumOfSmallUpdate);
 static_assert(2.25 * 2.25 * largestAlong < largestAdded && 2.25 * 1.5 * largestAlong < largestSumOfUpdate);
 
 // Up to which magnitudes in its rows a level of short samples is sure to be undone by the inverse (docs/bounds.md): no
-// stored sample leaves 16 bits; and where the two directions keep predict sums in different ways, no such sum does, by
-// the rows that the level starts from, or by those that have been through a row pass.
+// stored sample leaves 16 bits. Where the transform wraps predict sums at 16 bits and the inverse does not, no predict
+// sum may leave them either: that is sure by the rows that the level starts from, or by the rows behind the steps along
+// rows.
 constexpr std::int64_t largestReversible = 4096;
 constexpr std::int64_t largestForPredictSums = 512;
 constexpr std::int64_t largestForColumnSums = 1024;

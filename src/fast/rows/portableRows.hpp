@@ -135,7 +135,7 @@ struct ClampedInto {
 };
 
 template <typename Row>
-void clampRow(Row* samples, int n, int limit) {
+void clampSamples(Row* samples, int n, int limit) {
     if (limit < 0) {
         std::transform(samples, samples + n, samples, ClampedBelow{limit});
     } else {

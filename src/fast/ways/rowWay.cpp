@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fast/ways/rows.hpp"
+#include "fast/ways/rowWay.hpp"
 
 #include "fast/kernels/kernels.hpp"
 #include "wavelet/levels.hpp"
@@ -123,9 +123,9 @@ template class RowDecoder<std::int64_t>;
 
 namespace {
 
-// The next row of a channel, of samples T, its gain taken out.
+// Takes the gain of the levels that are left out from the samples of a row; returns the row.
 template <typename T>
-const PolyphaseRow<RowSample<T>>& withoutGain(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form) {
+const PolyphaseRow<RowSample<T>>& takeGainOut(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form) {
     if (form.halvings > 0) {
         const auto unscale = form.kernels.rows<T>().unscale;
         unscale(row.even, (form.width + 1) / 2, timesScaled(form.halvings));
@@ -137,7 +137,7 @@ const PolyphaseRow<RowSample<T>>& withoutGain(const PolyphaseRow<RowSample<T>>& 
 template <typename T, typename Join, typename Clamp>
 void joinRow(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form, Join join, Clamp clamp,
              unsigned char* raw) {
-    withoutGain<T>(row, form);
+    takeGainOut<T>(row, form);
     if (form.limit != 0) {
         clamp(row.even, (form.width + 1) / 2, form.limit);
         clamp(row.odd, form.width / 2, form.limit);
@@ -147,9 +147,9 @@ void joinRow(const PolyphaseRow<RowSample<T>>& row, const RawRowForm& form, Join
 
 void joinColours(RowDecoder<std::int16_t>& decoder, const RawRowForm& form, const RawRowKernels& raws,
                  unsigned char* raw) {
-    const PolyphaseRow<std::int16_t> channels[3] = {withoutGain<std::int16_t>(decoder.channel(0).next(), form),
-                                                    withoutGain<std::int16_t>(decoder.channel(1).next(), form),
-                                                    withoutGain<std::int16_t>(decoder.channel(2).next(), form)};
+    const PolyphaseRow<std::int16_t> channels[3] = {takeGainOut<std::int16_t>(decoder.channel(0).next(), form),
+                                                    takeGainOut<std::int16_t>(decoder.channel(1).next(), form),
+                                                    takeGainOut<std::int16_t>(decoder.channel(2).next(), form)};
     if (form.limit != 0) {
         raws.joinColoursBelow(channels, form.width, form.limit, raw);
     } else {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fast/ways/columns.hpp"
+#include "fast/ways/columnWay.hpp"
 
 #include "fast/kernels/kernels.hpp"
 
