@@ -167,14 +167,15 @@ bool isTakenIn16(const CoefficientSource<T>& source, int c, const Kernels& kerne
     return std::is_same_v<T, std::int64_t> && kernels.prefers16BitRows && source.magnitudeBits(c) < 16;
 }
 
-// The coefficients of a class and of the one after it, which is the last one if it is asked for.
+// The coefficients of a level's class and, of the coarsest level, of the last class behind it.
 template <typename T>
 class ClassRows {
 public:
     using Row = RowSample<T>;
 
-    ClassRows(int firstClass, const Kernels& itsKernels, CoefficientSource<T>& itsSource)
-        : c(firstClass), isIn16{isTakenIn16(itsSource, c, itsKernels), isTakenIn16(itsSource, c + 1, itsKernels)},
+    ClassRows(const LevelShape& shape, const Kernels& itsKernels, CoefficientSource<T>& itsSource)
+        : c(shape.c), isIn16{isTakenIn16(itsSource, c, itsKernels),
+                             shape.isCoarsest() && isTakenIn16(itsSource, c + 1, itsKernels)},
           kernels(itsKernels), source(itsSource) {}
 
     // The next n of the first class, those at even and at odd places apart.
@@ -212,7 +213,7 @@ public:
     FillRows(const LevelShape& levelShape, const Kernels& allKernels, CoefficientSource<T>& source,
              LevelSource<T>* coarserLevel)
         : shape(levelShape), kernels(allKernels.rows<T>()), narrowRows(allKernels.narrowRows),
-          classes(shape.c, allKernels, source), coarser(coarserLevel) {}
+          classes(shape, allKernels, source), coarser(coarserLevel) {}
 
     bool operator()(int y, PolyphaseRow<Row>& row) {
         if (y % 2 != 0) {
@@ -302,7 +303,7 @@ public:
     using Row = RowSample<T>;
 
     RowsOfLastClass(const LevelShape& levelShape, const Kernels& kernels, CoefficientSource<T>& source)
-        : shape(levelShape), classes(shape.c, kernels, source),
+        : shape(levelShape), classes(shape, kernels, source),
           memory(2 * static_cast<std::size_t>(shape.evens() + vector)), row{memory.data(),
                                                                             memory.data() + shape.evens() + vector, 0} {
     }
