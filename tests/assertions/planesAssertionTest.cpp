@@ -74,9 +74,9 @@ TEST_F(PlanesAssertions, EventsOfAPlaneAreNoMoreThanSamplesOfABlock) {
     EXPECT_DEATH(events->append(0, 1), "count \\+ n <=");
 }
 
-TEST_F(PlanesAssertions, AChunkHoldsABlock) {
-    const auto chunk = std::make_unique<BitPlaneBlock>();
-    EXPECT_DEATH(setLength(SubbandBytes<NoValue>{}, 0, *chunk), "chunk.words <= wordsInBlock");
+TEST_F(PlanesAssertions, SlicedBlocksAreNoLongerThanABlock) {
+    const auto sliced = std::make_unique<BitPlaneBlock>();
+    EXPECT_DEATH(setLength(SubbandBytes<NoValue>{}, 0, *sliced), "sliced.words <= wordsInBlock");
 }
 
 TEST_F(PlanesAssertions, AViewSeesWhatTheReaderHolds) {
