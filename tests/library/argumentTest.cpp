@@ -133,6 +133,17 @@ TEST_F(LibraryArguments, OfHandlesAreNotNull) {
     teko_decoder_destroy(decoder);
 }
 
+// Far enough to leave 64 bits in sums of such steps, while the samples themselves would still be told apart.
+TEST_F(LibraryArguments, HavePitchesThatStayInMemory) {
+    if constexpr (sizeof(std::ptrdiff_t) == sizeof(std::int64_t)) {
+        for (const std::int64_t pitch : {(std::int64_t{1} << 44) + 1, -(std::int64_t{1} << 44) - 1,
+                                         std::numeric_limits<std::int64_t>::max() / 2}) {
+            image.row_pitch = static_cast<std::ptrdiff_t>(pitch);
+            expectAll(TEKO_ERROR_ARGUMENT);
+        }
+    }
+}
+
 TEST_F(LibraryArguments, MayBeNullWhereThereIsNothing) {
     for (const auto& [width, height] : {std::pair{0U, 7U}, {7U, 0U}, {0U, 0U}, {0U, 1U}}) {
         image.width = width;
