@@ -33,6 +33,9 @@ NEAREST = {
     'filter': ['filter', 'fuzz', 'targets', 'wavelet'],
     'wavelet': ['fuzz', 'wavelet', 'targets', 'golden'],
     'coding': ['fuzz', 'coding', 'targets', 'golden'],
+    'codec': ['codec', 'fuzz', 'golden', 'targets'],
+    'memory': ['memory', 'library', 'coding', 'targets'],
+    'library': ['library', 'fuzz', 'golden'],
     'driver': ['driver', 'fuzz', 'cli', 'golden'],
 }
 
